@@ -1,0 +1,42 @@
+// Shared main of the test executables: a fixed locale and time zone, and a process-wide
+// temporary home, set before Qt or ICU read the environment.
+#include "KZTestSandbox.h"
+
+#include <gmock/gmock.h>
+
+#ifdef BINWISE_TEST_GUI
+#include <QApplication>
+using TestApplication = QApplication;
+#else
+#include <QCoreApplication>
+using TestApplication = QCoreApplication;
+#endif
+
+#include <QDir>
+#include <QFile>
+
+#include <cstdlib>
+#include <ctime>
+
+int main(int argc, char **argv)
+{
+    setenv("TZ", "UTC", 1);
+    tzset();
+    setenv("LC_ALL", "en_US.UTF-8", 1);
+    setenv("LANG", "en_US.UTF-8", 1);
+    setenv("LANGUAGE", "en_US", 1);
+    const QString sandbox = KZTestSandbox::isolateProcess();
+
+    TestApplication app(argc, argv);
+    ::testing::InitGoogleMock(&argc, argv);
+    const int result = RUN_ALL_TESTS();
+
+    // Tests unmount what they mount. Should one be left, the sandbox stays on disk rather than
+    // be removed through the mount.
+    QFile mounts(QStringLiteral("/proc/self/mountinfo"));
+    const bool mountLeft
+        = mounts.open(QIODevice::ReadOnly) && mounts.readAll().contains(sandbox.toLocal8Bit());
+    if (!mountLeft)
+        QDir(sandbox).removeRecursively();
+    return result;
+}
