@@ -1,0 +1,61 @@
+#include "model/KZPath.h"
+
+#include <gtest/gtest.h>
+
+TEST(Path, UrlsCarryEveryByteOfAName)
+{
+    const QByteArray names[] = {
+        "/tmp/plain",
+        "/tmp/with space/and#hash?and%25percent",
+        "/tmp/new\nline",
+        "/tmp/latin1-\xe9t\xe9",           // not UTF-8
+        "/tmp/\xff\xfe/\xc3\xa9t\xc3\xa9", // invalid bytes, then real UTF-8
+        "/",
+    };
+    for (const QByteArray &path : names) {
+        const QUrl url = KZPath::urlFromPath(path);
+        ASSERT_TRUE(url.isValid()) << path.toStdString();
+        EXPECT_TRUE(url.isLocalFile());
+        EXPECT_EQ(KZPath::pathFromURL(url), path);
+        // The encoded URL is plain ASCII, fit for JSON and logs.
+        const QByteArray encoded = url.toEncoded();
+        EXPECT_TRUE(std::all_of(encoded.begin(), encoded.end(), [](char c) {
+            return c > 0x20 && c < 0x7f;
+        })) << encoded.toStdString();
+    }
+}
+
+TEST(Path, OnlyAbsoluteLocalPathsMakeUrls)
+{
+    EXPECT_TRUE(KZPath::urlFromPath("relative/name").isEmpty());
+    EXPECT_TRUE(KZPath::urlFromPath("").isEmpty());
+    EXPECT_TRUE(KZPath::pathFromURL(QUrl(QStringLiteral("https://example.org/a"))).isEmpty());
+    EXPECT_TRUE(KZPath::pathFromURL(QUrl()).isEmpty());
+    EXPECT_TRUE(KZPath::pathFromURL(QUrl(QStringLiteral("file://host/share/a"))).isEmpty());
+}
+
+TEST(Path, ComponentsSplitOnBytes)
+{
+    EXPECT_EQ(KZPath::fileName("/a/b\xff"), QByteArray("b\xff"));
+    EXPECT_EQ(KZPath::fileName("/a/b/"), QByteArray("b"));
+    EXPECT_EQ(KZPath::fileName("/"), QByteArray());
+    EXPECT_EQ(KZPath::parentPath("/a/b"), QByteArray("/a"));
+    EXPECT_EQ(KZPath::parentPath("/a"), QByteArray("/"));
+    EXPECT_EQ(KZPath::parentPath("name"), QByteArray());
+    EXPECT_EQ(KZPath::join("/", "a"), QByteArray("/a"));
+    EXPECT_EQ(KZPath::join("/a", "b"), QByteArray("/a/b"));
+}
+
+TEST(Path, EscapedTextKeepsOneLineAndShowsBadBytes)
+{
+    EXPECT_EQ(KZPath::escapedDisplayString("/t/a\nb"), QStringLiteral("/t/a\\nb"));
+    EXPECT_EQ(KZPath::escapedDisplayString("tab\there\r"), QStringLiteral("tab\\there\\r"));
+    EXPECT_EQ(KZPath::escapedDisplayString("back\\slash"), QStringLiteral("back\\\\slash"));
+    EXPECT_EQ(KZPath::escapedDisplayString("bell\x07"), QStringLiteral("bell\\x07"));
+    EXPECT_EQ(KZPath::escapedDisplayString("caf\xc3\xa9"), QStringLiteral("caf\u00e9"));
+    EXPECT_EQ(KZPath::escapedDisplayString("caf\xe9!"), QStringLiteral("caf\\xe9!"));
+    EXPECT_EQ(KZPath::escapedDisplayString("\xc3"), QStringLiteral("\\xc3"));
+    EXPECT_EQ(KZPath::escapedDisplayString("\xe2\x82\xac\xff"), QStringLiteral("\u20ac\\xff"));
+    // Distinct byte strings stay distinct once escaped.
+    EXPECT_NE(KZPath::escapedDisplayString("a\\nb"), KZPath::escapedDisplayString("a\nb"));
+}
