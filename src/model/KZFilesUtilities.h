@@ -111,5 +111,45 @@ private:
 public:
     // ---- System items and locations -------------------------------------------------------
 
+    // Names at a volume's root that are the system's own and never shown; a new list each call.
+    [[nodiscard]] QStringList invisibleSystemItems() const;
+    // Names at a volume's root that are the system's own but shown.
+    [[nodiscard]] QStringList visibleSystemItems() const;
+
+    // YES when path equals, encloses or lies inside a path of isContainedInArray, which holds
+    // path strings or maps with a "path" string (the first element decides which). A list of
+    // neither logs, beeps and answers YES. Any thread.
+    [[nodiscard]] bool location(const QByteArray &path,
+                                const QVariantList &isContainedInArray) const;
+
+    // The user's folder of that kind when it exists; null when it does not; ifNotFound when
+    // the kind has no folder. Any thread.
+    [[nodiscard]] QByteArray defaultSystemFolder(QStandardPaths::StandardLocation kind,
+                                                 const QByteArray &ifNotFound) const;
+    // The user's folder of that kind, created when missing; null when there is none or it
+    // cannot be made.
+    [[nodiscard]] QByteArray folderPathOfKInd(QStandardPaths::StandardLocation kind) const;
+
+    // Opens each path with its default application (xdg-open), in order; failures are ignored.
+    void launchItems(const QByteArrayList &paths) const;
+    // Starts the application of the .desktop file (or executable) at appPath, with the item at
+    // itemPath (null for none) as its one document; the result is ignored.
+    void launchAppWithPath(const QByteArray &appPath, const QByteArray &itemPath = {}) const;
+    // Always "": Linux applications do not claim creator codes.
+    [[nodiscard]] QString applicationNameWithCreator(const QString &creator) const;
+
+    // Sounds the beep of a malformed containment list; by default a terminal bell on stderr
+    // when stderr is a terminal. The GUI installs QApplication::beep.
+    void setBeepHook(std::function<void()> beep);
+    // Starts a program detached (program, arguments, working folder) and answers whether it
+    // started; by default QProcess::startDetached. Tests install a recorder.
+    using Launcher = std::function<bool(const QString &, const QStringList &, const QString &)>;
+    void setLauncher(Launcher launcher);
+
+private:
+    std::function<void()> m_beep;
+    Launcher m_launcher;
+
+public:
     // ---- Icons (defined in binwise_gui) ---------------------------------------------------
 };
