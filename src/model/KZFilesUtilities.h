@@ -4,10 +4,16 @@
 #include "KZPath.h"
 
 #include <QByteArray>
+#include <QByteArrayList>
+#include <QStandardPaths>
 #include <QString>
 #include <QStringList>
 #include <QUrl>
 #include <QVariant>
+
+#include <functional>
+#include <optional>
+#include <vector>
 
 class QImage;
 class QSize;
@@ -28,7 +34,122 @@ public:
 
     // ---- Item kinds and type tables -------------------------------------------------------
 
+    // The kind lists: constant strings of four-character codes between single quotes, or of
+    // extensions between double quotes, joined by ",". Duplicates are part of them.
+    [[nodiscard]] QString allImagesForContentCheckTypes() const;
+    [[nodiscard]] QString allImagesContentCheckExtensions() const;
+    [[nodiscard]] QString allImagesTypes() const;
+    [[nodiscard]] QString allImagesExtensions() const;
+    [[nodiscard]] QString allMoviesTypes() const;
+    [[nodiscard]] QString allMoviesExtensions() const;
+    [[nodiscard]] QString allMusicTypes() const;
+    [[nodiscard]] QString allMusicExtensions() const;
+    [[nodiscard]] QString allTextTypes() const;
+    [[nodiscard]] QString allTextExtensions() const;
+
+    // One of the kind lists above, named by its member function.
+    using KindList = QString (KZFilesUtilities::*)() const;
+
+    // The code of a quoted type string such as "'GIF '": its four characters packed big-endian;
+    // 0 for anything that is not four Latin-1 characters between single quotes.
+    [[nodiscard]] static quint32 typeCodeFromQuotedString(QStringView quoted);
+    // The list split at "," with each entry converted to its code; typesCount (optional)
+    // receives the length. Any thread.
+    [[nodiscard]] std::vector<quint32>
+    typesFormattedToCheckWithSelector(KindList list, quint32 *typesCount = nullptr) const;
+    // The list without its first and last character, split at the three characters ",".
+    [[nodiscard]] QStringList extensionsFormattedToCheckWithSelector(KindList list) const;
+
+    // Classifiers: YES when the type code is one of the kind's codes, else when the extension
+    // (without the dot, compared case-sensitively) is one of its extensions. A null extension
+    // answers NO; some kinds answer NO for extensions shorter than their minimum length.
+    // Any thread.
+    [[nodiscard]] bool isImage(quint32 type, const QString &extension) const;
+    [[nodiscard]] bool isMovieItem(quint32 type, const QString &extension) const;
+    [[nodiscard]] bool isMediaSound(quint32 type, const QString &extension) const;
+    [[nodiscard]] bool isMediaItem(quint32 type, const QString &extension) const;
+    [[nodiscard]] bool isMP3File(quint32 type, const QString &extension) const;
+    [[nodiscard]] bool isAACFile(quint32 type, const QString &extension) const;
+    [[nodiscard]] bool isText(quint32 type, const QString &extension) const;
+    [[nodiscard]] bool isHtml(quint32 type, quint32 creator, const QString &extension) const;
+    [[nodiscard]] bool isFont(quint32 type, const QString &extension) const;
+    [[nodiscard]] bool isCompressed(quint32 type, const QString &extension) const;
+
+    // The document types an application declares, from the MimeType list of its .desktop file
+    // at url: with kindOfType the four-character codes ('TEXT','JPEG'), else the extensions
+    // ("txt","jpg"), in the kind lists' form. "" when the file cannot be read or declares
+    // nothing. Any thread.
+    [[nodiscard]] QString multiTypesFromURL(const QUrl &url, bool kindOfType) const;
+    // Customary extensions of a type identifier; nullopt for an identifier the table lacks.
+    [[nodiscard]] std::optional<QStringList>
+    extensionFromUTIIdentifier(const QString &identifier) const;
+    // Customary four-character type strings (unquoted) of a type identifier; nullopt for an
+    // identifier the table lacks.
+    [[nodiscard]] std::optional<QStringList> typeFromUTIIdentifier(const QString &identifier) const;
+
+    // Appends ",<types>" and ",<extensions>" to types and extensions for each application
+    // entry (.desktop file) under the folder at folderURL, sub-folders included. Any thread.
+    void iterateFolderDocuments(const QUrl &folderURL, QString *types, QString *extensions) const;
+    // The document kinds of every installed application: records {"name", "types",
+    // "extensions"} (string lists) in the order of the kind names. Any thread.
+    [[nodiscard]] QVariantList allDocumentsNamesWithTypes() const;
+    // Groups the codes of types and the extensions of andExtensions (both in the kind lists'
+    // form) by the name of their kind ("Folder" for a folder): name -> {"types",
+    // "extensions"}. orderedResult (optional) receives the names sorted for people.
+    [[nodiscard]] QVariantMap kindNamesWithTypes(const QString &types, const QString &andExtensions,
+                                                 QStringList *orderedResult = nullptr) const;
+
+    // The folders that hold application entries, most important first: $XDG_DATA_HOME/
+    // applications, then each of $XDG_DATA_DIRS/applications, unless set otherwise.
+    [[nodiscard]] QByteArrayList applicationFolders() const;
+    // Replaces the folder list (tests, sandboxes); an empty list returns to the XDG folders.
+    void setApplicationFolders(const QByteArrayList &folders);
+
+private:
+    QByteArrayList m_applicationFolders;
+
+public:
     // ---- System items and locations -------------------------------------------------------
 
+    // Names at a volume's root that are the system's own and never shown; a new list each call.
+    [[nodiscard]] QStringList invisibleSystemItems() const;
+    // Names at a volume's root that are the system's own but shown.
+    [[nodiscard]] QStringList visibleSystemItems() const;
+
+    // YES when path equals, encloses or lies inside a path of isContainedInArray, which holds
+    // path strings or maps with a "path" string (the first element decides which). A list of
+    // neither logs, beeps and answers YES. Any thread.
+    [[nodiscard]] bool location(const QByteArray &path,
+                                const QVariantList &isContainedInArray) const;
+
+    // The user's folder of that kind when it exists; null when it does not; ifNotFound when
+    // the kind has no folder. Any thread.
+    [[nodiscard]] QByteArray defaultSystemFolder(QStandardPaths::StandardLocation kind,
+                                                 const QByteArray &ifNotFound) const;
+    // The user's folder of that kind, created when missing; null when there is none or it
+    // cannot be made.
+    [[nodiscard]] QByteArray folderPathOfKInd(QStandardPaths::StandardLocation kind) const;
+
+    // Opens each path with its default application (xdg-open), in order; failures are ignored.
+    void launchItems(const QByteArrayList &paths) const;
+    // Starts the application of the .desktop file (or executable) at appPath, with the item at
+    // itemPath (null for none) as its one document; the result is ignored.
+    void launchAppWithPath(const QByteArray &appPath, const QByteArray &itemPath = {}) const;
+    // Always "": Linux applications do not claim creator codes.
+    [[nodiscard]] QString applicationNameWithCreator(const QString &creator) const;
+
+    // Sounds the beep of a malformed containment list; by default a terminal bell on stderr
+    // when stderr is a terminal. The GUI installs QApplication::beep.
+    void setBeepHook(std::function<void()> beep);
+    // Starts a program detached (program, arguments, working folder) and answers whether it
+    // started; by default QProcess::startDetached. Tests install a recorder.
+    using Launcher = std::function<bool(const QString &, const QStringList &, const QString &)>;
+    void setLauncher(Launcher launcher);
+
+private:
+    std::function<void()> m_beep;
+    Launcher m_launcher;
+
+public:
     // ---- Icons (defined in binwise_gui) ---------------------------------------------------
 };
