@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QThread>
 
@@ -98,11 +99,10 @@ TEST_F(ErrorDelegate, QuestionFromAWorkerThreadAnswersLikeOneFromTheMainThread)
     const int onMain = ask();
 
     int onWorker = 0;
-    QThread *worker = QThread::create([&] { onWorker = ask(); });
-    QObject::connect(worker, &QThread::finished, worker, &QObject::deleteLater);
+    std::unique_ptr<QThread> worker(QThread::create([&] { onWorker = ask(); }));
     worker->start();
     // The worker waits for the main thread, which must keep its event loop running.
-    while (!worker->isFinished())
+    while (!worker->wait(QDeadlineTimer(10)))
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
     EXPECT_EQ(onMain, 1002);
     EXPECT_EQ(onWorker, 1002);
