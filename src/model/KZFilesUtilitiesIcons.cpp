@@ -149,21 +149,21 @@ IconChoice kindIconOf(const QByteArray &path, const Stat &stat)
         return {mimeIconNames(database.mimeTypeForName(QStringLiteral("inode/directory"))),
                 KZIconTheme::ProviderIcon::Folder};
     }
-    QString special;
+    QString inodeType;
     if (stat.exists) {
         if (S_ISLNK(stat.mode))
-            special = QStringLiteral("inode/symlink");
+            inodeType = QStringLiteral("inode/symlink");
         else if (S_ISFIFO(stat.mode))
-            special = QStringLiteral("inode/fifo");
+            inodeType = QStringLiteral("inode/fifo");
         else if (S_ISSOCK(stat.mode))
-            special = QStringLiteral("inode/socket");
+            inodeType = QStringLiteral("inode/socket");
         else if (S_ISCHR(stat.mode))
-            special = QStringLiteral("inode/chardevice");
+            inodeType = QStringLiteral("inode/chardevice");
         else if (S_ISBLK(stat.mode))
-            special = QStringLiteral("inode/blockdevice");
+            inodeType = QStringLiteral("inode/blockdevice");
     }
-    if (!special.isEmpty())
-        return {mimeIconNames(database.mimeTypeForName(special))
+    if (!inodeType.isEmpty())
+        return {mimeIconNames(database.mimeTypeForName(inodeType))
                     << QStringLiteral("text-x-generic"),
                 KZIconTheme::ProviderIcon::File};
 
@@ -192,7 +192,7 @@ int pixelSideFor(const QSize &logical, qreal ratio)
 }
 
 // A square image of pixelSide pixels given the logical size asked for: stretched to its
-// aspect when that is not square, with the ratio that makes it logical points large.
+// shape when that is not square, with the ratio that makes it logical points large.
 QImage withLogicalSize(QImage square, const QSize &logical)
 {
     if (square.isNull())

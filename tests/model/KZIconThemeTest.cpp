@@ -53,7 +53,7 @@ TEST_F(IconTheme, ThemesAreAskedInOrderBeforeNames)
     // Found in the inherited theme when the theme itself lacks it.
     EXPECT_EQ(KZTestIconTheme::centre(kz.imageForNames({QStringLiteral("parent-only")}, 48)),
               KZTestIconTheme::kParentOnlyColor);
-    // The theme's generic icon beats a specific one that only a parent theme has.
+    // The theme's generic icon beats a particular one that only a parent theme has.
     EXPECT_EQ(KZTestIconTheme::centre(kz.imageForNames(
                   {QStringLiteral("parent-only"), QStringLiteral("text-x-generic")}, 48)),
               KZTestIconTheme::kTextColor);
