@@ -25,6 +25,11 @@ int main(int argc, char **argv)
     setenv("LC_ALL", "en_US.UTF-8", 1);
     setenv("LANG", "en_US.UTF-8", 1);
     setenv("LANGUAGE", "en_US", 1);
+#ifdef BINWISE_TEST_GUI
+    // Test discovery runs the executable without the tests' environment; widgets still need a
+    // platform there.
+    setenv("QT_QPA_PLATFORM", "offscreen", 0);
+#endif
     const QString sandbox = KZTestSandbox::isolateProcess();
 
     TestApplication app(argc, argv);

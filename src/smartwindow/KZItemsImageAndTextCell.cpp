@@ -1,0 +1,79 @@
+#include "KZItemsImageAndTextCell.h"
+
+#include "KZAttributedStringUtilities.h"
+#include "model/KZPath.h"
+
+#include <QGuiApplication>
+#include <QPainter>
+#include <QWidget>
+#include <QtMath>
+
+namespace {
+// Only rows of exactly this height have room for the second line and the large icon.
+constexpr qreal kTwoLineRowHeight = 36;
+} // namespace
+
+KZItemsImageAndTextCell::KZItemsImageAndTextCell(QObject *parent)
+    : KZTextFieldCell(parent)
+{}
+
+void KZItemsImageAndTextCell::prepareForRow(const QStyleOptionViewItem &option,
+                                            const QModelIndex &index) const
+{
+    KZTextFieldCell::prepareForRow(option, index);
+    const qreal side = option.rect.height() == kTwoLineRowHeight ? 36 : 24;
+    const qreal ratio
+        = option.widget ? option.widget->devicePixelRatioF() : qGuiApp->devicePixelRatio();
+    m_image = pixmapFromDecoration(index.data(Qt::DecorationRole), QSizeF(side, side), ratio);
+    const QVariant path = index.data(PathRole);
+    m_path = path.typeId() == QMetaType::QByteArray ? KZPath::displayString(path.toByteArray())
+                                                    : path.toString();
+    m_isInvisible = index.data(IsInvisibleRole).toBool();
+}
+
+void KZItemsImageAndTextCell::drawWithFrame(QPainter *painter, const QRectF &cellFrame) const
+{
+    KZAttributedStringUtilities &strings = KZAttributedStringUtilities::sharedControl();
+    const bool twoLineRow = cellFrame.height() == kTwoLineRowHeight;
+    QRectF textFrame = cellFrame;
+    if (!m_image.isNull()) {
+        const qreal side = twoLineRow ? 36 : 24;
+        const QRectF imageFrame(cellFrame.x(), cellFrame.y() + (cellFrame.height() - side) / 2,
+                                side, side);
+        drawImage(painter, m_image, imageFrame, m_isInvisible ? 0.5 : 1.0);
+        textFrame.setLeft(cellFrame.left() + side + 3);
+    }
+
+    const KZAttributedString title = strings.attributedStringWithString(
+        m_title, 12, titleColor(), false, Qt::AlignLeft, textFrame.width(), Qt::ElideRight);
+    const bool secondLine = twoLineRow && !m_path.isEmpty();
+    // Centred on the whole row the title would run into the second line; with one it takes
+    // the upper 18 points, the mirror of the line's lower 18.
+    const QRectF titleFrame
+        = secondLine ? QRectF(textFrame.x(), textFrame.y(), textFrame.width(), 18) : textFrame;
+    title.drawInRect(painter, cellTextFrame(titleFrame, title, LeftTextAlignment));
+
+    if (!secondLine)
+        return;
+    const KZAttributedString line = strings.attributedStringWithString(
+        m_path, 11, subTitleColor(), false, Qt::AlignLeft, textFrame.width() - 2, Qt::ElideRight);
+    const QRectF lineFrame = textFrame.adjusted(0, 18, -2, 0);
+    line.drawInRect(painter, cellTextFrame(lineFrame, line, LeftTextAlignment));
+}
+
+std::unique_ptr<KZTextFieldCell> KZItemsImageAndTextCell::copy() const
+{
+    auto cell = std::make_unique<KZItemsImageAndTextCell>();
+    copyStateTo(*cell);
+    cell->m_image = m_image;
+    cell->m_path = m_path;
+    cell->m_isInvisible = m_isInvisible;
+    return cell;
+}
+
+QSize KZItemsImageAndTextCell::sizeHint(const QStyleOptionViewItem &option,
+                                        const QModelIndex &index) const
+{
+    const QSize text = KZTextFieldCell::sizeHint(option, index);
+    return QSize(text.width() + 36 + 3, index.data(PathRole).isValid() ? 36 : 26);
+}

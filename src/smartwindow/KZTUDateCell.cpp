@@ -1,0 +1,50 @@
+#include "KZTUDateCell.h"
+
+#include "KZAttributedStringUtilities.h"
+#include "format/KZDateUtilities.h"
+
+KZTUDateCell::KZTUDateCell(QObject *parent)
+    : KZTextFieldCell(parent)
+{}
+
+void KZTUDateCell::prepareForRow(const QStyleOptionViewItem &option, const QModelIndex &index) const
+{
+    KZTextFieldCell::prepareForRow(option, index);
+    const QVariant seconds = index.data(SecondsRole);
+    m_seconds = seconds.isValid() ? seconds.toDouble() : index.data(Qt::DisplayRole).toDouble();
+}
+
+void KZTUDateCell::drawWithFrame(QPainter *painter, const QRectF &cellFrame) const
+{
+    if (!(m_seconds > 0))
+        return;
+    const qreal width = cellFrame.width() - 10;
+    unsigned style = KZDateUtilities::ShortStyle;
+    bool withTime = false;
+    if (width >= 220) {
+        style = KZDateUtilities::FullStyle;
+        withTime = true;
+    } else if (width >= 170) {
+        style = KZDateUtilities::FullStyle;
+    } else if (width >= 140) {
+        style = KZDateUtilities::LongStyle;
+        withTime = true;
+    } else if (width >= 100) {
+        style = KZDateUtilities::LongStyle;
+    }
+    const QString text
+        = KZDateUtilities::sharedControl().stringWithSeconds(m_seconds, style, true, withTime);
+    const KZAttributedString line
+        = KZAttributedStringUtilities::sharedControl().attributedStringWithString(
+            text, 12, titleColor(), false, Qt::AlignLeft, width, Qt::ElideRight);
+    const QRectF frame(cellFrame.x() + 10, cellFrame.y(), width, cellFrame.height());
+    line.drawInRect(painter, cellTextFrame(frame, line, LeftTextAlignment));
+}
+
+std::unique_ptr<KZTextFieldCell> KZTUDateCell::copy() const
+{
+    auto cell = std::make_unique<KZTUDateCell>();
+    copyStateTo(*cell);
+    cell->m_seconds = m_seconds;
+    return cell;
+}

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "KZTextFieldCell.h"
+
+// The source list's count badge: the title in green on a dark gray rounded rectangle, drawn
+// only while the volume has ticked items. GUI thread only.
+class KZTextGraficCenterJust : public KZTextFieldCell
+{
+    Q_OBJECT
+
+public:
+    explicit KZTextGraficCenterJust(QObject *parent = nullptr);
+
+    [[nodiscard]] unsigned checked() const { return m_checked; }
+    void setCheckedCount(unsigned count) { m_checked = count; }
+    // The badge text as last drawn; empty until a badge was drawn.
+    [[nodiscard]] KZAttributedString attributedTitle() const { return m_attributedTitle; }
+
+    void drawWithFrame(QPainter *painter, const QRectF &cellFrame) const override;
+    // The copy has this cell's state, the last drawn text included; this cell forgets its
+    // last drawn text. Established behaviour of the badge, kept as it is.
+    [[nodiscard]] std::unique_ptr<KZTextFieldCell> copy() const override;
+
+protected:
+    void prepareForRow(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
+
+private:
+    mutable unsigned m_checked = 0;
+    mutable KZAttributedString m_attributedTitle;
+};

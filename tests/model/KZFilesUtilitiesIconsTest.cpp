@@ -1,0 +1,290 @@
+#include "KZTestIconTheme.h"
+#include "model/KZFilesUtilities.h"
+#include "model/KZIconTheme.h"
+
+#include <QBuffer>
+#include <QDir>
+#include <QFile>
+#include <QIcon>
+#include <QImage>
+#include <QMutex>
+#include <QSize>
+#include <QTest>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+class ItemIcons : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(m_themes.isValid());
+        m_themes.use();
+    }
+
+    // A file of the scratch folder, made with contents; answers its path bytes.
+    QByteArray file(const QByteArray &name, const QByteArray &contents = "text\n")
+    {
+        const QByteArray path = QFile::encodeName(m_themes.scratch()) + '/' + name;
+        QFile out;
+        const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        EXPECT_GE(fd, 0) << path.toStdString();
+        EXPECT_TRUE(out.open(fd, QIODevice::WriteOnly, QFileDevice::AutoCloseHandle));
+        out.write(contents);
+        return path;
+    }
+    QByteArray folder(const QByteArray &name)
+    {
+        const QByteArray path = QFile::encodeName(m_themes.scratch()) + '/' + name;
+        EXPECT_EQ(::mkdir(path.constData(), 0755), 0);
+        return path;
+    }
+    QByteArray pngFile(const QByteArray &name, const QColor &colour, const QSize &size)
+    {
+        QImage image(size, QImage::Format_ARGB32);
+        image.fill(colour);
+        QByteArray bytes;
+        QBuffer buffer(&bytes);
+        buffer.open(QIODevice::WriteOnly);
+        image.save(&buffer, "PNG");
+        return file(name, bytes);
+    }
+
+    KZTestIconTheme m_themes;
+};
+
+QColor centre(const QImage &image)
+{
+    return KZTestIconTheme::centre(image);
+}
+
+// Unmounts what it was given, whatever the test's outcome.
+struct MountGuard
+{
+    QByteArray target;
+    ~MountGuard()
+    {
+        if (!target.isEmpty())
+            ::umount2(target.constData(), MNT_DETACH);
+    }
+};
+
+} // namespace
+
+TEST_F(ItemIcons, IconOfItemFindsTheTypeIconByPathOrUrl)
+{
+    const QByteArray text = file("notes.txt");
+    EXPECT_TRUE(KZFilesUtilities::iconOfItem({}, {}, QSize(16, 16)).isNull());
+    EXPECT_TRUE(KZFilesUtilities::iconOfItem(text + ".gone", {}, QSize(16, 16)).isNull());
+
+    const QImage byPath = KZFilesUtilities::iconOfItem(text, {}, QSize(16, 16));
+    const QImage byUrl = KZFilesUtilities::iconOfItem({}, KZPath::urlFromPath(text), QSize(16, 16));
+    EXPECT_EQ(centre(byPath), KZTestIconTheme::kTextColor);
+    EXPECT_EQ(byPath, byUrl);
+    // The URL wins over the path.
+    EXPECT_TRUE(
+        KZFilesUtilities::iconOfItem(text, KZPath::urlFromPath(text + ".gone"), QSize(16, 16))
+            .isNull());
+
+    // Logical size as asked, with pixels enough for a 36-point row.
+    EXPECT_EQ(byPath.deviceIndependentSize(), QSizeF(16, 16));
+    EXPECT_GE(byPath.width(), 36);
+    const QImage wide = KZFilesUtilities::iconOfItem(text, {}, QSize(42, 21));
+    EXPECT_EQ(wide.deviceIndependentSize(), QSizeF(42, 21));
+
+    // Folders get the theme's folder through the directory type's generic name; a name that is
+    // not UTF-8 is found by its bytes.
+    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(folder("plain"), {}, QSize(16, 16))),
+              KZTestIconTheme::kFolderColor);
+    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(file("caf\xe9.txt"), {}, QSize(16, 16))),
+              KZTestIconTheme::kTextColor);
+}
+
+TEST_F(ItemIcons, CustomIconsWinOverTheKindIcon)
+{
+    const QByteArray red = pngFile("red.png", Qt::red, QSize(64, 64));
+
+    const QByteArray byPath = folder("by-path");
+    file("by-path/.directory", "[Desktop Entry]\nIcon=" + red + "\n");
+    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(byPath, {}, QSize(16, 16))), QColor(Qt::red));
+
+    const QByteArray byName = folder("by-name");
+    file("by-name/.directory", "# made by a file manager\n[Other]\nIcon=folder\n"
+                               "[Desktop Entry]\nIcon = folder-custom.png\n");
+    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(byName, {}, QSize(16, 16))),
+              KZTestIconTheme::kNamedCustomColor);
+
+    const QByteArray launcher
+        = file("editor.desktop", "[Desktop Entry]\nType=Application\nIcon=folder-custom\n");
+    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(launcher, {}, QSize(16, 16))),
+              KZTestIconTheme::kNamedCustomColor);
+
+    // A custom icon that cannot be had falls back to the kind icon.
+    const QByteArray broken = folder("broken");
+    file("broken/.directory", "[Desktop Entry]\nIcon=/nonexistent/icon.png\n");
+    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(broken, {}, QSize(16, 16))),
+              KZTestIconTheme::kFolderColor);
+}
+
+TEST_F(ItemIcons, HostileItemsNeitherHangNorAreFollowed)
+{
+    // A FIFO where the folder settings file should be, a link to one elsewhere, and a FIFO as
+    // the item: each would block or leave the Trash if it were opened naively.
+    const QByteArray fifoFolder = folder("fifo-settings");
+    ASSERT_EQ(::mkfifo((fifoFolder + "/.directory").constData(), 0644), 0);
+    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(fifoFolder, {}, QSize(16, 16))),
+              KZTestIconTheme::kFolderColor);
+
+    const QByteArray red = pngFile("outside.png", Qt::red, QSize(8, 8));
+    const QByteArray outside = file("outside.directory", "[Desktop Entry]\nIcon=" + red + "\n");
+    const QByteArray linked = folder("linked-settings");
+    ASSERT_EQ(::symlink(outside.constData(), (linked + "/.directory").constData()), 0);
+    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(linked, {}, QSize(16, 16))),
+              KZTestIconTheme::kFolderColor);
+
+    const QByteArray fifo = QFile::encodeName(m_themes.scratch()) + "/pipe.png";
+    ASSERT_EQ(::mkfifo(fifo.constData(), 0644), 0);
+    EXPECT_FALSE(KZFilesUtilities::iconOfItem(fifo, {}, QSize(16, 16)).isNull());
+    EXPECT_TRUE(KZFilesUtilities::imageWithPath(fifo, QSize(16, 16)).isNull());
+}
+
+TEST_F(ItemIcons, IconForItemPathKeepsTheNaturalSizeForWidthZero)
+{
+    const QByteArray text = file("readme.txt");
+    EXPECT_EQ(KZFilesUtilities::iconForItemPath(text, QSize(0, 16)).deviceIndependentSize(),
+              QSizeF(32, 32));
+    EXPECT_EQ(KZFilesUtilities::iconForItemPath(text, QSize(0, 64)).deviceIndependentSize(),
+              QSizeF(32, 32));
+    EXPECT_EQ(KZFilesUtilities::iconForItemPath(text, QSize(24, 24)).deviceIndependentSize(),
+              QSizeF(24, 24));
+    // Unlike iconOfItem, a missing file still gets the icon of its name's type.
+    EXPECT_EQ(centre(KZFilesUtilities::iconForItemPath(text + ".txt.gone.txt", QSize(16, 16))),
+              KZTestIconTheme::kTextColor);
+}
+
+TEST_F(ItemIcons, ImageWithPathReadsImagesAndAnswersEmptyForOthers)
+{
+    const QImage none = KZFilesUtilities::imageWithPath(file("plain.txt"), QSize(32, 32));
+    EXPECT_TRUE(none.isNull());
+    EXPECT_EQ(none.size(), QSize(0, 0));
+    EXPECT_TRUE(KZFilesUtilities::imageWithPath(file("missing") + "x", QSize(32, 32)).isNull());
+
+    const QByteArray photo = pngFile("ph\xf6to.png", Qt::blue, QSize(40, 20));
+    const QImage stretched = KZFilesUtilities::imageWithPath(photo, QSize(30, 30));
+    EXPECT_EQ(stretched.deviceIndependentSize(), QSizeF(30, 30));
+    EXPECT_EQ(centre(stretched), QColor(Qt::blue));
+    EXPECT_EQ(KZFilesUtilities::imageWithPath(photo, QSize()).size(), QSize(40, 20));
+}
+
+TEST_F(ItemIcons, GhostIconIsHalfTransparentAtTheOriginAndClipped)
+{
+    const QImage small(QSize(16, 16), QImage::Format_ARGB32_Premultiplied);
+    QImage icon = small;
+    icon.fill(QColor(200, 0, 0));
+    const QImage ghost = KZFilesUtilities::ghostIconWithIcon(icon, QSize(32, 32));
+    ASSERT_EQ(ghost.size(), QSize(32, 32));
+    EXPECT_NEAR(ghost.pixelColor(8, 8).alpha(), 128, 2);
+    EXPECT_NEAR(ghost.pixelColor(8, 8).red(), 200, 3);
+    EXPECT_EQ(ghost.pixelColor(24, 24).alpha(), 0);
+    EXPECT_EQ(ghost.pixelColor(24, 8).alpha(), 0);
+    EXPECT_EQ(ghost.pixelColor(8, 24).alpha(), 0);
+
+    // A larger icon is cut at the edge, not shrunk: its centre colour lies outside.
+    QImage large(48, 48, QImage::Format_ARGB32_Premultiplied);
+    large.fill(Qt::blue);
+    for (int y = 0; y < 32; ++y)
+        for (int x = 0; x < 32; ++x)
+            large.setPixelColor(x, y, Qt::green);
+    const QImage clipped = KZFilesUtilities::ghostIconWithIcon(large, QSize(32, 32));
+    ASSERT_EQ(clipped.size(), QSize(32, 32));
+    EXPECT_GT(clipped.pixelColor(31, 31).green(), 200);
+    EXPECT_EQ(clipped.pixelColor(31, 31).blue(), 0);
+}
+
+TEST_F(ItemIcons, WorkerThreadsLoadIconsWithoutTouchingPixmaps)
+{
+    const QByteArray text = file("worker.txt");
+    const QByteArray dir = folder("worker-folder");
+    const QImage onGui = KZFilesUtilities::iconOfItem(text, {}, QSize(16, 16));
+
+    static QMutex messagesLock;
+    static QStringList messages;
+    const QtMessageHandler previous
+        = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &message) {
+              QMutexLocker locker(&messagesLock);
+              messages << message;
+          });
+    KZIconTheme::themeChanged(); // the worker asks first
+    QImage onWorker;
+    QImage folderOnWorker;
+    std::unique_ptr<QThread> worker(QThread::create([&] {
+        onWorker = KZFilesUtilities::iconOfItem(text, {}, QSize(16, 16));
+        folderOnWorker = KZFilesUtilities::iconOfItem(dir, {}, QSize(42, 42));
+    }));
+    worker->start();
+    const bool finished = QTest::qWaitFor([&] { return worker->isFinished(); }, 10000);
+    qInstallMessageHandler(previous);
+    ASSERT_TRUE(finished);
+
+    EXPECT_EQ(onWorker, onGui);
+    EXPECT_EQ(centre(folderOnWorker), KZTestIconTheme::kFolderColor);
+    QMutexLocker locker(&messagesLock);
+    EXPECT_TRUE(messages.filter(QStringLiteral("pixmap"), Qt::CaseInsensitive).isEmpty())
+        << messages.join(u'\n').toStdString();
+}
+
+TEST_F(ItemIcons, QtFileIconProviderWhenTheThemeHasNothing)
+{
+    m_themes.writeTheme(QStringLiteral("Bare"), {});
+    m_themes.use(QStringLiteral("Bare"));
+    const QImage icon = KZFilesUtilities::iconOfItem(file("bare.txt"), {}, QSize(32, 32));
+    ASSERT_FALSE(icon.isNull());
+    EXPECT_EQ(icon.deviceIndependentSize(), QSizeF(32, 32));
+    EXPECT_NE(centre(icon), KZTestIconTheme::kTextColor);
+}
+
+TEST_F(ItemIcons, MountPointsGetTheirDriveIcon)
+{
+    const QByteArray mountPoint = folder("volume");
+    MountGuard guard;
+    if (::mount("binwise-test", mountPoint.constData(), "tmpfs", 0, "size=1m") != 0)
+        GTEST_SKIP() << "cannot mount a tmpfs here: " << strerror(errno);
+    guard.target = mountPoint;
+    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(mountPoint, {}, QSize(42, 42))),
+              KZTestIconTheme::kDriveColor);
+    // Its folders are plain folders again.
+    ASSERT_EQ(::mkdir((mountPoint + "/inner").constData(), 0755), 0);
+    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(mountPoint + "/inner", {}, QSize(42, 42))),
+              KZTestIconTheme::kFolderColor);
+}
+
+TEST(ItemIconsInstalledTheme, TheSystemThemeGivesTypeIcons)
+{
+    if (!QFile::exists(QStringLiteral("/usr/share/icons/Adwaita/index.theme")))
+        GTEST_SKIP() << "no Adwaita icon theme installed";
+    KZTestIconTheme restore;
+    QIcon::setThemeSearchPaths({QStringLiteral("/usr/share/icons")});
+    QIcon::setThemeName(QString());
+    KZIconTheme::themeChanged();
+    EXPECT_EQ(KZIconTheme::current()->themeChain().value(0), QStringLiteral("Adwaita"));
+
+    QFile text(restore.scratch() + QStringLiteral("/letter.txt"));
+    ASSERT_TRUE(text.open(QIODevice::WriteOnly));
+    text.write("Dear reader\n");
+    text.close();
+    const QImage icon
+        = KZFilesUtilities::iconOfItem(QFile::encodeName(text.fileName()), {}, QSize(16, 16));
+    ASSERT_FALSE(icon.isNull());
+    EXPECT_GT(centre(icon).alpha(), 0);
+    EXPECT_TRUE(KZIconTheme::current()
+                    ->filePathForNames({QStringLiteral("text-x-generic")}, icon.width())
+                    .startsWith(QStringLiteral("/usr/share/icons/Adwaita/")));
+    EXPECT_FALSE(KZFilesUtilities::iconOfItem("/", {}, QSize(42, 42)).isNull());
+}
