@@ -1,0 +1,49 @@
+#pragma once
+
+#include "privileged/KZSecureAccessDelegate.h"
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+// The erase engine's seat at the helper client: records every call, in order.
+class KZRecordingDelegate : public KZSecureAccessDelegate
+{
+public:
+    void setTotItemsDeleted(quint64 count) override
+    {
+        calls << QStringLiteral("count %1").arg(count);
+    }
+    void setTotSizeDeleted(quint64 bytes) override
+    {
+        calls << QStringLiteral("size %1").arg(bytes);
+    }
+    void writeLogEntryWithPath(const QByteArray &path, quint64 itemSize) override
+    {
+        calls << QStringLiteral("log %1 %2").arg(QString::fromUtf8(path)).arg(itemSize);
+        loggedPaths << path;
+    }
+    void setNotErasedCount(quint64 count) override
+    {
+        calls << QStringLiteral("notErased %1").arg(count);
+        notErased = count;
+    }
+    void setIsWorking(bool working) override
+    {
+        calls << QStringLiteral("working %1").arg(working);
+        finished = !working;
+    }
+    void showErrorWithError(const KZError &error) override
+    {
+        calls << QStringLiteral("error %1").arg(error.code);
+        errors << error;
+    }
+
+    QStringList calls;
+    QList<QByteArray> loggedPaths;
+    QList<KZError> errors;
+    std::optional<quint64> notErased;
+    bool finished = false;
+};
