@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QFile>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -88,9 +89,39 @@ protected:
         return volume() + "/.Trash-" + QByteArray::number(::getuid());
     }
 
+    // Roots that see only "/", the home's volume and mounts inside this test's sandbox, so
+    // that tests running side by side never make Trash folders on each other's volumes.
+    KZFilesUtilities::Roots ownRoots()
+    {
+        QFile real(QStringLiteral("/proc/self/mountinfo"));
+        QByteArray table;
+        const auto home = KZFilesUtilities().mountForPath(local(m_sandbox.home()));
+        if (real.open(QIODevice::ReadOnly)) {
+            for (const QByteArray &line : real.readAll().split('\n')) {
+                const QList<KZMountEntry> parsed = KZMountTable::parse(line);
+                if (parsed.isEmpty())
+                    continue;
+                const QByteArray &point = parsed.first().mountPoint;
+                if (point == "/" || (home && point == home->mountPoint)
+                    || KZMountTable::isAtOrUnder(point, local(m_sandbox.root())))
+                    table += line + '\n';
+            }
+        }
+        const QByteArray path = local(m_sandbox.path(QStringLiteral("own-mountinfo")));
+        KZTestFiles::writeFile(path, table);
+        KZFilesUtilities::Roots roots;
+        roots.mountInfoPath = QString::fromLocal8Bit(path);
+        return roots;
+    }
+    KZFilesUtilities &utilities()
+    {
+        m_utilities = std::make_unique<KZFilesUtilities>(ownRoots());
+        return *m_utilities;
+    }
+
     KZTestSandbox m_sandbox;
     std::unique_ptr<KZTestMount> m_mount;
-    KZFilesUtilities m_utilities;
+    std::unique_ptr<KZFilesUtilities> m_utilities;
 };
 
 } // namespace
@@ -98,41 +129,43 @@ protected:
 TEST_F(VolumeTest, HomeTrashIsMadeOnTheHomeVolumeAndListed)
 {
     const QByteArray dataHome = local(m_sandbox.dataHome());
-    const QUrl trash = m_utilities.trashURLForItemURL(
+    const QUrl trash = utilities().trashURLForItemURL(
         KZPath::urlFromPath(local(m_sandbox.home()) + "/not-there-yet.txt"));
     EXPECT_EQ(pathOf(trash), dataHome + "/Trash/files");
     EXPECT_EQ(modeOf(dataHome + "/Trash"), 0700u);
     EXPECT_EQ(modeOf(dataHome + "/Trash/files"), 0700u);
     EXPECT_EQ(modeOf(dataHome + "/Trash/info"), 0700u);
 
-    const auto homeMount = m_utilities.mountForPath(local(m_sandbox.home()));
+    const auto homeMount = utilities().mountForPath(local(m_sandbox.home()));
     ASSERT_TRUE(homeMount);
-    const QList<KZTrashLocation> trashes = m_utilities.trashesAndVolumesLocations();
+    if (KZMountTable::isHidden(*homeMount, local(m_sandbox.home()), {}))
+        GTEST_SKIP() << "the temporary home is on a mount that is not a volume here";
+    const QList<KZTrashLocation> trashes = utilities().trashesAndVolumesLocations();
     const std::optional<KZTrashLocation> home = findTrash(trashes, dataHome + "/Trash/files");
     ASSERT_TRUE(home) << "the home Trash belongs to the home's volume";
     EXPECT_EQ(pathOf(home->volumeURL), homeMount->mountPoint);
-    EXPECT_EQ(home->volumeName, m_utilities.volumeNameForMount(*homeMount));
+    EXPECT_EQ(home->volumeName, utilities().volumeNameForMount(*homeMount));
     EXPECT_TRUE(home->trashIsEmpty);
     const QVariantMap map = home->toVariantMap();
     EXPECT_EQ(map.keys(), (QStringList{QStringLiteral("trashIsEmpty"), QStringLiteral("trashURL"),
                                        QStringLiteral("volumeName"), QStringLiteral("volumeURL")}));
     if (homeMount->mountPoint == "/") {
-        EXPECT_EQ(m_utilities.startupTrashURL(), trash);
+        EXPECT_EQ(utilities().startupTrashURL(), trash);
     }
 }
 
 TEST_F(VolumeTest, TrashEmptinessLooksOnlyAtVisibleTopLevelItems)
 {
     KZTestTrash trash = KZTestTrash::home();
-    EXPECT_TRUE(m_utilities.trashAtURLIsEmpty(trash.filesURL()));
+    EXPECT_TRUE(utilities().trashAtURLIsEmpty(trash.filesURL()));
     KZTestFiles::writeFile(trash.itemPath(".DS_Store"), "x");
     KZTestFiles::makeFolders(trash.itemPath(".config/deep/visible"));
-    EXPECT_TRUE(m_utilities.trashAtURLIsEmpty(trash.filesURL())) << "only dot-files";
+    EXPECT_TRUE(utilities().trashAtURLIsEmpty(trash.filesURL())) << "only dot-files";
     trash.addFile("Icon\r");
     KZTestFiles::writeFile(trash.itemPath(".hidden"), "Icon\r\n");
-    EXPECT_TRUE(m_utilities.trashAtURLIsEmpty(trash.filesURL())) << "listed in .hidden";
+    EXPECT_TRUE(utilities().trashAtURLIsEmpty(trash.filesURL())) << "listed in .hidden";
     trash.addFile("report \xff.txt");
-    EXPECT_FALSE(m_utilities.trashAtURLIsEmpty(trash.filesURL()));
+    EXPECT_FALSE(utilities().trashAtURLIsEmpty(trash.filesURL()));
 }
 
 TEST_F(VolumeTest, SecondVolumeGetsItsOwnTrashCreated)
@@ -140,7 +173,7 @@ TEST_F(VolumeTest, SecondVolumeGetsItsOwnTrashCreated)
     mountVolume();
     if (!m_mount)
         return;
-    const QList<KZVolumeRecord> volumes = m_utilities.volumesLocationArray();
+    const QList<KZVolumeRecord> volumes = utilities().volumesLocationArray();
     const std::optional<KZVolumeRecord> record = findVolume(volumes, volume());
     ASSERT_TRUE(record);
     EXPECT_TRUE(record->isDisk);
@@ -151,7 +184,7 @@ TEST_F(VolumeTest, SecondVolumeGetsItsOwnTrashCreated)
     EXPECT_FALSE(record->isSmartFolder);
 
     EXPECT_FALSE(KZTestFiles::exists(ownTrash()));
-    const QList<KZTrashLocation> trashes = m_utilities.trashesAndVolumesLocations();
+    const QList<KZTrashLocation> trashes = utilities().trashesAndVolumesLocations();
     const std::optional<KZTrashLocation> trash = findTrash(trashes, ownTrash() + "/files");
     ASSERT_TRUE(trash);
     EXPECT_EQ(pathOf(trash->volumeURL), volume());
@@ -161,17 +194,17 @@ TEST_F(VolumeTest, SecondVolumeGetsItsOwnTrashCreated)
     EXPECT_TRUE(KZTestFiles::exists(ownTrash() + "/info"));
     // An item on the volume, even a vanished one, finds the same Trash.
     EXPECT_EQ(
-        pathOf(m_utilities.trashURLForItemURL(KZPath::urlFromPath(volume() + "/gone/away.txt"))),
+        pathOf(utilities().trashURLForItemURL(KZPath::urlFromPath(volume() + "/gone/away.txt"))),
         ownTrash() + "/files");
 
     KZTestFiles::writeFile(ownTrash() + "/files/visible", "x");
     EXPECT_FALSE(
-        findTrash(m_utilities.trashesAndVolumesLocations(), ownTrash() + "/files")->trashIsEmpty);
-    const auto id = m_utilities.volumeIDWithItemURL(KZPath::urlFromPath(volume() + "/.Trash-0"));
-    EXPECT_EQ(id, m_utilities.volumeIDWithItemURL(KZPath::urlFromPath(volume())));
-    EXPECT_NE(id, m_utilities.volumeIDWithItemURL(KZPath::urlFromPath("/")));
-    EXPECT_TRUE(m_utilities.isVolumeWithURL(KZPath::urlFromPath(volume())));
-    EXPECT_FALSE(m_utilities.isVolumeWithURL(KZPath::urlFromPath(ownTrash())));
+        findTrash(utilities().trashesAndVolumesLocations(), ownTrash() + "/files")->trashIsEmpty);
+    const auto id = utilities().volumeIDWithItemURL(KZPath::urlFromPath(volume() + "/.Trash-0"));
+    EXPECT_EQ(id, utilities().volumeIDWithItemURL(KZPath::urlFromPath(volume())));
+    EXPECT_NE(id, utilities().volumeIDWithItemURL(KZPath::urlFromPath("/")));
+    EXPECT_TRUE(utilities().isVolumeWithURL(KZPath::urlFromPath(volume())));
+    EXPECT_FALSE(utilities().isVolumeWithURL(KZPath::urlFromPath(ownTrash())));
 }
 
 TEST_F(VolumeTest, SharedTrashFolderIsUsedOnlyWhenStickyAndReal)
@@ -185,12 +218,12 @@ TEST_F(VolumeTest, SharedTrashFolderIsUsedOnlyWhenStickyAndReal)
 
     ASSERT_EQ(::mkdir(shared.constData(), 0777), 0);
     ::chmod(shared.constData(), 0777);
-    EXPECT_EQ(pathOf(m_utilities.trashURLForItemURL(item)), ownTrash() + "/files")
+    EXPECT_EQ(pathOf(utilities().trashURLForItemURL(item)), ownTrash() + "/files")
         << "not sticky: not safe to share";
     EXPECT_FALSE(KZTestFiles::exists(shared + "/" + uid));
 
     ::chmod(shared.constData(), 01777);
-    EXPECT_EQ(pathOf(m_utilities.trashURLForItemURL(item)), shared + "/" + uid + "/files");
+    EXPECT_EQ(pathOf(utilities().trashURLForItemURL(item)), shared + "/" + uid + "/files");
     EXPECT_EQ(modeOf(shared + "/" + uid), 0700u);
 
     // The per-user folder as a link, and the shared folder as a link, are both refused.
@@ -198,13 +231,13 @@ TEST_F(VolumeTest, SharedTrashFolderIsUsedOnlyWhenStickyAndReal)
     KZTestFiles::makeFolders(volume() + "/elsewhere/files");
     ASSERT_EQ(::symlink((volume() + "/elsewhere").constData(), (shared + "/" + uid).constData()),
               0);
-    EXPECT_EQ(pathOf(m_utilities.trashURLForItemURL(item)), ownTrash() + "/files");
+    EXPECT_EQ(pathOf(utilities().trashURLForItemURL(item)), ownTrash() + "/files");
     ::unlink((shared + "/" + uid).constData());
     ::rmdir(shared.constData());
     KZTestFiles::makeFolders(volume() + "/realshared");
     ::chmod((volume() + "/realshared").constData(), 01777);
     ASSERT_EQ(::symlink((volume() + "/realshared").constData(), shared.constData()), 0);
-    EXPECT_EQ(pathOf(m_utilities.trashURLForItemURL(item)), ownTrash() + "/files");
+    EXPECT_EQ(pathOf(utilities().trashURLForItemURL(item)), ownTrash() + "/files");
     EXPECT_FALSE(KZTestFiles::exists(volume() + "/realshared/" + uid));
 }
 
@@ -214,15 +247,15 @@ TEST_F(VolumeTest, ReadOnlyVolumeIsListedLockedAndGetsNoTrash)
     if (!m_mount)
         return;
     const std::optional<KZVolumeRecord> record
-        = findVolume(m_utilities.volumesLocationArray(), volume());
+        = findVolume(utilities().volumesLocationArray(), volume());
     ASSERT_TRUE(record);
     EXPECT_EQ(record->isLocked, std::optional<bool>(true));
-    const QList<KZTrashLocation> trashes = m_utilities.trashesAndVolumesLocations();
+    const QList<KZTrashLocation> trashes = utilities().trashesAndVolumesLocations();
     for (const KZTrashLocation &each : trashes)
         EXPECT_NE(pathOf(each.volumeURL), volume());
 
     LogCapture log;
-    EXPECT_TRUE(m_utilities.trashURLForItemURL(KZPath::urlFromPath(volume() + "/x")).isEmpty());
+    EXPECT_TRUE(utilities().trashURLForItemURL(KZPath::urlFromPath(volume() + "/x")).isEmpty());
     ASSERT_EQ(log.lines().size(), 1);
     EXPECT_TRUE(log.lines().first().startsWith(QStringLiteral("NSTrashDirectory error: ")))
         << log.lines().first().toStdString();
@@ -247,18 +280,18 @@ TEST_F(VolumeTest, HiddenAndCoveredMountsAreNotVolumes)
     KZFilesUtilities::Roots roots;
     roots.mountInfoPath = QString::fromLocal8Bit(fake);
     EXPECT_FALSE(findVolume(KZFilesUtilities(roots).volumesLocationArray(), volume()));
-    EXPECT_TRUE(findVolume(m_utilities.volumesLocationArray(), volume()));
+    EXPECT_TRUE(findVolume(utilities().volumesLocationArray(), volume()));
 
     // A second mount on the same place covers the first: one volume, not two.
     QString whyNot;
     auto cover = KZTestMount::tmpfs(volume(), &whyNot, 8);
     ASSERT_TRUE(cover) << whyNot.toStdString();
     int listed = 0;
-    for (const KZVolumeRecord &each : m_utilities.volumesLocationArray())
+    for (const KZVolumeRecord &each : utilities().volumesLocationArray())
         listed += each.path == volume() ? 1 : 0;
     EXPECT_EQ(listed, 1);
     const std::optional<KZVolumeRecord> record
-        = findVolume(m_utilities.volumesLocationArray(), volume());
+        = findVolume(utilities().volumesLocationArray(), volume());
     ASSERT_TRUE(record && record->totSize);
     EXPECT_EQ(std::get<quint64>(*record->totSize), 8u * 1024 * 1024) << "the visible one";
 }
@@ -270,17 +303,17 @@ TEST_F(VolumeTest, LabelledExt4VolumeIsNamedByItsLabel)
     if (!m_mount)
         GTEST_SKIP() << whyNot.toStdString();
     const std::optional<KZVolumeRecord> record
-        = findVolume(m_utilities.volumesLocationArray(), volume());
+        = findVolume(utilities().volumesLocationArray(), volume());
     ASSERT_TRUE(record);
     EXPECT_EQ(record->name, QStringLiteral("Binwise Disk"));
 
     // With udev's label links, those name the volume (escapes decoded).
-    const auto mount = m_utilities.mountForPath(volume());
+    const auto mount = utilities().mountForPath(volume());
     ASSERT_TRUE(mount);
     const QByteArray labels = local(m_sandbox.path(QStringLiteral("by-label")));
     KZTestFiles::makeFolders(labels);
     ASSERT_EQ(::symlink(mount->source.constData(), (labels + "/Udev\\x20Name").constData()), 0);
-    KZFilesUtilities::Roots roots;
+    KZFilesUtilities::Roots roots = ownRoots();
     roots.labelDirectory = labels;
     const auto named = KZFilesUtilities(roots).directoryInfoForPath(volume());
     ASSERT_TRUE(named);
@@ -316,8 +349,8 @@ TEST_F(VolumeTest, CapacitiesOfZeroReadAsUnknown)
     CapacityFileManager fileManager;
     KZFilesUtilities::Roots roots;
     roots.fileManager = &fileManager;
-    const KZFilesUtilities utilities(roots);
-    auto record = utilities.directoryInfoForPath("/");
+    const KZFilesUtilities capacities(roots);
+    auto record = capacities.directoryInfoForPath("/");
     ASSERT_TRUE(record && record->isDisk);
     const KZCapacity unknown = QStringLiteral("unknown");
     EXPECT_EQ(record->totSize, unknown);
@@ -327,11 +360,11 @@ TEST_F(VolumeTest, CapacitiesOfZeroReadAsUnknown)
               QVariant(QStringLiteral("unknown")));
 
     fileManager.fail = true;
-    record = utilities.directoryInfoForPath("/");
+    record = capacities.directoryInfoForPath("/");
     EXPECT_EQ(record->isLocked, std::optional<bool>(true)) << "unreadable counts as read-only";
-    EXPECT_EQ(utilities.volumeCapacityWithURL(KZPath::urlFromPath("/")), 0u);
-    EXPECT_EQ(utilities.volumeItemsCountWithURL(KZPath::urlFromPath("/")), 0u);
-    EXPECT_GT(m_utilities.volumeItemsCountWithURL(KZPath::urlFromPath("/")), 0u);
+    EXPECT_EQ(capacities.volumeCapacityWithURL(KZPath::urlFromPath("/")), 0u);
+    EXPECT_EQ(capacities.volumeItemsCountWithURL(KZPath::urlFromPath("/")), 0u);
+    EXPECT_GT(utilities().volumeItemsCountWithURL(KZPath::urlFromPath("/")), 0u);
 }
 
 TEST_F(VolumeTest, DirectoryInfoOfFoldersFilesPackagesAndLinks)
@@ -343,18 +376,18 @@ TEST_F(VolumeTest, DirectoryInfoOfFoldersFilesPackagesAndLinks)
     KZTestFiles::writeFile(base + "/Recent.savedSearch", "<plist/>");
     ::symlink("Folder \xe9", (base + "/link").constData());
 
-    EXPECT_FALSE(m_utilities.directoryInfoForPath(""));
-    EXPECT_FALSE(m_utilities.directoryInfoForPath(base + "/plain.txt"));
-    EXPECT_FALSE(m_utilities.directoryInfoForPath(base + "/Tool.app"));
-    EXPECT_FALSE(m_utilities.directoryInfoForPath(base + "/missing"));
+    EXPECT_FALSE(utilities().directoryInfoForPath(""));
+    EXPECT_FALSE(utilities().directoryInfoForPath(base + "/plain.txt"));
+    EXPECT_FALSE(utilities().directoryInfoForPath(base + "/Tool.app"));
+    EXPECT_FALSE(utilities().directoryInfoForPath(base + "/missing"));
 
-    const auto smart = m_utilities.directoryInfoForPath(base + "/Recent.savedSearch");
+    const auto smart = utilities().directoryInfoForPath(base + "/Recent.savedSearch");
     ASSERT_TRUE(smart);
     EXPECT_FALSE(smart->isDisk);
     EXPECT_EQ(smart->isSmartFolder, std::optional<bool>(true));
     EXPECT_FALSE(smart->isLocked || smart->totSize || smart->freeSize);
 
-    const auto linked = m_utilities.directoryInfoForPath(base + "/link");
+    const auto linked = utilities().directoryInfoForPath(base + "/link");
     ASSERT_TRUE(linked);
     EXPECT_EQ(linked->path, base + "/link");
     EXPECT_EQ(pathOf(linked->url), base + "/Folder \xe9");
