@@ -450,8 +450,10 @@ QByteArray KZFilesUtilities::pathWithURL(const QUrl &url, KZError *error) const
     // A dangling symbolic link is still an item (the Trash may hold one), so the link itself
     // is what has to exist.
     if (::faccessat(AT_FDCWD, path.constData(), F_OK, AT_SYMLINK_NOFOLLOW) != 0) {
+        // Code 4 is what every caller knows a missing item by, whatever errno said.
         if (error)
-            *error = KZError::posix(4);
+            *error = KZError::posix(
+                4, QStringLiteral("“%1” does not exist.").arg(KZPath::displayString(path)));
         return {};
     }
     return path;

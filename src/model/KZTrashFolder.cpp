@@ -4,7 +4,6 @@
 #include "KZPath.h"
 #include "KZTrashInfo.h"
 
-#include <QDir>
 #include <QSet>
 
 #include <dirent.h>
@@ -12,6 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 
 namespace {
@@ -139,10 +139,15 @@ QByteArray KZTrashFolder::homeTrashFilesFolder(const QByteArray &dataHome, uid_t
     }
     // The data folder's own ancestors are the user's business (they may be links); from the
     // Trash down nothing is followed.
-    if (!QDir().mkpath(QString::fromLocal8Bit(dataHome))) {
-        if (error)
-            *error = trashError(errno ? errno : EACCES, dataHome, "Cannot make the data folder");
-        return {};
+    for (qsizetype at = 1; at <= dataHome.size(); ++at) {
+        if (at < dataHome.size() && dataHome[at] != '/')
+            continue;
+        const QByteArray part = dataHome.left(at);
+        if (::mkdir(part.constData(), 0700) != 0 && errno != EEXIST) {
+            if (error)
+                *error = trashError(errno, part, "Cannot make the data folder");
+            return {};
+        }
     }
     const KZFileDescriptor datafd(
         fm.openat(AT_FDCWD, dataHome.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -287,7 +292,10 @@ bool KZTrashFolder::dropDirectorySizes(int rootfd, const QByteArrayList &names, 
     }
     if (!dropped)
         return false;
-    const QByteArray temporary = "directorysizes.binwise-" + QByteArray::number(::getpid());
+    // Unique per process and call, so two erases in one process never share a temporary.
+    static std::atomic<quint64> s_serial{0};
+    const QByteArray temporary = "directorysizes.binwise-" + QByteArray::number(::getpid()) + "-"
+                                 + QByteArray::number(++s_serial);
     const KZFileDescriptor out(fm.openat(rootfd, temporary.constData(),
                                          O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC,
                                          0600));

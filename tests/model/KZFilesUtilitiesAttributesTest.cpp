@@ -154,26 +154,12 @@ TEST_F(AttributesTest, KindsPermissionsAndClassicRecords)
     }
     EXPECT_EQ(permissions.mode, S_IFREG | 0640);
 
-    qint32 failed = 0;
-    EXPECT_EQ(m_utilities.finderFileInfoWithPath(file, &failed), KZFinderFileInfo{});
-    EXPECT_EQ(failed, 1);
-    EXPECT_EQ(m_utilities.systemLabelNumberWithURL(url(file)), 0);
-
     KZCatalogInfo folder;
     folder.nodeFlags = KZCatalogInfo::kNodeIsDirectoryMask;
     EXPECT_TRUE(m_utilities.itemIsRightForUser(folder, QStringLiteral(".config")));
     EXPECT_FALSE(m_utilities.itemIsRightForUser(KZCatalogInfo{}, QStringLiteral(".profile")));
-    KZCatalogInfo desktop;
-    desktop.finderInfo.fileType = 0x4254464c; // 'BTFL'
-    EXPECT_FALSE(m_utilities.itemIsRightForUser(desktop, QStringLiteral("Desktop")));
-    KZCatalogInfo system;
-    system.finderInfo.fileCreator = 0x4d414353; // 'MACS'
-    EXPECT_FALSE(m_utilities.itemIsRightForUser(system, QStringLiteral("Finder")));
-    EXPECT_TRUE(m_utilities.itemIsRightForUser(KZCatalogInfo{}, QStringLiteral("Notes")));
 
     EXPECT_EQ(m_utilities.cleanItemName(QString()), QStringLiteral(""));
     EXPECT_FALSE(m_utilities.cleanItemName(QString()).isNull());
     EXPECT_EQ(m_utilities.cleanItemName(QStringLiteral("a:b:c")), QStringLiteral("a/b/c"));
-    EXPECT_EQ(m_utilities.normalizeString(QStringLiteral("ﬁ é")), QStringLiteral("fi e\u0301"));
-    EXPECT_EQ(m_utilities.aliasWithURL(url(file)), url(file).toEncoded());
 }
