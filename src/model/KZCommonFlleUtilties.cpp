@@ -39,21 +39,6 @@ KZError outsideTrashError(const QByteArray &path)
     return error;
 }
 
-// Whether the folder at realFolder (no links in it) is a Trash's files/ folder or lies in one.
-bool realFolderIsInTrash(const QByteArray &realFolder, bool *isFilesFolder)
-{
-    const QByteArray dataHome = KZTrashFolder::dataHomeFromEnvironment();
-    *isFilesFolder = KZTrashFolder::trashRootOfFilesFolder(realFolder, dataHome).has_value();
-    if (*isFilesFolder)
-        return true;
-    for (QByteArray folder = KZPath::parentPath(realFolder); !folder.isEmpty() && folder != "/";
-         folder = KZPath::parentPath(folder)) {
-        if (KZTrashFolder::trashRootOfFilesFolder(folder, dataHome))
-            return true;
-    }
-    return false;
-}
-
 // Opens a subfolder for removal. A folder of the user's own that the user cannot read, enter
 // or write is given u+rwx first: the user could do that anyway, and it is what lets its
 // contents go. The change goes through an O_PATH descriptor, so a link swapped in at the last
@@ -229,11 +214,29 @@ KZCommonFlleUtilties &KZCommonFlleUtilties::sharedControl()
     return shared;
 }
 
-KZCommonFlleUtilties::KZCommonFlleUtilties(const QString &secureRemoveTool)
+KZCommonFlleUtilties::KZCommonFlleUtilties(const QString &secureRemoveTool,
+                                           const QByteArray &dataHome)
     : m_secureRemoveTool(secureRemoveTool)
+    , m_dataHome(dataHome)
 {}
 
-bool KZCommonFlleUtilties::isInsideTrash(const QByteArray &path, bool *topLevel)
+bool KZCommonFlleUtilties::realFolderIsInTrash(const QByteArray &realFolder,
+                                               bool *isFilesFolder) const
+{
+    const QByteArray dataHome
+        = m_dataHome.isEmpty() ? KZTrashFolder::dataHomeFromEnvironment() : m_dataHome;
+    *isFilesFolder = KZTrashFolder::trashRootOfFilesFolder(realFolder, dataHome).has_value();
+    if (*isFilesFolder)
+        return true;
+    for (QByteArray folder = KZPath::parentPath(realFolder); !folder.isEmpty() && folder != "/";
+         folder = KZPath::parentPath(folder)) {
+        if (KZTrashFolder::trashRootOfFilesFolder(folder, dataHome))
+            return true;
+    }
+    return false;
+}
+
+bool KZCommonFlleUtilties::isInsideTrash(const QByteArray &path, bool *topLevel) const
 {
     const QByteArray name = KZPath::fileName(path);
     if (!path.startsWith('/') || name.isEmpty() || name == "." || name == "..")

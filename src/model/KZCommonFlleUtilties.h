@@ -20,8 +20,11 @@ public:
     static inline const QString kSecureRemoveToolPath = QStringLiteral("/usr/bin/srm");
 
     static KZCommonFlleUtilties &sharedControl();
-    // secureRemoveTool: the srm to run (tests point it elsewhere).
-    explicit KZCommonFlleUtilties(const QString &secureRemoveTool = kSecureRemoveToolPath);
+    // secureRemoveTool: the srm to run (tests point it elsewhere). dataHome: the folder whose
+    // "Trash" is the home Trash; empty means $XDG_DATA_HOME (else ~/.local/share) at each call,
+    // a privileged helper passes the requesting user's.
+    explicit KZCommonFlleUtilties(const QString &secureRemoveTool = kSecureRemoveToolPath,
+                                  const QByteArray &dataHome = {});
 
     // Removes the item (a file, a link, or a folder with everything in it) at once, never
     // following a link and working relative to directory descriptors. A folder of the user's
@@ -47,7 +50,7 @@ public:
     [[nodiscard]] static QString failureTextOfError(const KZError &error);
     // Whether path lies inside the files/ folder of a Trash (ancestors resolved); *topLevel
     // tells whether it sits directly in files/.
-    [[nodiscard]] static bool isInsideTrash(const QByteArray &path, bool *topLevel = nullptr);
+    [[nodiscard]] bool isInsideTrash(const QByteArray &path, bool *topLevel = nullptr) const;
 
     // The same answers as KZFilesUtilities gives.
     [[nodiscard]] bool isDirectoryWithURL(const QUrl &url) const;
@@ -56,5 +59,8 @@ public:
     [[nodiscard]] bool isHiddenWithURL(const QUrl &url) const;
 
 private:
+    [[nodiscard]] bool realFolderIsInTrash(const QByteArray &realFolder, bool *isFilesFolder) const;
+
     QString m_secureRemoveTool;
+    QByteArray m_dataHome;
 };

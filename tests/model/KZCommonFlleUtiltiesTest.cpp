@@ -151,6 +151,15 @@ TEST_F(RemovalTest, RefusesEverythingOutsideATrash)
     EXPECT_TRUE(exists(m_trash.infoPath("inside")));
     EXPECT_TRUE(exists(m_trash.itemPath("inside")));
 
+    // Acting for another user (as the helper does), only that user's home Trash counts.
+    const QByteArray otherData = m_sandbox.path(QStringLiteral("other/share")).toLocal8Bit();
+    KZTestTrash other(otherData + "/Trash");
+    other.addFile("theirs");
+    const KZCommonFlleUtilties forOther(KZCommonFlleUtilties::kSecureRemoveToolPath, otherData);
+    EXPECT_TRUE(forOther.deleteItemWithURL(m_trash.itemURL("inside")));
+    EXPECT_FALSE(forOther.deleteItemWithURL(other.itemURL("theirs")));
+    EXPECT_FALSE(exists(other.infoPath("theirs")));
+
     const auto notFile = m_common.deleteItemWithURL(QUrl(QStringLiteral("https://x.org/f")));
     ASSERT_TRUE(notFile);
     EXPECT_NE(notFile->code, 0);
