@@ -105,18 +105,14 @@ void generate(const QByteArray &files)
 quint64 folderBlocks(const QByteArray &root)
 {
     quint64 total = 0;
-    struct stat st
-    {
-    };
+    struct stat st = {};
     if (::lstat(root.constData(), &st) == 0)
         total += quint64(st.st_blocks) * 512;
     KZDirectoryWalker walker;
     walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
         if (entry.type != DT_DIR)
             return KZDirectoryWalker::Action::Continue;
-        struct stat folder
-        {
-        };
+        struct stat folder = {};
         if (::fstatat(entry.dirfd, entry.name, &folder, AT_SYMLINK_NOFOLLOW) == 0)
             total += quint64(folder.st_blocks) * 512;
         return KZDirectoryWalker::Action::Descend;

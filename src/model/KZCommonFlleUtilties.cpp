@@ -49,9 +49,7 @@ int openForRemoval(KZFileManager &fm, int dirfd, const char *name)
     if (fd < 0 && errno == EACCES) {
         const KZFileDescriptor pathfd(
             ::openat(dirfd, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        struct stat st
-        {
-        };
+        struct stat st = {};
         if (pathfd.isValid() && ::fstat(pathfd.get(), &st) == 0 && st.st_uid == ::geteuid()) {
             const QByteArray magic = "/proc/self/fd/" + QByteArray::number(pathfd.get());
             if (::chmod(magic.constData(), (st.st_mode & 07777) | S_IRWXU) == 0)
@@ -62,11 +60,20 @@ int openForRemoval(KZFileManager &fm, int dirfd, const char *name)
     }
     if (fd < 0)
         return -1;
-    struct stat st
-    {
-    };
-    if (::fstat(fd, &st) == 0 && st.st_uid == ::geteuid() && (st.st_mode & S_IRWXU) != S_IRWXU)
-        fm.fchmod(fd, (st.st_mode & 07777) | S_IRWXU);
+    struct statx st = {};
+    if (::statx(fd, "", AT_EMPTY_PATH, STATX_TYPE | STATX_MODE | STATX_UID, &st) != 0) {
+        ::close(fd);
+        return -1;
+    }
+    // Something mounted inside a Trash is another file system, not the Trash's content (and
+    // cannot be removed from under its mount anyway): leave it whole.
+    if (st.stx_attributes_mask & st.stx_attributes & STATX_ATTR_MOUNT_ROOT) {
+        ::close(fd);
+        errno = EBUSY;
+        return -1;
+    }
+    if (st.stx_uid == ::geteuid() && (st.stx_mode & S_IRWXU) != S_IRWXU)
+        fm.fchmod(fd, (st.stx_mode & 07777) | S_IRWXU);
     return fd;
 }
 
@@ -109,9 +116,7 @@ void removeTree(RemovalState &state, int parentfd, const char *topName)
     walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
         bool isFolder = entry.type == DT_DIR;
         if (entry.type == DT_UNKNOWN) {
-            struct statx st
-            {
-            };
+            struct statx st = {};
             isFolder = fm.statx(entry.dirfd, entry.name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) == 0
                        && S_ISDIR(st.stx_mode);
         }
@@ -272,9 +277,7 @@ std::optional<KZError> KZCommonFlleUtilties::deleteItemWithURL(const QUrl &url,
     if (!realFolderIsInTrash(KZTrashFolder::realPathOfDescriptor(parentfd.get()), &topLevel))
         return outsideTrashError(path);
 
-    struct statx st
-    {
-    };
+    struct statx st = {};
     if (fm.statx(parentfd.get(), name.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) != 0)
         return KZFileManager::errorForErrno(errno, path);
     RemovalState state{fm, std::nullopt, {}};
@@ -453,9 +456,7 @@ bool KZCommonFlleUtilties::isAnEmptyFolder(const QUrl &url) const
         state.hasEntries = true;
         bool isFolder = entry.type == DT_DIR;
         if (entry.type == DT_UNKNOWN) {
-            struct statx st
-            {
-            };
+            struct statx st = {};
             isFolder = ::statx(entry.dirfd, entry.name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) == 0
                        && S_ISDIR(st.stx_mode);
         }

@@ -108,9 +108,7 @@ bool KZDirectoryWalker::walk(int rootfd)
                 // Let the oldest open ancestor go; remember what it was so that the way back
                 // up through ".." can prove it is the same folder.
                 Frame &lowest = m_frames[m_lowestOpen];
-                struct stat st
-                {
-                };
+                struct stat st = {};
                 if (::fstat(lowest.fd, &st) == 0) {
                     lowest.dev = st.st_dev;
                     lowest.ino = st.st_ino;
@@ -135,9 +133,7 @@ bool KZDirectoryWalker::walk(int rootfd)
         Frame &parent = m_frames[m_frames.size() - 2];
         if (parent.fd < 0) {
             const int fd = m_fileManager.openat(top.fd, "..", kOpenFlags);
-            struct stat st
-            {
-            };
+            struct stat st = {};
             if (fd < 0 || ::fstat(fd, &st) != 0 || st.st_dev != parent.dev
                 || st.st_ino != parent.ino) {
                 if (fd >= 0)

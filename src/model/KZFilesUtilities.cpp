@@ -26,9 +26,7 @@ constexpr quint32 fourCharCode(const char (&code)[5])
 
 QByteArray userNameOf(uid_t uid)
 {
-    struct passwd entry
-    {
-    };
+    struct passwd entry = {};
     struct passwd *found = nullptr;
     char buffer[4096];
     if (::getpwuid_r(uid, &entry, buffer, sizeof buffer, &found) != 0 || !found)
@@ -148,9 +146,7 @@ QString KZFilesUtilities::volumeNameForMount(const KZMountEntry &mount) const
             if (name == "." || name == "..")
                 continue;
             const QByteArray link = KZPath::join(labels, name);
-            struct stat st
-            {
-            };
+            struct stat st = {};
             if (::stat(link.constData(), &st) != 0 || !S_ISBLK(st.st_mode))
                 continue;
             if (st.st_rdev == mount.device || (!source.isEmpty() && realPathOf(link) == source)) {
@@ -212,9 +208,7 @@ std::optional<KZVolumeRecord> KZFilesUtilities::directoryInfoForPath(const QByte
         target = destination.startsWith('/') ? destination
                                              : KZPath::join(KZPath::parentPath(path), destination);
     }
-    struct statx st
-    {
-    };
+    struct statx st = {};
     const bool readable
         = ::statx(AT_FDCWD, target.constData(), 0, STATX_TYPE | STATX_MNT_ID, &st) == 0;
     bool isSmartFolder = false;
@@ -340,25 +334,19 @@ bool KZFilesUtilities::statvfsWithURL(const QUrl &url, struct statvfs *out) cons
 
 quint64 KZFilesUtilities::volumeCapacityWithURL(const QUrl &url) const
 {
-    struct statvfs st
-    {
-    };
+    struct statvfs st = {};
     return statvfsWithURL(url, &st) ? quint64(st.f_blocks) * st.f_frsize : 0;
 }
 
 quint64 KZFilesUtilities::volumeFreeCapacityWithURL(const QUrl &url) const
 {
-    struct statvfs st
-    {
-    };
+    struct statvfs st = {};
     return statvfsWithURL(url, &st) ? quint64(st.f_bavail) * st.f_frsize : 0;
 }
 
 quint64 KZFilesUtilities::volumeItemsCountWithURL(const QUrl &url) const
 {
-    struct statvfs st
-    {
-    };
+    struct statvfs st = {};
     if (!statvfsWithURL(url, &st) || st.f_files < st.f_ffree)
         return 0;
     return quint64(st.f_files - st.f_ffree);
@@ -366,9 +354,7 @@ quint64 KZFilesUtilities::volumeItemsCountWithURL(const QUrl &url) const
 
 bool KZFilesUtilities::isVolumeLockedWithURL(const QUrl &url) const
 {
-    struct statvfs st
-    {
-    };
+    struct statvfs st = {};
     return !statvfsWithURL(url, &st) || (st.f_flag & ST_RDONLY);
 }
 
@@ -531,9 +517,7 @@ qint32 KZFilesUtilities::itemPermission(const QUrl &url, KZPermissionInfo *permi
     const QByteArray path = pathWithURL(url);
     if (path.isEmpty())
         return 1;
-    struct stat st
-    {
-    };
+    struct stat st = {};
     const int status = ::lstat(path.constData(), &st);
     if (status != 0)
         return status;

@@ -27,9 +27,7 @@ public:
     // Adds the entry; answers whether it turned out to be a folder (DT_UNKNOWN entries).
     bool add(const KZDirectoryWalker::Entry &entry)
     {
-        struct statx st
-        {
-        };
+        struct statx st = {};
         if (::statx(entry.dirfd, entry.name, kStatFlags, kSizeMask, &st) != 0)
             return false; // vanished or unreadable: adds nothing
         if (S_ISDIR(st.stx_mode))
@@ -141,9 +139,7 @@ KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, QObject *
             using Action = KZDirectoryWalker::Action;
             bool isFolder = entry.type == DT_DIR;
             if (entry.type == DT_UNKNOWN) {
-                struct statx st
-                {
-                };
+                struct statx st = {};
                 isFolder = ::statx(entry.dirfd, entry.name, kStatFlags, STATX_TYPE, &st) == 0
                            && S_ISDIR(st.stx_mode);
             }

@@ -13,9 +13,7 @@ std::optional<struct statx> KZItemAttributes::statItem(const QByteArray &path, u
 {
     if (path.isEmpty())
         return std::nullopt;
-    struct statx st
-    {
-    };
+    struct statx st = {};
     if (::statx(AT_FDCWD, path.constData(), AT_SYMLINK_NOFOLLOW, mask, &st) != 0)
         return std::nullopt;
     return st;

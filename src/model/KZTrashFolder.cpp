@@ -44,9 +44,7 @@ int openOwnFolder(int dirfd, const char *name, uid_t uid, bool create, KZFileMan
         *errnum = (errno == ELOOP) ? ENOTDIR : errno;
         return -1;
     }
-    struct stat st
-    {
-    };
+    struct stat st = {};
     if (::fstat(fd, &st) != 0 || st.st_uid != uid) {
         ::close(fd);
         *errnum = EPERM;
@@ -181,9 +179,7 @@ QByteArray KZTrashFolder::volumeTrashFilesFolder(const QByteArray &top, uid_t ui
 
     // The administrator's shared .Trash counts only when it is a real, sticky folder, so that
     // no other user can swap the per-user folders inside it.
-    struct statx shared
-    {
-    };
+    struct statx shared = {};
     if (fm.statx(topfd.get(), ".Trash", AT_SYMLINK_NOFOLLOW, STATX_TYPE | STATX_MODE, &shared) == 0
         && S_ISDIR(shared.stx_mode) && (shared.stx_mode & S_ISVTX)) {
         const KZFileDescriptor sharedfd(fm.openat(topfd.get(), ".Trash", kDirectoryFlags));
@@ -336,9 +332,7 @@ int KZTrashFolder::removeOrphanedTrashInfo(const QUrl &filesURL, KZFileManager &
         return 0;
 
     const auto itemExists = [&](const QByteArray &name) {
-        struct statx st
-        {
-        };
+        struct statx st = {};
         return fm.statx(filesfd.get(), name.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) == 0
                || errno != ENOENT;
     };

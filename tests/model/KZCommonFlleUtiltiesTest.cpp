@@ -260,6 +260,25 @@ TEST_F(RemovalTest, StagedRacesCannotReachOutside)
     EXPECT_TRUE(exists(m_trash.infoPath("Deep")));
 }
 
+TEST_F(RemovalTest, MountsInsideATrashAreLeftWhole)
+{
+    m_trash.addFolder("Holder", {"before", "mounted/"});
+    QString whyNot;
+    auto mount = KZTestMount::tmpfs(m_trash.itemPath("Holder/mounted"), &whyNot, 4);
+    if (!mount)
+        GTEST_SKIP() << whyNot.toStdString();
+    KZTestFiles::writeFile(m_trash.itemPath("Holder/mounted/other volume"), "x");
+    for (const QByteArray name : {"Holder", "Holder/mounted"}) {
+        const auto error = m_common.deleteItemWithURL(m_trash.itemURL(name));
+        ASSERT_TRUE(error) << name.constData();
+        EXPECT_TRUE(error->isPOSIX(EBUSY)) << name.constData();
+    }
+    EXPECT_TRUE(exists(m_trash.itemPath("Holder/mounted/other volume")));
+    EXPECT_FALSE(exists(m_trash.itemPath("Holder/before")));
+    mount.reset();
+    EXPECT_FALSE(m_common.deleteItemWithURL(m_trash.itemURL("Holder")));
+}
+
 TEST_F(RemovalTest, OwnUnwritableFoldersAreOpenedUpOthersAreReported)
 {
     if (!KZTestUser::canSwitchUser())

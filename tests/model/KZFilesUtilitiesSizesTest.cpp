@@ -109,9 +109,7 @@ TEST_F(SizesTest, HardLinksOnceSymlinksNeverFollowed)
     ::symlink((base() + "/elsewhere").constData(), (base() + "/links/outside").constData());
     ::symlink(base().constData(), (base() + "/links/up").constData());
 
-    struct stat st
-    {
-    };
+    struct stat st = {};
     ::stat(big.constData(), &st);
     quint64 count = 0;
     const KZItemSizeInfo size = m_utilities.iterateFolderForSize(url, &count);
@@ -144,9 +142,7 @@ TEST_F(SizesTest, TotalsMatchDuLessTheFoldersOwnBlocks)
     while (it.hasNext())
         folders.append(it.next());
     for (const QString &each : folders) {
-        struct stat st
-        {
-        };
+        struct stat st = {};
         ::lstat(each.toLocal8Bit().constData(), &st);
         folderBlocks += quint64(st.st_blocks) * 512;
     }

@@ -25,9 +25,7 @@ QByteArray pathOf(const QUrl &url)
 
 mode_t modeOf(const QByteArray &path)
 {
-    struct stat st
-    {
-    };
+    struct stat st = {};
     return ::lstat(path.constData(), &st) == 0 ? (st.st_mode & 07777) : 0;
 }
 

@@ -120,9 +120,7 @@ QByteArray readFile(const QByteArray &path)
 
 bool exists(const QByteArray &path)
 {
-    struct stat st
-    {
-    };
+    struct stat st = {};
     return ::lstat(path.constData(), &st) == 0;
 }
 

@@ -37,9 +37,7 @@ void KZTestUser::makeTraversable(const char *path)
         const size_t slash = folder.rfind('/');
         folder = slash == 0 || slash == std::string::npos ? std::string() : folder.substr(0, slash);
         const std::string current = folder.empty() ? "/" : folder;
-        struct stat st
-        {
-        };
+        struct stat st = {};
         if (::stat(current.c_str(), &st) == 0 && st.st_uid == ::geteuid())
             ::chmod(current.c_str(), (st.st_mode & 07777) | S_IXOTH | S_IXGRP);
     }
