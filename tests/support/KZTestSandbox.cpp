@@ -5,6 +5,10 @@
 
 #include <cstdlib>
 
+#include <ftw.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 const char *const kVariables[]
@@ -36,6 +40,8 @@ KZTestSandbox::KZTestSandbox()
 
 KZTestSandbox::~KZTestSandbox()
 {
+    if (m_dir.isValid())
+        removeTree(m_dir.path().toLocal8Bit());
     for (const auto &[name, saved] : m_saved) {
         if (saved.first)
             qputenv(name.constData(), saved.second);
@@ -59,4 +65,16 @@ QString KZTestSandbox::isolateProcess()
     pointEnvironmentAt(home);
     QStandardPaths::setTestModeEnabled(true);
     return QString::fromLocal8Bit(made);
+}
+
+void KZTestSandbox::removeTree(const QByteArray &path)
+{
+    const auto remove = [](const char *item, const struct stat *st, int type, struct FTW *) {
+        if (type == FTW_DP)
+            ::rmdir(item);
+        else if (!(st && S_ISDIR(st->st_mode)))
+            ::unlink(item);
+        return 0;
+    };
+    ::nftw(path.constData(), remove, 64, FTW_DEPTH | FTW_PHYS | FTW_MOUNT);
 }

@@ -26,6 +26,10 @@ public:
     // A path inside the sandbox (not inside its home).
     [[nodiscard]] QString path(const QString &relative) const;
 
+    // Removes a folder tree byte-exactly (names need not be UTF-8), never crossing into
+    // another mount and never following a link.
+    static void removeTree(const QByteArray &path);
+
     // Points HOME and the XDG variables of this process at a fresh folder under base. Used once
     // by the test main, before anything reads them.
     static QString isolateProcess();

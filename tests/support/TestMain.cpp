@@ -42,6 +42,6 @@ int main(int argc, char **argv)
     const bool mountLeft
         = mounts.open(QIODevice::ReadOnly) && mounts.readAll().contains(sandbox.toLocal8Bit());
     if (!mountLeft)
-        QDir(sandbox).removeRecursively();
+        KZTestSandbox::removeTree(sandbox.toLocal8Bit());
     return result;
 }

@@ -1,0 +1,525 @@
+#include "KZCommonFlleUtilties.h"
+
+#include "KZDirectoryWalker.h"
+#include "KZFileDescriptor.h"
+#include "KZModelLog.h"
+#include "KZPath.h"
+#include "KZTrashFolder.h"
+
+#include <QSet>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <vector>
+
+extern char **environ;
+
+namespace {
+
+constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+KZError notURLError(const QUrl &url)
+{
+    return KZError{KZError::kCocoaDomain,
+                   262,
+                   QStringLiteral("The URL “%1” is not a local file.").arg(url.toDisplayString()),
+                   {}};
+}
+
+KZError outsideTrashError(const QByteArray &path)
+{
+    KZError error = KZFileManager::errorForErrno(EINVAL, path);
+    error.localizedDescription = QStringLiteral("“%1” is not inside a Trash; nothing was removed.")
+                                     .arg(KZPath::displayString(path));
+    return error;
+}
+
+// Opens a subfolder for removal. A folder of the user's own that the user cannot read, enter
+// or write is given u+rwx first: the user could do that anyway, and it is what lets its
+// contents go. The change goes through an O_PATH descriptor, so a link swapped in at the last
+// moment cannot redirect it.
+int openForRemoval(KZFileManager &fm, int dirfd, const char *name)
+{
+    int fd = fm.openat(dirfd, name, kDirectoryFlags);
+    if (fd < 0 && errno == EACCES) {
+        const KZFileDescriptor pathfd(
+            ::openat(dirfd, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        struct stat st = {};
+        if (pathfd.isValid() && ::fstat(pathfd.get(), &st) == 0 && st.st_uid == ::geteuid()) {
+            const QByteArray magic = "/proc/self/fd/" + QByteArray::number(pathfd.get());
+            if (::chmod(magic.constData(), (st.st_mode & 07777) | S_IRWXU) == 0)
+                fd = fm.openat(dirfd, name, kDirectoryFlags);
+        }
+        if (fd < 0)
+            errno = EACCES;
+    }
+    if (fd < 0)
+        return -1;
+    struct statx st = {};
+    if (::statx(fd, "", AT_EMPTY_PATH, STATX_TYPE | STATX_MODE | STATX_UID, &st) != 0) {
+        ::close(fd);
+        return -1;
+    }
+    // Something mounted inside a Trash is another file system, not the Trash's content (and
+    // cannot be removed from under its mount anyway): leave it whole.
+    if (st.stx_attributes_mask & st.stx_attributes & STATX_ATTR_MOUNT_ROOT) {
+        ::close(fd);
+        errno = EBUSY;
+        return -1;
+    }
+    if (st.stx_uid == ::geteuid() && (st.stx_mode & S_IRWXU) != S_IRWXU)
+        fm.fchmod(fd, (st.stx_mode & 07777) | S_IRWXU);
+    return fd;
+}
+
+struct RemovalState
+{
+    KZFileManager &fm;
+    std::optional<KZError> firstError;
+    std::vector<QByteArray> files;
+
+    void fail(int errnum, int dirfd, const char *name)
+    {
+        if (!firstError)
+            firstError = KZFileManager::errorForErrno(
+                errnum, KZPath::join(KZTrashFolder::realPathOfDescriptor(dirfd), name));
+    }
+    void unlinkFile(int dirfd, const char *name)
+    {
+        if (fm.unlinkat(dirfd, name, 0) != 0 && errno != ENOENT)
+            fail(errno, dirfd, name);
+    }
+};
+
+// Removes the folder dirfd/name and everything in it; the first failure lands in state.
+void removeTree(RemovalState &state, int parentfd, const char *topName)
+{
+    using Action = KZDirectoryWalker::Action;
+    KZFileManager &fm = state.fm;
+    const int rootfd = openForRemoval(fm, parentfd, topName);
+    if (rootfd < 0) {
+        if (errno == ENOTDIR || errno == ELOOP)
+            state.unlinkFile(parentfd, topName); // no longer a folder: remove what is there
+        else
+            state.fail(errno, parentfd, topName);
+        return;
+    }
+    KZDirectoryWalker walker(fm);
+    walker.openDirectory = [&fm](int dirfd, const char *name) {
+        return openForRemoval(fm, dirfd, name);
+    };
+    walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
+        bool isFolder = entry.type == DT_DIR;
+        if (entry.type == DT_UNKNOWN) {
+            struct statx st = {};
+            isFolder = fm.statx(entry.dirfd, entry.name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) == 0
+                       && S_ISDIR(st.stx_mode);
+        }
+        if (isFolder)
+            return Action::Descend;
+        state.files.emplace_back(entry.name);
+        return Action::Continue;
+    };
+    // Entries are unlinked once the folder has been read through, not while reading it.
+    walker.finishedReading = [&](int dirfd, size_t) {
+        for (const QByteArray &name : state.files)
+            state.unlinkFile(dirfd, name.constData());
+        state.files.clear();
+        return Action::Continue;
+    };
+    walker.openFailed = [&](int dirfd, const char *name, int errnum) {
+        if (errnum == ENOTDIR || errnum == ELOOP)
+            state.unlinkFile(dirfd, name); // swapped for a file or a link since it was read
+        else if (errnum != ENOENT)
+            state.fail(errnum, dirfd, name);
+        return Action::Continue;
+    };
+    walker.leftDirectory = [&](int dirfd, const char *name) {
+        if (fm.unlinkat(dirfd, name, AT_REMOVEDIR) != 0 && errno != ENOENT
+            && !(errno == ENOTEMPTY && state.firstError))
+            state.fail(errno, dirfd, name);
+        return Action::Continue;
+    };
+    walker.readFailed = [&](int dirfd, int errnum) {
+        state.fail(errnum, dirfd, "");
+    };
+    if (!walker.walk(rootfd)) {
+        // A folder could not be found again on the way up: the tree was moved during the
+        // removal. Stop rather than remove anything at a place not checked.
+        state.fail(EBUSY, parentfd, topName);
+        return;
+    }
+    if (fm.unlinkat(parentfd, topName, AT_REMOVEDIR) != 0 && errno != ENOENT
+        && !(errno == ENOTEMPTY && state.firstError))
+        state.fail(errno, parentfd, topName);
+}
+
+struct Failure
+{
+    const char *marker;
+    const char *separator; // what stands before the reason; nullptr when there is none
+};
+
+// What srm prints when it leaves something behind.
+const std::array kFailureMarkers = {
+    Failure{"Error: File ", " - "},
+    Failure{"Warning: Unable to unlink file ", " - "},
+    Failure{"Warning: Unable to remove directory ", " - "},
+    Failure{"Couldn't delete ", ". "},
+    Failure{"Error: Can't chdir to ", " - "},
+    Failure{"Can't chdir() to ", nullptr},
+    Failure{"Race found!", nullptr},
+    Failure{"was raced, hence", nullptr},
+    Failure{"unable to remove", nullptr},
+};
+
+// The text of piece to map to an error, when piece reports a failure.
+std::optional<QString> failureInPiece(const QString &piece)
+{
+    qsizetype best = -1;
+    const Failure *found = nullptr;
+    for (const Failure &failure : kFailureMarkers) {
+        const qsizetype at = piece.indexOf(QLatin1String(failure.marker));
+        if (at >= 0 && (best < 0 || at < best)) {
+            best = at;
+            found = &failure;
+        }
+    }
+    if (!found)
+        return std::nullopt;
+    if (!found->separator)
+        return piece.mid(best);
+    // A name may hold a newline: take lines until the one with the separator before the
+    // reason; the reason itself (a strerror text) never holds the separator.
+    const QString rest = piece.mid(best);
+    const QLatin1String separator(found->separator);
+    qsizetype lineEnd = -1;
+    for (;;) {
+        const qsizetype next = rest.indexOf(QLatin1Char('\n'), lineEnd + 1);
+        const QString line = rest.left(next < 0 ? rest.size() : next);
+        const qsizetype at = line.lastIndexOf(separator);
+        if (at >= 0 && at > qsizetype(std::strlen(found->marker)) - 1)
+            return line.mid(at + separator.size()).trimmed();
+        if (next < 0)
+            return rest;
+        lineEnd = next;
+    }
+}
+
+} // namespace
+
+KZCommonFlleUtilties &KZCommonFlleUtilties::sharedControl()
+{
+    static KZCommonFlleUtilties shared;
+    return shared;
+}
+
+KZCommonFlleUtilties::KZCommonFlleUtilties(const QString &secureRemoveTool,
+                                           const QByteArray &dataHome)
+    : m_secureRemoveTool(secureRemoveTool)
+    , m_dataHome(dataHome)
+{}
+
+bool KZCommonFlleUtilties::realFolderIsInTrash(const QByteArray &realFolder,
+                                               bool *isFilesFolder) const
+{
+    const QByteArray dataHome
+        = m_dataHome.isEmpty() ? KZTrashFolder::dataHomeFromEnvironment() : m_dataHome;
+    *isFilesFolder = KZTrashFolder::trashRootOfFilesFolder(realFolder, dataHome).has_value();
+    if (*isFilesFolder)
+        return true;
+    for (QByteArray folder = KZPath::parentPath(realFolder); !folder.isEmpty() && folder != "/";
+         folder = KZPath::parentPath(folder)) {
+        if (KZTrashFolder::trashRootOfFilesFolder(folder, dataHome))
+            return true;
+    }
+    return false;
+}
+
+bool KZCommonFlleUtilties::isInsideTrash(const QByteArray &path, bool *topLevel) const
+{
+    const QByteArray name = KZPath::fileName(path);
+    if (!path.startsWith('/') || name.isEmpty() || name == "." || name == "..")
+        return false;
+    const KZFileDescriptor parentfd(
+        ::open(KZPath::parentPath(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!parentfd.isValid())
+        return false;
+    bool isFilesFolder = false;
+    const bool inside
+        = realFolderIsInTrash(KZTrashFolder::realPathOfDescriptor(parentfd.get()), &isFilesFolder);
+    if (topLevel)
+        *topLevel = inside && isFilesFolder;
+    return inside;
+}
+
+std::optional<KZError> KZCommonFlleUtilties::deleteItemWithURL(const QUrl &url,
+                                                               KZFileManager &fm) const
+{
+    const QByteArray path = KZPath::pathFromURL(url);
+    if (path.isEmpty())
+        return notURLError(url);
+    const QByteArray name = KZPath::fileName(path);
+    if (name.isEmpty() || name == "." || name == "..")
+        return outsideTrashError(path);
+    // The folders above the item may be reached through links (a data folder moved
+    // elsewhere); from the parent's descriptor on, nothing is followed.
+    const KZFileDescriptor parentfd(fm.openat(AT_FDCWD, KZPath::parentPath(path).constData(),
+                                              O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!parentfd.isValid())
+        return KZFileManager::errorForErrno(errno, path);
+    bool topLevel = false;
+    if (!realFolderIsInTrash(KZTrashFolder::realPathOfDescriptor(parentfd.get()), &topLevel))
+        return outsideTrashError(path);
+
+    struct statx st = {};
+    if (fm.statx(parentfd.get(), name.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) != 0)
+        return KZFileManager::errorForErrno(errno, path);
+    RemovalState state{fm, std::nullopt, {}};
+    if (S_ISDIR(st.stx_mode)) {
+        removeTree(state, parentfd.get(), name.constData());
+    } else if (fm.unlinkat(parentfd.get(), name.constData(), 0) != 0) {
+        state.firstError = KZFileManager::errorForErrno(errno, path);
+    }
+
+    if (topLevel && !state.firstError
+        && fm.statx(parentfd.get(), name.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) != 0
+        && errno == ENOENT) {
+        const KZFileDescriptor rootfd(fm.openat(parentfd.get(), "..", kDirectoryFlags));
+        if (rootfd.isValid())
+            KZTrashFolder::forgetItems(rootfd.get(), {name}, fm);
+    }
+    return state.firstError;
+}
+
+std::optional<KZError> KZCommonFlleUtilties::secureErase(const QUrl &url) const
+{
+    const QByteArray tool = m_secureRemoveTool.toLocal8Bit();
+    if (::access(tool.constData(), F_OK) != 0)
+        return std::nullopt;
+    const QByteArray path = KZPath::pathFromURL(url);
+    if (path.isEmpty())
+        return notURLError(url);
+    bool topLevel = false;
+    if (!isInsideTrash(path, &topLevel))
+        return outsideTrashError(path);
+
+    int pipefd[2];
+    if (::pipe2(pipefd, O_CLOEXEC) != 0)
+        return KZFileManager::errorForErrno(errno, path);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, pipefd[1], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, pipefd[1], STDERR_FILENO);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+
+    // srm's reasons are strerror texts; the C locale keeps them in the English the error
+    // table looks for.
+    std::vector<QByteArray> environment;
+    for (char **each = environ; *each; ++each) {
+        const QByteArray variable(*each);
+        if (!variable.startsWith("LC_") && !variable.startsWith("LANG=")
+            && !variable.startsWith("LANGUAGE="))
+            environment.push_back(variable);
+    }
+    environment.push_back("LC_ALL=C");
+    std::vector<char *> envp;
+    for (QByteArray &variable : environment)
+        envp.push_back(variable.data());
+    envp.push_back(nullptr);
+    QByteArray option("-lrv");
+    QByteArray toolArgument = tool;
+    QByteArray pathArgument = path;
+    char *argv[] = {toolArgument.data(), option.data(), pathArgument.data(), nullptr};
+
+    pid_t pid = 0;
+    const int spawned = ::posix_spawn(&pid, tool.constData(), &actions, nullptr, argv, envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    ::close(pipefd[1]);
+    const KZFileDescriptor output(pipefd[0]);
+    if (spawned != 0)
+        return KZFileManager::errorForErrno(spawned, path);
+
+    // Read what is there each time (read blocks until some output or the end); every chunk
+    // that reports a failure replaces the error of the chunks before it.
+    std::optional<KZError> current;
+    const auto readChunk = [&output]() {
+        QByteArray chunk(65536, Qt::Uninitialized);
+        ssize_t got;
+        do {
+            got = ::read(output.get(), chunk.data(), size_t(chunk.size()));
+        } while (got < 0 && errno == EINTR);
+        chunk.truncate(got > 0 ? got : 0);
+        return chunk;
+    };
+    for (QByteArray chunk = readChunk(); !chunk.isEmpty(); chunk = readChunk()) {
+        if (auto error = errorInSecureRemoveChunk(chunk))
+            current = std::move(error);
+    }
+    // The end of the output: the tool has ended or is ending. Its status is not consulted.
+    int status = 0;
+    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+
+    if (topLevel && !KZItemAttributes::statItem(path, STATX_TYPE) && errno == ENOENT) {
+        const KZFileDescriptor rootfd(
+            ::open((KZPath::parentPath(path) + "/..").constData(), kDirectoryFlags));
+        if (rootfd.isValid())
+            KZTrashFolder::forgetItems(rootfd.get(), {KZPath::fileName(path)},
+                                       KZFileManager::defaultManager());
+    }
+    return current;
+}
+
+std::optional<KZError> KZCommonFlleUtilties::errorInSecureRemoveChunk(const QByteArray &chunk)
+{
+    const QString text = QString::fromLatin1(chunk).trimmed();
+    for (const QString &piece : text.split(QLatin1Char('%'))) {
+        if (const auto reason = failureInPiece(piece))
+            return errorFromErrorString(*reason);
+    }
+    return std::nullopt;
+}
+
+KZError KZCommonFlleUtilties::errorFromErrorString(const QString &line)
+{
+    struct Row
+    {
+        const char *text;
+        int code;
+        const char *failure;
+    };
+    static const std::array rows = {
+        Row{"Operation not permitted", 1, "Operation not permitted (The file is locked.)"},
+        Row{"Permission denied", 13, "Permission denied (You don't have enough privilegies.)"},
+        Row{"No such file or directory", 2, "No such file or directory."},
+    };
+    int code = 45;
+    QString failure = QStringLiteral("The file can't be erased because an error is occured.");
+    for (const Row &row : rows) {
+        if (line.contains(QLatin1String(row.text))) {
+            code = row.code;
+            failure = QLatin1String(row.failure);
+            break;
+        }
+    }
+    // The failure text is the key and the failure-reason key its value: the reverse of the
+    // usual layout. Readers of these errors depend on it.
+    return KZError{KZError::kPOSIXDomain,
+                   code,
+                   QStringLiteral("The operation couldn’t be completed. (%1 error %2.)")
+                       .arg(KZError::kPOSIXDomain)
+                       .arg(code),
+                   {{failure, KZError::kLocalizedFailureReasonKey}}};
+}
+
+QString KZCommonFlleUtilties::failureTextOfError(const KZError &error)
+{
+    return error.userInfo.size() == 1 ? error.userInfo.firstKey() : QString();
+}
+
+bool KZCommonFlleUtilties::isAnEmptyFolder(const QUrl &url) const
+{
+    using Action = KZDirectoryWalker::Action;
+    struct State
+    {
+        bool hasEntries = false;
+        bool flag = false;
+        std::optional<QSet<QByteArray>> hiddenNames;
+    };
+    const QByteArray path = KZPath::pathFromURL(url);
+    const int rootfd = path.isEmpty() ? -1 : ::open(path.constData(), kDirectoryFlags);
+    // A folder that cannot be listed has no entries to show, so it counts as empty.
+    if (rootfd < 0)
+        return true;
+
+    std::vector<State> states(1);
+    bool answeredNo = false;
+    KZDirectoryWalker walker;
+    walker.openDirectory = [&states](int dirfd, const char *name) {
+        const int fd = ::openat(dirfd, name, kDirectoryFlags);
+        if (fd >= 0)
+            states.emplace_back();
+        return fd;
+    };
+    walker.openFailed = [&states](int, const char *, int) {
+        states.back().flag = true; // an unlistable subfolder reads as an empty one
+        return Action::Continue;
+    };
+    walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
+        State &state = states.back();
+        state.hasEntries = true;
+        bool isFolder = entry.type == DT_DIR;
+        if (entry.type == DT_UNKNOWN) {
+            struct statx st = {};
+            isFolder = ::statx(entry.dirfd, entry.name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) == 0
+                       && S_ISDIR(st.stx_mode);
+        }
+        if (isFolder)
+            return Action::Descend;
+        const QByteArray name(entry.name);
+        if (name.startsWith('.'))
+            return Action::Continue; // leaves the flag as it is: dot-files alone are not empty
+        if (!state.hiddenNames) {
+            state.hiddenNames.emplace();
+            QByteArray content;
+            const KZFileDescriptor fd(
+                ::openat(entry.dirfd, ".hidden", O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+            char chunk[4096];
+            while (fd.isValid() && content.size() < 256 * 1024) {
+                const ssize_t got = ::read(fd.get(), chunk, sizeof chunk);
+                if (got <= 0)
+                    break;
+                content.append(chunk, got);
+            }
+            for (const QByteArray &line : content.split('\n'))
+                state.hiddenNames->insert(line);
+        }
+        // A hidden custom-icon file ("Icon\r") is the folder's decoration, not content.
+        if (state.hiddenNames->contains(name) && name.toLower().contains("icon")) {
+            state.flag = true;
+            return Action::Continue;
+        }
+        answeredNo = true;
+        return Action::Stop;
+    };
+    walker.leftDirectory = [&](int, const char *) {
+        const State child = std::move(states.back());
+        states.pop_back();
+        if (child.hasEntries && !child.flag) {
+            answeredNo = true;
+            return Action::Stop;
+        }
+        states.back().flag = true;
+        return Action::Continue;
+    };
+    walker.walk(rootfd);
+    if (answeredNo)
+        return false;
+    return !states.front().hasEntries || states.front().flag;
+}
+
+bool KZCommonFlleUtilties::isDirectoryWithURL(const QUrl &url) const
+{
+    return KZItemAttributes::isDirectory(url);
+}
+
+QVariant KZCommonFlleUtilties::attributeWithURL(const QUrl &url, KZResourceKey type) const
+{
+    return KZItemAttributes::attribute(url, type);
+}
+
+QByteArray KZCommonFlleUtilties::itemNameWithURL(const QUrl &url) const
+{
+    return KZItemAttributes::name(url);
+}
+
+bool KZCommonFlleUtilties::isHiddenWithURL(const QUrl &url) const
+{
+    return KZItemAttributes::isHidden(url);
+}

@@ -1,0 +1,104 @@
+#include "KZFileManager.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+KZFileManager &KZFileManager::defaultManager()
+{
+    static KZFileManager manager;
+    return manager;
+}
+
+int KZFileManager::openat(int dirfd, const char *name, int flags, mode_t mode)
+{
+    return ::openat(dirfd, name, flags, mode);
+}
+
+int KZFileManager::close(int fd)
+{
+    return ::close(fd);
+}
+
+int KZFileManager::unlinkat(int dirfd, const char *name, int flags)
+{
+    return ::unlinkat(dirfd, name, flags);
+}
+
+int KZFileManager::mkdirat(int dirfd, const char *name, mode_t mode)
+{
+    return ::mkdirat(dirfd, name, mode);
+}
+
+int KZFileManager::renameat(int olddirfd, const char *oldname, int newdirfd, const char *newname)
+{
+    return ::renameat(olddirfd, oldname, newdirfd, newname);
+}
+
+int KZFileManager::fchmod(int fd, mode_t mode)
+{
+    return ::fchmod(fd, mode);
+}
+
+int KZFileManager::statx(int dirfd, const char *name, int flags, unsigned mask, struct statx *out)
+{
+    return ::statx(dirfd, name, flags, mask, out);
+}
+
+int KZFileManager::statvfs(const char *path, struct statvfs *out)
+{
+    return ::statvfs(path, out);
+}
+
+ssize_t KZFileManager::getdents64(int fd, void *buffer, size_t size)
+{
+    return ::getdents64(fd, buffer, size);
+}
+
+ssize_t KZFileManager::write(int fd, const void *data, size_t size)
+{
+    return ::write(fd, data, size);
+}
+
+KZFileManager::ErrorCategory KZFileManager::categoryOfErrno(int errnum)
+{
+    switch (errnum) {
+    case 0:
+        return ErrorCategory::None;
+    case EACCES:
+    case EPERM:
+        return ErrorCategory::NoPermission;
+    case EBUSY:
+    case ETXTBSY:
+        return ErrorCategory::Busy;
+    default:
+        return ErrorCategory::Other;
+    }
+}
+
+KZFileManager::ErrorCategory KZFileManager::categoryOf(const KZError &error)
+{
+    if (error.domain != KZError::kPOSIXDomain)
+        return ErrorCategory::Other;
+    return categoryOfErrno(int(error.code));
+}
+
+int KZFileManager::cocoaCodeForErrno(int errnum)
+{
+    switch (categoryOfErrno(errnum)) {
+    case ErrorCategory::NoPermission:
+        return kNoPermissionCode;
+    case ErrorCategory::Busy:
+        return kBusyCode;
+    default:
+        return errnum;
+    }
+}
+
+KZError KZFileManager::errorForErrno(int errnum, const QByteArray &path)
+{
+    KZError error = KZError::posix(errnum);
+    if (!path.isEmpty())
+        error.userInfo.insert(QStringLiteral("NSFilePath"), path);
+    return error;
+}

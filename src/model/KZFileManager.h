@@ -1,0 +1,56 @@
+#pragma once
+
+#include "KZError.h"
+
+#include <QByteArray>
+
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/types.h>
+
+// The system calls that removal and volume queries make, behind one seam so that tests (and
+// the erase engine's own tests) can make a chosen call fail with EACCES, EBUSY, EROFS or
+// ENOSPC. Every method behaves like the call it is named after: -1 (or nullptr) and errno on
+// failure. Stateless; one instance may serve many threads.
+class KZFileManager
+{
+public:
+    // How a removal failure is to be handled: the permission class (EACCES, EPERM) goes to the
+    // question and the privileged helper, the busy class (EBUSY, ETXTBSY) is retried or
+    // reported as in use, everything else (EROFS, ENOSPC, ENOENT, ...) is reported as is.
+    enum class ErrorCategory { None, NoPermission, Busy, Other };
+
+    // The codes the erase engine was written against: 513/257 for "no permission" and -47 for
+    // "busy"; any other errno answers its own value.
+    static constexpr int kNoPermissionCode = 513;
+    static constexpr int kNoReadPermissionCode = 257;
+    static constexpr int kBusyCode = -47;
+
+    KZFileManager() = default;
+    virtual ~KZFileManager() = default;
+    KZFileManager(const KZFileManager &) = delete;
+    KZFileManager &operator=(const KZFileManager &) = delete;
+
+    // The process-wide instance that makes the real calls.
+    static KZFileManager &defaultManager();
+
+    virtual int openat(int dirfd, const char *name, int flags, mode_t mode = 0);
+    virtual int close(int fd);
+    virtual int unlinkat(int dirfd, const char *name, int flags);
+    virtual int mkdirat(int dirfd, const char *name, mode_t mode);
+    virtual int renameat(int olddirfd, const char *oldname, int newdirfd, const char *newname);
+    virtual int fchmod(int fd, mode_t mode);
+    virtual int statx(int dirfd, const char *name, int flags, unsigned mask, struct statx *out);
+    virtual int statvfs(const char *path, struct statvfs *out);
+    // Reads directory entries into buffer (getdents64 records); 0 at the end.
+    virtual ssize_t getdents64(int fd, void *buffer, size_t size);
+    virtual ssize_t write(int fd, const void *data, size_t size);
+
+    // The category of an errno value, or of an error this model handed back.
+    [[nodiscard]] static ErrorCategory categoryOfErrno(int errnum);
+    [[nodiscard]] static ErrorCategory categoryOf(const KZError &error);
+    // 513 for EACCES and EPERM, -47 for EBUSY and ETXTBSY, errnum otherwise.
+    [[nodiscard]] static int cocoaCodeForErrno(int errnum);
+    // A POSIX-domain error for errnum about path; userInfo "NSFilePath" holds the path bytes.
+    [[nodiscard]] static KZError errorForErrno(int errnum, const QByteArray &path);
+};

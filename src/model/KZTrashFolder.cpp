@@ -1,0 +1,378 @@
+#include "KZTrashFolder.h"
+
+#include "KZFileDescriptor.h"
+#include "KZPath.h"
+#include "KZTrashInfo.h"
+
+#include <QSet>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+
+namespace {
+
+constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+KZError trashError(int errnum, const QByteArray &path, const char *what)
+{
+    KZError error = KZFileManager::errorForErrno(errnum, path);
+    error.localizedDescription = QStringLiteral("%1 “%2”: %3")
+                                     .arg(QLatin1String(what), KZPath::displayString(path),
+                                          QString::fromLocal8Bit(std::strerror(errnum)));
+    return error;
+}
+
+// Opens dirfd/name as a folder of uid's own, making it (0700) when missing.
+int openOwnFolder(int dirfd, const char *name, uid_t uid, bool create, KZFileManager &fm,
+                  int *errnum)
+{
+    int fd = fm.openat(dirfd, name, kDirectoryFlags);
+    if (fd < 0 && errno == ENOENT && create) {
+        if (fm.mkdirat(dirfd, name, 0700) != 0 && errno != EEXIST) {
+            *errnum = errno;
+            return -1;
+        }
+        fd = fm.openat(dirfd, name, kDirectoryFlags);
+    }
+    if (fd < 0) {
+        // ELOOP/ENOTDIR: a symbolic link or a file stands where the folder should be.
+        *errnum = (errno == ELOOP) ? ENOTDIR : errno;
+        return -1;
+    }
+    struct stat st = {};
+    if (::fstat(fd, &st) != 0 || st.st_uid != uid) {
+        ::close(fd);
+        *errnum = EPERM;
+        return -1;
+    }
+    return fd;
+}
+
+// Makes ROOT/files and ROOT/info when missing; answers ROOT/files or empty.
+QByteArray filesFolderOf(int rootfd, const QByteArray &rootPath, uid_t uid, KZError *error,
+                         KZFileManager &fm)
+{
+    for (const char *name : {"info", "files"}) {
+        int errnum = 0;
+        const int fd = openOwnFolder(rootfd, name, uid, true, fm, &errnum);
+        if (fd < 0) {
+            if (error)
+                *error = trashError(errnum, KZPath::join(rootPath, name),
+                                    "Cannot use the Trash folder");
+            return {};
+        }
+        fm.close(fd);
+    }
+    return KZPath::join(rootPath, "files");
+}
+
+bool isAllDigits(const QByteArray &text)
+{
+    if (text.isEmpty())
+        return false;
+    for (const char c : text) {
+        if (c < '0' || c > '9')
+            return false;
+    }
+    return true;
+}
+
+// Reads a small regular file relative to dirfd without following a link.
+bool readFileAt(int dirfd, const char *name, QByteArray *content, KZFileManager &fm)
+{
+    const KZFileDescriptor fd(fm.openat(dirfd, name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (!fd.isValid())
+        return false;
+    char chunk[16384];
+    for (;;) {
+        const ssize_t got = ::read(fd.get(), chunk, sizeof chunk);
+        if (got < 0)
+            return false;
+        if (got == 0)
+            return true;
+        content->append(chunk, got);
+    }
+}
+
+// The name of a directorysizes line: "size mtime percent-encoded-name".
+QByteArray directorySizesName(const QByteArray &line)
+{
+    const qsizetype first = line.indexOf(' ');
+    const qsizetype second = first < 0 ? -1 : line.indexOf(' ', first + 1);
+    return second < 0 ? QByteArray() : QByteArray::fromPercentEncoding(line.mid(second + 1));
+}
+
+QByteArray realPath(const QByteArray &path)
+{
+    char *resolved = ::realpath(path.constData(), nullptr);
+    if (!resolved)
+        return path;
+    QByteArray out(resolved);
+    ::free(resolved);
+    return out;
+}
+
+} // namespace
+
+QByteArray KZTrashFolder::dataHomeFromEnvironment()
+{
+    const QByteArray xdg = qgetenv("XDG_DATA_HOME");
+    if (xdg.startsWith('/'))
+        return xdg;
+    return KZPath::join(qgetenv("HOME"), ".local/share");
+}
+
+QByteArray KZTrashFolder::homeTrashFilesFolder(const QByteArray &dataHome, uid_t uid,
+                                               KZError *error, KZFileManager &fm)
+{
+    if (!dataHome.startsWith('/')) {
+        if (error)
+            *error = trashError(ENOENT, dataHome, "No data folder for the home Trash");
+        return {};
+    }
+    // The data folder's own ancestors are the user's business (they may be links); from the
+    // Trash down nothing is followed.
+    for (qsizetype at = 1; at <= dataHome.size(); ++at) {
+        if (at < dataHome.size() && dataHome[at] != '/')
+            continue;
+        const QByteArray part = dataHome.left(at);
+        if (::mkdir(part.constData(), 0700) != 0 && errno != EEXIST) {
+            if (error)
+                *error = trashError(errno, part, "Cannot make the data folder");
+            return {};
+        }
+    }
+    const KZFileDescriptor datafd(
+        fm.openat(AT_FDCWD, dataHome.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!datafd.isValid()) {
+        if (error)
+            *error = trashError(errno, dataHome, "Cannot open the data folder");
+        return {};
+    }
+    int errnum = 0;
+    const KZFileDescriptor rootfd(openOwnFolder(datafd.get(), "Trash", uid, true, fm, &errnum));
+    const QByteArray root = KZPath::join(dataHome, "Trash");
+    if (!rootfd.isValid()) {
+        if (error)
+            *error = trashError(errnum, root, "Cannot use the Trash folder");
+        return {};
+    }
+    return filesFolderOf(rootfd.get(), root, uid, error, fm);
+}
+
+QByteArray KZTrashFolder::volumeTrashFilesFolder(const QByteArray &top, uid_t uid, KZError *error,
+                                                 KZFileManager &fm)
+{
+    const KZFileDescriptor topfd(
+        fm.openat(AT_FDCWD, top.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!topfd.isValid()) {
+        if (error)
+            *error = trashError(errno, top, "Cannot open the volume");
+        return {};
+    }
+    const QByteArray uidName = QByteArray::number(uid);
+
+    // The administrator's shared .Trash counts only when it is a real, sticky folder, so that
+    // no other user can swap the per-user folders inside it.
+    struct statx shared = {};
+    if (fm.statx(topfd.get(), ".Trash", AT_SYMLINK_NOFOLLOW, STATX_TYPE | STATX_MODE, &shared) == 0
+        && S_ISDIR(shared.stx_mode) && (shared.stx_mode & S_ISVTX)) {
+        const KZFileDescriptor sharedfd(fm.openat(topfd.get(), ".Trash", kDirectoryFlags));
+        int errnum = 0;
+        const KZFileDescriptor rootfd(
+            sharedfd.isValid()
+                ? openOwnFolder(sharedfd.get(), uidName.constData(), uid, true, fm, &errnum)
+                : -1);
+        if (rootfd.isValid()) {
+            const QByteArray root = KZPath::join(KZPath::join(top, ".Trash"), uidName);
+            KZError ignored;
+            const QByteArray files = filesFolderOf(rootfd.get(), root, uid, &ignored, fm);
+            if (!files.isEmpty())
+                return files;
+        }
+    }
+
+    const QByteArray name = ".Trash-" + uidName;
+    int errnum = 0;
+    const KZFileDescriptor rootfd(
+        openOwnFolder(topfd.get(), name.constData(), uid, true, fm, &errnum));
+    const QByteArray root = KZPath::join(top, name);
+    if (!rootfd.isValid()) {
+        if (error)
+            *error = trashError(errnum, root, "Cannot use the Trash folder");
+        return {};
+    }
+    return filesFolderOf(rootfd.get(), root, uid, error, fm);
+}
+
+std::optional<QByteArray> KZTrashFolder::trashRootOfFilesFolder(const QByteArray &realFolder,
+                                                                const QByteArray &dataHome)
+{
+    if (KZPath::fileName(realFolder) != "files")
+        return std::nullopt;
+    const QByteArray root = KZPath::parentPath(realFolder);
+    const QByteArray rootName = KZPath::fileName(root);
+    if (rootName.startsWith(".Trash-") && isAllDigits(rootName.mid(7)))
+        return root;
+    if (isAllDigits(rootName) && KZPath::fileName(KZPath::parentPath(root)) == ".Trash")
+        return root;
+    if (rootName == "Trash" && !dataHome.isEmpty()
+        && root == KZPath::join(realPath(dataHome), "Trash"))
+        return root;
+    return std::nullopt;
+}
+
+QByteArray KZTrashFolder::topDirectoryOfTrashRoot(const QByteArray &trashRoot)
+{
+    const QByteArray rootName = KZPath::fileName(trashRoot);
+    if (rootName.startsWith(".Trash-"))
+        return KZPath::parentPath(trashRoot);
+    const QByteArray parent = KZPath::parentPath(trashRoot);
+    if (KZPath::fileName(parent) == ".Trash")
+        return KZPath::parentPath(parent);
+    return {};
+}
+
+QByteArray KZTrashFolder::realPathOfDescriptor(int fd)
+{
+    const QByteArray link = "/proc/self/fd/" + QByteArray::number(fd);
+    QByteArray buffer(4096, Qt::Uninitialized);
+    for (;;) {
+        const ssize_t length = ::readlink(link.constData(), buffer.data(), size_t(buffer.size()));
+        if (length < 0)
+            return {};
+        if (length < buffer.size()) {
+            buffer.truncate(length);
+            return buffer;
+        }
+        buffer.resize(buffer.size() * 2);
+    }
+}
+
+int KZTrashFolder::forgetItems(int rootfd, const QByteArrayList &names, KZFileManager &fm)
+{
+    int removed = 0;
+    const KZFileDescriptor infofd(fm.openat(rootfd, "info", kDirectoryFlags));
+    if (infofd.isValid()) {
+        for (const QByteArray &name : names) {
+            const QByteArray infoName = name + KZTrashInfo::kFileSuffix;
+            if (fm.unlinkat(infofd.get(), infoName.constData(), 0) == 0)
+                ++removed;
+        }
+    }
+    dropDirectorySizes(rootfd, names, fm);
+    return removed;
+}
+
+bool KZTrashFolder::dropDirectorySizes(int rootfd, const QByteArrayList &names, KZFileManager &fm)
+{
+    QByteArray content;
+    if (!readFileAt(rootfd, "directorysizes", &content, fm))
+        return false;
+    const QSet<QByteArray> gone(names.begin(), names.end());
+    QByteArray kept;
+    bool dropped = false;
+    for (const QByteArray &line : content.split('\n')) {
+        if (line.isEmpty())
+            continue;
+        if (gone.contains(directorySizesName(line))) {
+            dropped = true;
+            continue;
+        }
+        kept += line + '\n';
+    }
+    if (!dropped)
+        return false;
+    // Unique per process and call, so two erases in one process never share a temporary.
+    static std::atomic<quint64> s_serial{0};
+    const QByteArray temporary = "directorysizes.binwise-" + QByteArray::number(::getpid()) + "-"
+                                 + QByteArray::number(++s_serial);
+    const KZFileDescriptor out(fm.openat(rootfd, temporary.constData(),
+                                         O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC,
+                                         0600));
+    if (!out.isValid())
+        return false;
+    qsizetype written = 0;
+    while (written < kept.size()) {
+        const ssize_t n
+            = fm.write(out.get(), kept.constData() + written, size_t(kept.size() - written));
+        if (n <= 0) {
+            fm.unlinkat(rootfd, temporary.constData(), 0);
+            return false;
+        }
+        written += n;
+    }
+    if (fm.renameat(rootfd, temporary.constData(), rootfd, "directorysizes") != 0) {
+        fm.unlinkat(rootfd, temporary.constData(), 0);
+        return false;
+    }
+    return true;
+}
+
+int KZTrashFolder::removeOrphanedTrashInfo(const QUrl &filesURL, KZFileManager &fm)
+{
+    const QByteArray filesPath = KZPath::pathFromURL(filesURL);
+    const KZFileDescriptor filesfd(
+        fm.openat(AT_FDCWD, filesPath.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!filesfd.isValid())
+        return -1;
+    const QByteArray real = realPathOfDescriptor(filesfd.get());
+    if (!trashRootOfFilesFolder(real, dataHomeFromEnvironment()))
+        return -1;
+    const KZFileDescriptor rootfd(fm.openat(filesfd.get(), "..", kDirectoryFlags));
+    if (!rootfd.isValid())
+        return -1;
+    const KZFileDescriptor infofd(fm.openat(rootfd.get(), "info", kDirectoryFlags));
+    if (!infofd.isValid())
+        return 0;
+
+    const auto itemExists = [&](const QByteArray &name) {
+        struct statx st = {};
+        return fm.statx(filesfd.get(), name.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) == 0
+               || errno != ENOENT;
+    };
+
+    QByteArrayList orphans;
+    QByteArray buffer(32768, Qt::Uninitialized);
+    for (;;) {
+        const ssize_t got = fm.getdents64(infofd.get(), buffer.data(), size_t(buffer.size()));
+        if (got <= 0)
+            break;
+        for (ssize_t offset = 0; offset < got;) {
+            const auto *entry
+                = reinterpret_cast<const struct dirent64 *>(buffer.constData() + offset);
+            offset += entry->d_reclen;
+            const QByteArray name(entry->d_name);
+            if (!name.endsWith(KZTrashInfo::kFileSuffix) || name == KZTrashInfo::kFileSuffix)
+                continue;
+            const QByteArray itemName = name.chopped(KZTrashInfo::kFileSuffix.size());
+            if (!itemExists(itemName))
+                orphans.append(itemName);
+        }
+    }
+    int removed = 0;
+    for (const QByteArray &itemName : std::as_const(orphans)) {
+        const QByteArray infoName = itemName + KZTrashInfo::kFileSuffix;
+        if (fm.unlinkat(infofd.get(), infoName.constData(), 0) == 0)
+            ++removed;
+    }
+
+    // Size-cache lines of folders that are no longer there.
+    QByteArrayList vanished;
+    QByteArray sizes;
+    if (readFileAt(rootfd.get(), "directorysizes", &sizes, fm)) {
+        for (const QByteArray &line : sizes.split('\n')) {
+            const QByteArray name = directorySizesName(line);
+            if (!name.isEmpty() && !itemExists(name))
+                vanished.append(name);
+        }
+    }
+    if (!vanished.isEmpty())
+        dropDirectorySizes(rootfd.get(), vanished, fm);
+    return removed;
+}
