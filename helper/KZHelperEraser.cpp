@@ -1,6 +1,6 @@
 #include "KZHelperEraser.h"
 
-#include "KZHelperFd.h"
+#include "protocol/KZFileDescriptor.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -69,7 +69,7 @@ bool unlockFile(int dir, const std::string &name, const struct statx &seen, std:
         note(failure, name, "locked, and not a regular file");
         return false;
     }
-    KZHelperFd fd(openat(dir, name.c_str(), O_RDONLY | kItemFlags));
+    KZFileDescriptor fd(openat(dir, name.c_str(), O_RDONLY | kItemFlags));
     struct statx now
     {
     };
@@ -136,7 +136,7 @@ bool KZHelperEraser::walk(int parentFd, const std::string &name, std::uint64_t m
 {
     struct Frame
     {
-        KZHelperFd fd;
+        KZFileDescriptor fd;
         std::vector<std::string> names;
         std::size_t next = 0;
         std::string name;
@@ -148,7 +148,7 @@ bool KZHelperEraser::walk(int parentFd, const std::string &name, std::uint64_t m
             note(failure, child, "on another file system");
             return false;
         }
-        KZHelperFd fd(openat(parent, child.c_str(), O_RDONLY | O_DIRECTORY | kItemFlags));
+        KZFileDescriptor fd(openat(parent, child.c_str(), O_RDONLY | O_DIRECTORY | kItemFlags));
         if (!fd.isValid()) {
             noteErrno(failure, child);
             return false;
@@ -341,7 +341,7 @@ bool KZHelperEraser::overwriteFile(int parentFd, const std::string &name, std::s
         noteErrno(failure, name);
         return false;
     }
-    KZHelperFd fd(openat(parentFd, name.c_str(), O_WRONLY | kItemFlags));
+    KZFileDescriptor fd(openat(parentFd, name.c_str(), O_WRONLY | kItemFlags));
     struct statx st
     {
     };

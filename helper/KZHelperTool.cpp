@@ -78,8 +78,8 @@ void dropDirectorySizes(const KZHelperTrash &trash)
 {
     if (trash.erasedNames.empty())
         return;
-    KZHelperFd in(openat(trash.trash.get(), "directorysizes",
-                         O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    KZFileDescriptor in(openat(trash.trash.get(), "directorysizes",
+                               O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat st
     {
     };
@@ -116,8 +116,8 @@ void dropDirectorySizes(const KZHelperTrash &trash)
         return;
 
     const std::string temporary = "directorysizes.binwise-" + std::to_string(getpid());
-    KZHelperFd out(openat(trash.trash.get(), temporary.c_str(),
-                          O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    KZFileDescriptor out(openat(trash.trash.get(), temporary.c_str(),
+                                O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!out.isValid())
         return;
     bool ok
@@ -376,7 +376,7 @@ void KZHelperTool::runErase(const KZHelperRequest &request)
             || fstatat(item.parent.get(), item.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0
             || errno != ENOENT)
             return;
-        KZHelperFd info(
+        KZFileDescriptor info(
             openat(item.trash->trash.get(), "info", O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         if (info.isValid())
             unlinkat(info.get(), (item.name + ".trashinfo").c_str(), 0);

@@ -24,10 +24,10 @@ bool statxFd(int fd, const char *name, struct statx *st)
 }
 
 // Opens one component below dir; with owner set, the folder must belong to that user.
-KZHelperFd openComponent(int dir, const std::string &name, std::optional<uid_t> owner,
-                         std::string *reason)
+KZFileDescriptor openComponent(int dir, const std::string &name, std::optional<uid_t> owner,
+                               std::string *reason)
 {
-    KZHelperFd fd(openat(dir, name.c_str(), kPathFlags));
+    KZFileDescriptor fd(openat(dir, name.c_str(), kPathFlags));
     if (!fd.isValid()) {
         *reason = errnoText(("cannot open \"" + name + "\" without following links").c_str());
         return {};
@@ -46,7 +46,7 @@ KZHelperFd openComponent(int dir, const std::string &name, std::optional<uid_t> 
 
 // Resolves path once, then walks the resolved path from "/" one component at a time without
 // following links, so that what is opened is what was checked.
-KZHelperFd openResolved(const std::string &path, std::string *reason)
+KZFileDescriptor openResolved(const std::string &path, std::string *reason)
 {
     char resolved[PATH_MAX];
     if (!realpath(path.c_str(), resolved)) {
@@ -58,7 +58,7 @@ KZHelperFd openResolved(const std::string &path, std::string *reason)
         *reason = "cannot resolve " + path;
         return {};
     }
-    KZHelperFd fd(open("/", kPathFlags));
+    KZFileDescriptor fd(open("/", kPathFlags));
     for (const std::string &part : parts) {
         fd = openComponent(fd.get(), part, std::nullopt, reason);
         if (!fd.isValid())
@@ -142,7 +142,7 @@ std::optional<KZHelperItem> KZHelperTrashAccess::locate(std::string_view path, s
     item.trash = trash;
     item.name = parts.back();
     item.topLevel = rest + 1 == parts.size();
-    item.parent = KZHelperFd(fcntl(trash->files.get(), F_DUPFD_CLOEXEC, 0));
+    item.parent = KZFileDescriptor(fcntl(trash->files.get(), F_DUPFD_CLOEXEC, 0));
     for (std::size_t i = rest; i + 1 < parts.size(); ++i) {
         item.parent = openComponent(item.parent.get(), parts[i], std::nullopt, reason);
         struct statx st
@@ -195,7 +195,7 @@ KZHelperTrash *KZHelperTrashAccess::openTrash(Kind kind, const std::vector<std::
     };
 
     std::string why;
-    KZHelperFd topFd = openResolved(topPath.empty() ? std::string("/") : topPath, &why);
+    KZFileDescriptor topFd = openResolved(topPath.empty() ? std::string("/") : topPath, &why);
     if (!topFd.isValid())
         return refuse(why);
 
@@ -224,7 +224,7 @@ KZHelperTrash *KZHelperTrashAccess::openTrash(Kind kind, const std::vector<std::
         if (kind == Kind::VolumeOwn) {
             trash->trash = openComponent(topFd.get(), ".Trash-" + uidName, m_uid, &why);
         } else {
-            KZHelperFd shared = openComponent(topFd.get(), ".Trash", std::nullopt, &why);
+            KZFileDescriptor shared = openComponent(topFd.get(), ".Trash", std::nullopt, &why);
             struct stat st
             {
             };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KZHelperFd.h"
+#include "protocol/KZFileDescriptor.h"
 
 #include <sys/types.h>
 
@@ -18,8 +18,8 @@
 struct KZHelperTrash
 {
     std::string path; // the Trash folder as the application names it (…/Trash, …/.Trash-1000)
-    KZHelperFd trash; // the Trash folder (holds files/, info/, directorysizes)
-    KZHelperFd files; // its files/ folder
+    KZFileDescriptor trash;               // the Trash folder (holds files/, info/, directorysizes)
+    KZFileDescriptor files;               // its files/ folder
     std::uint64_t mountId = 0;            // of files/: a walk never leaves this mount
     std::vector<std::string> erasedNames; // top-level items erased in this batch
 };
@@ -28,7 +28,7 @@ struct KZHelperTrash
 struct KZHelperItem
 {
     KZHelperTrash *trash = nullptr;
-    KZHelperFd parent; // the folder that holds the item (files/ itself for a top-level item)
+    KZFileDescriptor parent; // the folder that holds the item (files/ itself for a top-level item)
     std::string name;
     bool topLevel = false;
 };

@@ -1,10 +1,10 @@
 #include "KZCommonFlleUtilties.h"
 
 #include "KZDirectoryWalker.h"
-#include "KZFileDescriptor.h"
 #include "KZModelLog.h"
 #include "KZPath.h"
 #include "KZTrashFolder.h"
+#include "protocol/KZFileDescriptor.h"
 
 #include <QSet>
 

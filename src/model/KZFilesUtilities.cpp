@@ -1,9 +1,9 @@
 #include "KZFilesUtilities.h"
 
-#include "KZFileDescriptor.h"
 #include "KZModelLog.h"
 #include "KZTrashFolder.h"
 #include "format/KZLocalizedStrings.h"
+#include "protocol/KZFileDescriptor.h"
 
 #include <QSysInfo>
 

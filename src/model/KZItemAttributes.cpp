@@ -1,8 +1,8 @@
 #include "KZItemAttributes.h"
 
-#include "KZFileDescriptor.h"
 #include "KZPath.h"
 #include "format/KZDateUtilities.h"
+#include "protocol/KZFileDescriptor.h"
 
 #include <fcntl.h>
 #include <unistd.h>

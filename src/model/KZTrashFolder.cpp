@@ -1,8 +1,8 @@
 #include "KZTrashFolder.h"
 
-#include "KZFileDescriptor.h"
 #include "KZPath.h"
 #include "KZTrashInfo.h"
+#include "protocol/KZFileDescriptor.h"
 
 #include <QSet>
 

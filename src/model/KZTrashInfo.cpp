@@ -1,9 +1,9 @@
 #include "KZTrashInfo.h"
 
-#include "KZFileDescriptor.h"
 #include "KZPath.h"
 #include "KZTrashFolder.h"
 #include "format/KZDateUtilities.h"
+#include "protocol/KZFileDescriptor.h"
 
 #include <fcntl.h>
 

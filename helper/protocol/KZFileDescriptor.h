@@ -4,7 +4,8 @@
 
 #include <utility>
 
-// Owns one file descriptor and closes it once.
+// Owns one file descriptor and closes it once. Plain C++, shared by the helper and the
+// application.
 class KZFileDescriptor
 {
 public:
