@@ -90,12 +90,27 @@ bool KZTerminalAlertBackend::readLine(QByteArray *line)
 KZAlertResponse KZTerminalAlertBackend::runModal(const KZAlertRequest &request)
 {
     showTexts(request);
+    const QString choicesText = choicesLine(request);
+    const QString checkBox
+        = request.checkBoxTitle.isEmpty()
+              ? QString()
+              : QStringLiteral(" (add + to tick \u201C%1\u201D)").arg(request.checkBoxTitle);
+    const QString prompt = QStringLiteral("  %1\nChoose%2: ").arg(choicesText, checkBox);
+
+    // The accessory signals every change (busy state too): a line is written only when its
+    // text is new, and a prompt already on screen is written again below it.
+    QString shownInfo = request.accessory ? request.accessory->infoText() : QString();
+    bool atPrompt = false;
     QMetaObject::Connection accessoryUpdates;
     if (request.accessory) {
         accessoryUpdates = QObject::connect(
-            request.accessory.data(), &KZAlertAccessory::changed, request.accessory.data(),
-            [this, &request] {
-                write(QStringLiteral("  %1\n").arg(request.accessory->infoText()));
+            request.accessory.data(), &KZAlertAccessory::changed, request.accessory.data(), [&] {
+                const QString info = request.accessory->infoText();
+                if (info == shownInfo || info.isEmpty())
+                    return;
+                shownInfo = info;
+                write(atPrompt ? QStringLiteral("\n  %1\n%2").arg(info, prompt)
+                               : QStringLiteral("  %1\n").arg(info));
             });
     }
     const auto finish = [&](KZAlertResponse response) {
@@ -114,15 +129,13 @@ KZAlertResponse KZTerminalAlertBackend::runModal(const KZAlertRequest &request)
         return finish({request.cancelAnswer, false});
     }
 
-    const QString choicesText = choicesLine(request);
-    const QString checkBox
-        = request.checkBoxTitle.isEmpty()
-              ? QString()
-              : QStringLiteral(" (add + to tick \u201C%1\u201D)").arg(request.checkBoxTitle);
     while (true) {
-        write(QStringLiteral("  %1\nChoose%2: ").arg(choicesText, checkBox));
+        write(prompt);
+        atPrompt = true;
         QByteArray line;
-        if (!readLine(&line)) {
+        const bool read = readLine(&line);
+        atPrompt = false;
+        if (!read) {
             write(QStringLiteral("\n  -> %1 (input closed)\n")
                       .arg(titleOf(request, request.cancelAnswer)));
             return finish({request.cancelAnswer, false});

@@ -126,15 +126,22 @@ TEST(TerminalAlertBackend, AccessoryLinesAppearAsTheyChangeWhileWaiting)
     backend.setInteractive(true);
     KZAlertAccessory accessory;
     accessory.setInfoText(QStringLiteral("Gathering information\u2026"));
+    accessory.setBusy(true);
     KZAlertRequest confirm = question();
     confirm.accessory = &accessory;
 
     // The answer arrives only after the line changed, as when the user waits for the sizes.
     QTimer::singleShot(20, &accessory, [&] {
-        accessory.setInfoText(QStringLiteral("All Trashes hold 3 kB in 2 items."));
+        accessory.setInfoText(QStringLiteral("All Trashes hold 3 kB in 2 items."), true);
+        accessory.setBusy(false); // a change of state alone prints nothing
         terminal.type("1\n");
     });
     EXPECT_EQ(backend.runModal(confirm).answer, 1000);
     const QString out = terminal.printed();
     EXPECT_LT(out.indexOf(QStringLiteral("Gathering")), out.indexOf(QStringLiteral("hold 3 kB")));
+    EXPECT_EQ(out.count(QStringLiteral("hold 3 kB")), 1);
+    // The line arrived while the prompt was up, so the prompt follows it again.
+    EXPECT_TRUE(
+        out.trimmed().endsWith(QStringLiteral("Choose (add + to tick \u201CApply to all\u201D):")))
+        << out.toStdString();
 }
