@@ -1,4 +1,6 @@
 #include "KZTestIconTheme.h"
+#include "KZTestMount.h"
+#include "KZTestTrash.h"
 #include "model/KZFilesUtilities.h"
 #include "model/KZIconTheme.h"
 
@@ -8,15 +10,17 @@
 #include <QIcon>
 #include <QImage>
 #include <QMutex>
+#include <QPainter>
 #include <QSize>
 #include <QTest>
 #include <QThread>
 
 #include <gtest/gtest.h>
 
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -33,11 +37,7 @@ protected:
     QByteArray file(const QByteArray &name, const QByteArray &contents = "text\n")
     {
         const QByteArray path = QFile::encodeName(m_themes.scratch()) + '/' + name;
-        QFile out;
-        const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-        EXPECT_GE(fd, 0) << path.toStdString();
-        EXPECT_TRUE(out.open(fd, QIODevice::WriteOnly, QFileDevice::AutoCloseHandle));
-        out.write(contents);
+        EXPECT_TRUE(KZTestFiles::writeFile(path, contents)) << path.toStdString();
         return path;
     }
     QByteArray folder(const QByteArray &name)
@@ -64,17 +64,6 @@ QColor centre(const QImage &image)
 {
     return KZTestIconTheme::centre(image);
 }
-
-// Unmounts what it was given, whatever the test's outcome.
-struct MountGuard
-{
-    QByteArray target;
-    ~MountGuard()
-    {
-        if (!target.isEmpty())
-            ::umount2(target.constData(), MNT_DETACH);
-    }
-};
 
 } // namespace
 
@@ -185,8 +174,7 @@ TEST_F(ItemIcons, ImageWithPathReadsImagesAndAnswersEmptyForOthers)
 
 TEST_F(ItemIcons, GhostIconIsHalfTransparentAtTheOriginAndClipped)
 {
-    const QImage small(QSize(16, 16), QImage::Format_ARGB32_Premultiplied);
-    QImage icon = small;
+    QImage icon(QSize(16, 16), QImage::Format_ARGB32_Premultiplied);
     icon.fill(QColor(200, 0, 0));
     const QImage ghost = KZFilesUtilities::ghostIconWithIcon(icon, QSize(32, 32));
     ASSERT_EQ(ghost.size(), QSize(32, 32));
@@ -199,9 +187,7 @@ TEST_F(ItemIcons, GhostIconIsHalfTransparentAtTheOriginAndClipped)
     // A larger icon is cut at the edge, not shrunk: its centre colour lies outside.
     QImage large(48, 48, QImage::Format_ARGB32_Premultiplied);
     large.fill(Qt::blue);
-    for (int y = 0; y < 32; ++y)
-        for (int x = 0; x < 32; ++x)
-            large.setPixelColor(x, y, Qt::green);
+    QPainter(&large).fillRect(0, 0, 32, 32, Qt::green);
     const QImage clipped = KZFilesUtilities::ghostIconWithIcon(large, QSize(32, 32));
     ASSERT_EQ(clipped.size(), QSize(32, 32));
     EXPECT_GT(clipped.pixelColor(31, 31).green(), 200);
@@ -224,26 +210,31 @@ TEST_F(ItemIcons, WorkerThreadsLoadIconsWithoutTouchingPixmaps)
     KZIconTheme::themeChanged(); // the worker asks first
     QImage onWorker;
     QImage folderOnWorker;
+    std::shared_ptr<const KZIconTheme> seen;
     std::unique_ptr<QThread> worker(QThread::create([&] {
+        seen = KZIconTheme::current();
         onWorker = KZFilesUtilities::iconOfItem(text, {}, QSize(16, 16));
         folderOnWorker = KZFilesUtilities::iconOfItem(dir, {}, QSize(42, 42));
     }));
     worker->start();
+    // The GUI thread keeps serving events while it waits, as an application does.
     const bool finished = QTest::qWaitFor([&] { return worker->isFinished(); }, 10000);
     qInstallMessageHandler(previous);
     ASSERT_TRUE(finished);
 
+    // The worker got the desktop's theme from the GUI thread, taken once and shared afterwards.
+    EXPECT_EQ(KZIconTheme::current(), seen);
     EXPECT_EQ(onWorker, onGui);
     EXPECT_EQ(centre(folderOnWorker), KZTestIconTheme::kFolderColor);
     QMutexLocker locker(&messagesLock);
-    EXPECT_TRUE(messages.filter(QStringLiteral("pixmap"), Qt::CaseInsensitive).isEmpty())
+    EXPECT_TRUE(messages.filter(u"pixmap"_s, Qt::CaseInsensitive).isEmpty())
         << messages.join(u'\n').toStdString();
 }
 
 TEST_F(ItemIcons, QtFileIconProviderWhenTheThemeHasNothing)
 {
-    m_themes.writeTheme(QStringLiteral("Bare"), {});
-    m_themes.use(QStringLiteral("Bare"));
+    m_themes.writeTheme(u"Bare"_s, {});
+    m_themes.use(u"Bare"_s);
     const QImage icon = KZFilesUtilities::iconOfItem(file("bare.txt"), {}, QSize(32, 32));
     ASSERT_FALSE(icon.isNull());
     EXPECT_EQ(icon.deviceIndependentSize(), QSizeF(32, 32));
@@ -252,11 +243,11 @@ TEST_F(ItemIcons, QtFileIconProviderWhenTheThemeHasNothing)
 
 TEST_F(ItemIcons, MountPointsGetTheirDriveIcon)
 {
-    const QByteArray mountPoint = folder("volume");
-    MountGuard guard;
-    if (::mount("binwise-test", mountPoint.constData(), "tmpfs", 0, "size=1m") != 0)
-        GTEST_SKIP() << "cannot mount a tmpfs here: " << strerror(errno);
-    guard.target = mountPoint;
+    const QByteArray mountPoint = QFile::encodeName(m_themes.scratch()) + "/volume";
+    QString whyNot;
+    const auto mount = KZTestMount::tmpfs(mountPoint, &whyNot, 1);
+    if (!mount)
+        GTEST_SKIP() << whyNot.toStdString();
     EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(mountPoint, {}, QSize(42, 42))),
               KZTestIconTheme::kDriveColor);
     // Its folders are plain folders again.
@@ -267,24 +258,21 @@ TEST_F(ItemIcons, MountPointsGetTheirDriveIcon)
 
 TEST(ItemIconsInstalledTheme, TheSystemThemeGivesTypeIcons)
 {
-    if (!QFile::exists(QStringLiteral("/usr/share/icons/Adwaita/index.theme")))
+    if (!QFile::exists(u"/usr/share/icons/Adwaita/index.theme"_s))
         GTEST_SKIP() << "no Adwaita icon theme installed";
     KZTestIconTheme restore;
-    QIcon::setThemeSearchPaths({QStringLiteral("/usr/share/icons")});
+    QIcon::setThemeSearchPaths({u"/usr/share/icons"_s});
     QIcon::setThemeName(QString());
     KZIconTheme::themeChanged();
-    EXPECT_EQ(KZIconTheme::current()->themeChain().value(0), QStringLiteral("Adwaita"));
+    EXPECT_EQ(KZIconTheme::current()->themeChain().value(0), u"Adwaita"_s);
 
-    QFile text(restore.scratch() + QStringLiteral("/letter.txt"));
-    ASSERT_TRUE(text.open(QIODevice::WriteOnly));
-    text.write("Dear reader\n");
-    text.close();
-    const QImage icon
-        = KZFilesUtilities::iconOfItem(QFile::encodeName(text.fileName()), {}, QSize(16, 16));
+    const QByteArray text = QFile::encodeName(restore.scratch()) + "/letter.txt";
+    KZTestFiles::writeFile(text, "Dear reader\n");
+    const QImage icon = KZFilesUtilities::iconOfItem(text, {}, QSize(16, 16));
     ASSERT_FALSE(icon.isNull());
     EXPECT_GT(centre(icon).alpha(), 0);
     EXPECT_TRUE(KZIconTheme::current()
-                    ->filePathForNames({QStringLiteral("text-x-generic")}, icon.width())
-                    .startsWith(QStringLiteral("/usr/share/icons/Adwaita/")));
+                    ->filePathForNames({u"text-x-generic"_s}, icon.width())
+                    .startsWith(u"/usr/share/icons/Adwaita/"_s));
     EXPECT_FALSE(KZFilesUtilities::iconOfItem("/", {}, QSize(42, 42)).isNull());
 }
