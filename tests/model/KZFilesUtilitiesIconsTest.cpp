@@ -5,7 +5,6 @@
 #include "model/KZIconTheme.h"
 
 #include <QBuffer>
-#include <QDir>
 #include <QFile>
 #include <QIcon>
 #include <QImage>
@@ -65,6 +64,12 @@ QColor centre(const QImage &image)
     return KZTestIconTheme::centre(image);
 }
 
+// The centre colour of the icon the desktop shows for the item at path.
+QColor iconColour(const QByteArray &path, int side = 16)
+{
+    return centre(KZFilesUtilities::iconOfItem(path, {}, QSize(side, side)));
+}
+
 } // namespace
 
 TEST_F(ItemIcons, IconOfItemFindsTheTypeIconByPathOrUrl)
@@ -90,10 +95,8 @@ TEST_F(ItemIcons, IconOfItemFindsTheTypeIconByPathOrUrl)
 
     // Folders get the theme's folder through the directory type's generic name; a name that is
     // not UTF-8 is found by its bytes.
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(folder("plain"), {}, QSize(16, 16))),
-              KZTestIconTheme::kFolderColor);
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(file("caf\xe9.txt"), {}, QSize(16, 16))),
-              KZTestIconTheme::kTextColor);
+    EXPECT_EQ(iconColour(folder("plain")), KZTestIconTheme::kFolderColor);
+    EXPECT_EQ(iconColour(file("caf\xe9.txt")), KZTestIconTheme::kTextColor);
 }
 
 TEST_F(ItemIcons, CustomIconsWinOverTheKindIcon)
@@ -102,24 +105,21 @@ TEST_F(ItemIcons, CustomIconsWinOverTheKindIcon)
 
     const QByteArray byPath = folder("by-path");
     file("by-path/.directory", "[Desktop Entry]\nIcon=" + red + "\n");
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(byPath, {}, QSize(16, 16))), QColor(Qt::red));
+    EXPECT_EQ(iconColour(byPath), QColor(Qt::red));
 
     const QByteArray byName = folder("by-name");
     file("by-name/.directory", "# made by a file manager\n[Other]\nIcon=folder\n"
                                "[Desktop Entry]\nIcon = folder-custom.png\n");
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(byName, {}, QSize(16, 16))),
-              KZTestIconTheme::kNamedCustomColor);
+    EXPECT_EQ(iconColour(byName), KZTestIconTheme::kNamedCustomColor);
 
     const QByteArray launcher
         = file("editor.desktop", "[Desktop Entry]\nType=Application\nIcon=folder-custom\n");
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(launcher, {}, QSize(16, 16))),
-              KZTestIconTheme::kNamedCustomColor);
+    EXPECT_EQ(iconColour(launcher), KZTestIconTheme::kNamedCustomColor);
 
     // A custom icon that cannot be had falls back to the kind icon.
     const QByteArray broken = folder("broken");
     file("broken/.directory", "[Desktop Entry]\nIcon=/nonexistent/icon.png\n");
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(broken, {}, QSize(16, 16))),
-              KZTestIconTheme::kFolderColor);
+    EXPECT_EQ(iconColour(broken), KZTestIconTheme::kFolderColor);
 }
 
 TEST_F(ItemIcons, HostileItemsNeitherHangNorAreFollowed)
@@ -128,15 +128,13 @@ TEST_F(ItemIcons, HostileItemsNeitherHangNorAreFollowed)
     // the item: each would block or leave the Trash if it were opened naively.
     const QByteArray fifoFolder = folder("fifo-settings");
     ASSERT_EQ(::mkfifo((fifoFolder + "/.directory").constData(), 0644), 0);
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(fifoFolder, {}, QSize(16, 16))),
-              KZTestIconTheme::kFolderColor);
+    EXPECT_EQ(iconColour(fifoFolder), KZTestIconTheme::kFolderColor);
 
     const QByteArray red = pngFile("outside.png", Qt::red, QSize(8, 8));
     const QByteArray outside = file("outside.directory", "[Desktop Entry]\nIcon=" + red + "\n");
     const QByteArray linked = folder("linked-settings");
     ASSERT_EQ(::symlink(outside.constData(), (linked + "/.directory").constData()), 0);
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(linked, {}, QSize(16, 16))),
-              KZTestIconTheme::kFolderColor);
+    EXPECT_EQ(iconColour(linked), KZTestIconTheme::kFolderColor);
 
     const QByteArray fifo = QFile::encodeName(m_themes.scratch()) + "/pipe.png";
     ASSERT_EQ(::mkfifo(fifo.constData(), 0644), 0);
@@ -147,12 +145,10 @@ TEST_F(ItemIcons, HostileItemsNeitherHangNorAreFollowed)
 TEST_F(ItemIcons, IconForItemPathKeepsTheNaturalSizeForWidthZero)
 {
     const QByteArray text = file("readme.txt");
-    EXPECT_EQ(KZFilesUtilities::iconForItemPath(text, QSize(0, 16)).deviceIndependentSize(),
-              QSizeF(32, 32));
-    EXPECT_EQ(KZFilesUtilities::iconForItemPath(text, QSize(0, 64)).deviceIndependentSize(),
-              QSizeF(32, 32));
-    EXPECT_EQ(KZFilesUtilities::iconForItemPath(text, QSize(24, 24)).deviceIndependentSize(),
-              QSizeF(24, 24));
+    for (const auto &[asked, given] :
+         {std::pair(QSize(0, 16), QSizeF(32, 32)), std::pair(QSize(0, 64), QSizeF(32, 32)),
+          std::pair(QSize(24, 24), QSizeF(24, 24))})
+        EXPECT_EQ(KZFilesUtilities::iconForItemPath(text, asked).deviceIndependentSize(), given);
     // Unlike iconOfItem, a missing file still gets the icon of its name's type.
     EXPECT_EQ(centre(KZFilesUtilities::iconForItemPath(text + ".txt.gone.txt", QSize(16, 16))),
               KZTestIconTheme::kTextColor);
@@ -248,12 +244,10 @@ TEST_F(ItemIcons, MountPointsGetTheirDriveIcon)
     const auto mount = KZTestMount::tmpfs(mountPoint, &whyNot, 1);
     if (!mount)
         GTEST_SKIP() << whyNot.toStdString();
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(mountPoint, {}, QSize(42, 42))),
-              KZTestIconTheme::kDriveColor);
+    EXPECT_EQ(iconColour(mountPoint, 42), KZTestIconTheme::kDriveColor);
     // Its folders are plain folders again.
     ASSERT_EQ(::mkdir((mountPoint + "/inner").constData(), 0755), 0);
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(mountPoint + "/inner", {}, QSize(42, 42))),
-              KZTestIconTheme::kFolderColor);
+    EXPECT_EQ(iconColour(mountPoint + "/inner", 42), KZTestIconTheme::kFolderColor);
 }
 
 TEST(ItemIconsInstalledTheme, TheSystemThemeGivesTypeIcons)

@@ -71,23 +71,24 @@ protected:
 
 TEST_F(SizesTest, PlainWalkCountsEverythingTheDelegateWalkCountsApartWithoutFinderFiles)
 {
-    const QUrl url = folder("kinds", {"Tool.app/a", "Tool.app/b", "Tool.app/c", "plain/x",
-                                      ".DS_Store", "plain/.DS_Store-copy", ".DS_Stor", "empty/"});
+    const QUrl url
+        = folder("kinds", {"Tool.app/a", "Tool.app/b", "Tool.app/c", "plain/x", ".DS_Store",
+                           "plain/.DS_Store-copy", ".DS_Stor", "empty/", "new\nline \xff/\xfe"});
     quint64 count = 5;
     KZItemSizeInfo size = m_utilities.iterateFolderForSize(url, &count);
-    EXPECT_EQ(count, 5u + 10) << "added to, never reset; the package and its 3 files are 4";
-    EXPECT_EQ(size.fileSize, 70u);
-    EXPECT_GE(size.totalFileSize, 70u);
+    EXPECT_EQ(count, 5u + 12) << "added to, never reset; the package and its 3 files are 4";
+    EXPECT_EQ(size.fileSize, 80u);
+    EXPECT_GE(size.totalFileSize, 80u);
     EXPECT_EQ(m_utilities.iterateFolderForSize(QUrl(), &count), KZItemSizeInfo{});
 
     StoppingDelegate delegate;
     KZItemCountInfo counts;
     size = m_utilities.iterateFolderForSize(url, &delegate, &counts, true);
-    EXPECT_EQ(counts.filesCount, 6u) << "the package, its 3 files, x and .DS_Stor";
-    EXPECT_EQ(counts.foldersCount, 2u);
-    EXPECT_EQ(size.fileSize, 50u);
+    EXPECT_EQ(counts.filesCount, 7u) << "the package, its 3 files, x, .DS_Stor and \\xfe";
+    EXPECT_EQ(counts.foldersCount, 3u);
+    EXPECT_EQ(size.fileSize, 60u);
     counts = {};
-    EXPECT_EQ(m_utilities.iterateFolderForSize(url, &delegate, &counts, false).fileSize, 50u);
+    EXPECT_EQ(m_utilities.iterateFolderForSize(url, &delegate, &counts, false).fileSize, 60u);
     EXPECT_EQ(counts, KZItemCountInfo{});
 }
 
@@ -134,32 +135,24 @@ TEST_F(SizesTest, UnreadableFoldersArePassedOver)
     EXPECT_EQ(found, 3) << "open, open/a and the closed folder itself";
 }
 
-TEST_F(SizesTest, StopSignalFromDelegateOrFlag)
+TEST_F(SizesTest, StoppedWalksAnswerNothingLongOnesAnnounceThemselvesOnce)
 {
     InfoRecorder recorder;
-    const QUrl url = folder("stop", {"a", "b"});
+    const QUrl url = folder("Slow Folder", {"a", "b", "c", "d"});
     StoppingDelegate delegate;
     delegate.stopped = true;
     KZItemCountInfo counts;
     EXPECT_EQ(m_utilities.iterateFolderForSize(url, &delegate, &counts, true), KZItemSizeInfo{});
-    EXPECT_EQ(counts, KZItemCountInfo{});
-
     // An owner without wasStopped relies on gatheringSizeIsWorking, which starts false.
     QObject plain;
     EXPECT_EQ(m_utilities.iterateFolderForSize(url, &plain, &counts, true), KZItemSizeInfo{});
-    m_utilities.setGatheringSizeIsWorking(true);
-    EXPECT_EQ(m_utilities.iterateFolderForSize(url, &plain, &counts, true).fileSize, 20u);
-    EXPECT_EQ(counts.filesCount, 2u);
+    EXPECT_EQ(counts, KZItemCountInfo{});
     EXPECT_TRUE(recorder.posted.isEmpty());
-}
+    m_utilities.setGatheringSizeIsWorking(true);
+    EXPECT_EQ(m_utilities.iterateFolderForSize(url, &plain, &counts, true).fileSize, 40u);
 
-TEST_F(SizesTest, LongWalkAnnouncesItselfOnceAndHidesTheMessageAtItsEnd)
-{
-    InfoRecorder recorder;
-    StoppingDelegate delegate;
+    delegate.stopped = false;
     delegate.delayMilliseconds = 300; // two tests per item: three items take 1.8 seconds
-    KZItemCountInfo counts;
-    const QUrl url = folder("Slow Folder", {"a", "b", "c", "d"});
     EXPECT_EQ(m_utilities.iterateFolderForSize(url, &delegate, &counts, true).fileSize, 40u);
     ASSERT_EQ(recorder.posted.size(), 2);
     const KZNotification &shown = recorder.posted[0];

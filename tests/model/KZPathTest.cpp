@@ -36,6 +36,15 @@ TEST(Path, OnlyAbsoluteLocalPathsMakeUrls)
     EXPECT_TRUE(KZPath::pathFromURL(QUrl(u"file://host/share/a"_s)).isEmpty());
 }
 
+TEST(Path, ComponentsSplitOnBytes)
+{
+    EXPECT_EQ(KZPath::fileName("/a/b\xff/"), QByteArray("b\xff"));
+    EXPECT_EQ(KZPath::fileName("/"), QByteArray());
+    EXPECT_EQ(KZPath::parentPath("/a"), QByteArray("/"));
+    EXPECT_EQ(KZPath::parentPath("name"), QByteArray());
+    EXPECT_EQ(KZPath::join("/", "a"), QByteArray("/a"));
+}
+
 TEST(Path, EscapedTextKeepsOneLineAndShowsBadBytes)
 {
     EXPECT_EQ(KZPath::escapedDisplayString("/t/a\nb"), u"/t/a\\nb"_s);
