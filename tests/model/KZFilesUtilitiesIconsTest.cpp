@@ -1,22 +1,25 @@
 #include "KZTestIconTheme.h"
+#include "KZTestMount.h"
+#include "KZTestTrash.h"
 #include "model/KZFilesUtilities.h"
 #include "model/KZIconTheme.h"
 
 #include <QBuffer>
-#include <QDir>
 #include <QFile>
 #include <QIcon>
 #include <QImage>
 #include <QMutex>
+#include <QPainter>
 #include <QSize>
 #include <QTest>
 #include <QThread>
 
 #include <gtest/gtest.h>
 
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -33,11 +36,7 @@ protected:
     QByteArray file(const QByteArray &name, const QByteArray &contents = "text\n")
     {
         const QByteArray path = QFile::encodeName(m_themes.scratch()) + '/' + name;
-        QFile out;
-        const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-        EXPECT_GE(fd, 0) << path.toStdString();
-        EXPECT_TRUE(out.open(fd, QIODevice::WriteOnly, QFileDevice::AutoCloseHandle));
-        out.write(contents);
+        EXPECT_TRUE(KZTestFiles::writeFile(path, contents)) << path.toStdString();
         return path;
     }
     QByteArray folder(const QByteArray &name)
@@ -65,16 +64,11 @@ QColor centre(const QImage &image)
     return KZTestIconTheme::centre(image);
 }
 
-// Unmounts what it was given, whatever the test's outcome.
-struct MountGuard
+// The centre colour of the icon the desktop shows for the item at path.
+QColor iconColour(const QByteArray &path, int side = 16)
 {
-    QByteArray target;
-    ~MountGuard()
-    {
-        if (!target.isEmpty())
-            ::umount2(target.constData(), MNT_DETACH);
-    }
-};
+    return centre(KZFilesUtilities::iconOfItem(path, {}, QSize(side, side)));
+}
 
 } // namespace
 
@@ -101,10 +95,8 @@ TEST_F(ItemIcons, IconOfItemFindsTheTypeIconByPathOrUrl)
 
     // Folders get the theme's folder through the directory type's generic name; a name that is
     // not UTF-8 is found by its bytes.
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(folder("plain"), {}, QSize(16, 16))),
-              KZTestIconTheme::kFolderColor);
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(file("caf\xe9.txt"), {}, QSize(16, 16))),
-              KZTestIconTheme::kTextColor);
+    EXPECT_EQ(iconColour(folder("plain")), KZTestIconTheme::kFolderColor);
+    EXPECT_EQ(iconColour(file("caf\xe9.txt")), KZTestIconTheme::kTextColor);
 }
 
 TEST_F(ItemIcons, CustomIconsWinOverTheKindIcon)
@@ -113,24 +105,21 @@ TEST_F(ItemIcons, CustomIconsWinOverTheKindIcon)
 
     const QByteArray byPath = folder("by-path");
     file("by-path/.directory", "[Desktop Entry]\nIcon=" + red + "\n");
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(byPath, {}, QSize(16, 16))), QColor(Qt::red));
+    EXPECT_EQ(iconColour(byPath), QColor(Qt::red));
 
     const QByteArray byName = folder("by-name");
     file("by-name/.directory", "# made by a file manager\n[Other]\nIcon=folder\n"
                                "[Desktop Entry]\nIcon = folder-custom.png\n");
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(byName, {}, QSize(16, 16))),
-              KZTestIconTheme::kNamedCustomColor);
+    EXPECT_EQ(iconColour(byName), KZTestIconTheme::kNamedCustomColor);
 
     const QByteArray launcher
         = file("editor.desktop", "[Desktop Entry]\nType=Application\nIcon=folder-custom\n");
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(launcher, {}, QSize(16, 16))),
-              KZTestIconTheme::kNamedCustomColor);
+    EXPECT_EQ(iconColour(launcher), KZTestIconTheme::kNamedCustomColor);
 
     // A custom icon that cannot be had falls back to the kind icon.
     const QByteArray broken = folder("broken");
     file("broken/.directory", "[Desktop Entry]\nIcon=/nonexistent/icon.png\n");
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(broken, {}, QSize(16, 16))),
-              KZTestIconTheme::kFolderColor);
+    EXPECT_EQ(iconColour(broken), KZTestIconTheme::kFolderColor);
 }
 
 TEST_F(ItemIcons, HostileItemsNeitherHangNorAreFollowed)
@@ -139,15 +128,13 @@ TEST_F(ItemIcons, HostileItemsNeitherHangNorAreFollowed)
     // the item: each would block or leave the Trash if it were opened naively.
     const QByteArray fifoFolder = folder("fifo-settings");
     ASSERT_EQ(::mkfifo((fifoFolder + "/.directory").constData(), 0644), 0);
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(fifoFolder, {}, QSize(16, 16))),
-              KZTestIconTheme::kFolderColor);
+    EXPECT_EQ(iconColour(fifoFolder), KZTestIconTheme::kFolderColor);
 
     const QByteArray red = pngFile("outside.png", Qt::red, QSize(8, 8));
     const QByteArray outside = file("outside.directory", "[Desktop Entry]\nIcon=" + red + "\n");
     const QByteArray linked = folder("linked-settings");
     ASSERT_EQ(::symlink(outside.constData(), (linked + "/.directory").constData()), 0);
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(linked, {}, QSize(16, 16))),
-              KZTestIconTheme::kFolderColor);
+    EXPECT_EQ(iconColour(linked), KZTestIconTheme::kFolderColor);
 
     const QByteArray fifo = QFile::encodeName(m_themes.scratch()) + "/pipe.png";
     ASSERT_EQ(::mkfifo(fifo.constData(), 0644), 0);
@@ -158,12 +145,10 @@ TEST_F(ItemIcons, HostileItemsNeitherHangNorAreFollowed)
 TEST_F(ItemIcons, IconForItemPathKeepsTheNaturalSizeForWidthZero)
 {
     const QByteArray text = file("readme.txt");
-    EXPECT_EQ(KZFilesUtilities::iconForItemPath(text, QSize(0, 16)).deviceIndependentSize(),
-              QSizeF(32, 32));
-    EXPECT_EQ(KZFilesUtilities::iconForItemPath(text, QSize(0, 64)).deviceIndependentSize(),
-              QSizeF(32, 32));
-    EXPECT_EQ(KZFilesUtilities::iconForItemPath(text, QSize(24, 24)).deviceIndependentSize(),
-              QSizeF(24, 24));
+    for (const auto &[asked, given] :
+         {std::pair(QSize(0, 16), QSizeF(32, 32)), std::pair(QSize(0, 64), QSizeF(32, 32)),
+          std::pair(QSize(24, 24), QSizeF(24, 24))})
+        EXPECT_EQ(KZFilesUtilities::iconForItemPath(text, asked).deviceIndependentSize(), given);
     // Unlike iconOfItem, a missing file still gets the icon of its name's type.
     EXPECT_EQ(centre(KZFilesUtilities::iconForItemPath(text + ".txt.gone.txt", QSize(16, 16))),
               KZTestIconTheme::kTextColor);
@@ -185,8 +170,7 @@ TEST_F(ItemIcons, ImageWithPathReadsImagesAndAnswersEmptyForOthers)
 
 TEST_F(ItemIcons, GhostIconIsHalfTransparentAtTheOriginAndClipped)
 {
-    const QImage small(QSize(16, 16), QImage::Format_ARGB32_Premultiplied);
-    QImage icon = small;
+    QImage icon(QSize(16, 16), QImage::Format_ARGB32_Premultiplied);
     icon.fill(QColor(200, 0, 0));
     const QImage ghost = KZFilesUtilities::ghostIconWithIcon(icon, QSize(32, 32));
     ASSERT_EQ(ghost.size(), QSize(32, 32));
@@ -199,9 +183,7 @@ TEST_F(ItemIcons, GhostIconIsHalfTransparentAtTheOriginAndClipped)
     // A larger icon is cut at the edge, not shrunk: its centre colour lies outside.
     QImage large(48, 48, QImage::Format_ARGB32_Premultiplied);
     large.fill(Qt::blue);
-    for (int y = 0; y < 32; ++y)
-        for (int x = 0; x < 32; ++x)
-            large.setPixelColor(x, y, Qt::green);
+    QPainter(&large).fillRect(0, 0, 32, 32, Qt::green);
     const QImage clipped = KZFilesUtilities::ghostIconWithIcon(large, QSize(32, 32));
     ASSERT_EQ(clipped.size(), QSize(32, 32));
     EXPECT_GT(clipped.pixelColor(31, 31).green(), 200);
@@ -224,26 +206,31 @@ TEST_F(ItemIcons, WorkerThreadsLoadIconsWithoutTouchingPixmaps)
     KZIconTheme::themeChanged(); // the worker asks first
     QImage onWorker;
     QImage folderOnWorker;
+    std::shared_ptr<const KZIconTheme> seen;
     std::unique_ptr<QThread> worker(QThread::create([&] {
+        seen = KZIconTheme::current();
         onWorker = KZFilesUtilities::iconOfItem(text, {}, QSize(16, 16));
         folderOnWorker = KZFilesUtilities::iconOfItem(dir, {}, QSize(42, 42));
     }));
     worker->start();
+    // The GUI thread keeps serving events while it waits, as an application does.
     const bool finished = QTest::qWaitFor([&] { return worker->isFinished(); }, 10000);
     qInstallMessageHandler(previous);
     ASSERT_TRUE(finished);
 
+    // The worker got the desktop's theme from the GUI thread, taken once and shared afterwards.
+    EXPECT_EQ(KZIconTheme::current(), seen);
     EXPECT_EQ(onWorker, onGui);
     EXPECT_EQ(centre(folderOnWorker), KZTestIconTheme::kFolderColor);
     QMutexLocker locker(&messagesLock);
-    EXPECT_TRUE(messages.filter(QStringLiteral("pixmap"), Qt::CaseInsensitive).isEmpty())
+    EXPECT_TRUE(messages.filter(u"pixmap"_s, Qt::CaseInsensitive).isEmpty())
         << messages.join(u'\n').toStdString();
 }
 
 TEST_F(ItemIcons, QtFileIconProviderWhenTheThemeHasNothing)
 {
-    m_themes.writeTheme(QStringLiteral("Bare"), {});
-    m_themes.use(QStringLiteral("Bare"));
+    m_themes.writeTheme(u"Bare"_s, {});
+    m_themes.use(u"Bare"_s);
     const QImage icon = KZFilesUtilities::iconOfItem(file("bare.txt"), {}, QSize(32, 32));
     ASSERT_FALSE(icon.isNull());
     EXPECT_EQ(icon.deviceIndependentSize(), QSizeF(32, 32));
@@ -252,39 +239,34 @@ TEST_F(ItemIcons, QtFileIconProviderWhenTheThemeHasNothing)
 
 TEST_F(ItemIcons, MountPointsGetTheirDriveIcon)
 {
-    const QByteArray mountPoint = folder("volume");
-    MountGuard guard;
-    if (::mount("binwise-test", mountPoint.constData(), "tmpfs", 0, "size=1m") != 0)
-        GTEST_SKIP() << "cannot mount a tmpfs here: " << strerror(errno);
-    guard.target = mountPoint;
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(mountPoint, {}, QSize(42, 42))),
-              KZTestIconTheme::kDriveColor);
+    const QByteArray mountPoint = QFile::encodeName(m_themes.scratch()) + "/volume";
+    QString whyNot;
+    const auto mount = KZTestMount::tmpfs(mountPoint, &whyNot, 1);
+    if (!mount)
+        GTEST_SKIP() << whyNot.toStdString();
+    EXPECT_EQ(iconColour(mountPoint, 42), KZTestIconTheme::kDriveColor);
     // Its folders are plain folders again.
     ASSERT_EQ(::mkdir((mountPoint + "/inner").constData(), 0755), 0);
-    EXPECT_EQ(centre(KZFilesUtilities::iconOfItem(mountPoint + "/inner", {}, QSize(42, 42))),
-              KZTestIconTheme::kFolderColor);
+    EXPECT_EQ(iconColour(mountPoint + "/inner", 42), KZTestIconTheme::kFolderColor);
 }
 
 TEST(ItemIconsInstalledTheme, TheSystemThemeGivesTypeIcons)
 {
-    if (!QFile::exists(QStringLiteral("/usr/share/icons/Adwaita/index.theme")))
+    if (!QFile::exists(u"/usr/share/icons/Adwaita/index.theme"_s))
         GTEST_SKIP() << "no Adwaita icon theme installed";
     KZTestIconTheme restore;
-    QIcon::setThemeSearchPaths({QStringLiteral("/usr/share/icons")});
+    QIcon::setThemeSearchPaths({u"/usr/share/icons"_s});
     QIcon::setThemeName(QString());
     KZIconTheme::themeChanged();
-    EXPECT_EQ(KZIconTheme::current()->themeChain().value(0), QStringLiteral("Adwaita"));
+    EXPECT_EQ(KZIconTheme::current()->themeChain().value(0), u"Adwaita"_s);
 
-    QFile text(restore.scratch() + QStringLiteral("/letter.txt"));
-    ASSERT_TRUE(text.open(QIODevice::WriteOnly));
-    text.write("Dear reader\n");
-    text.close();
-    const QImage icon
-        = KZFilesUtilities::iconOfItem(QFile::encodeName(text.fileName()), {}, QSize(16, 16));
+    const QByteArray text = QFile::encodeName(restore.scratch()) + "/letter.txt";
+    KZTestFiles::writeFile(text, "Dear reader\n");
+    const QImage icon = KZFilesUtilities::iconOfItem(text, {}, QSize(16, 16));
     ASSERT_FALSE(icon.isNull());
     EXPECT_GT(centre(icon).alpha(), 0);
     EXPECT_TRUE(KZIconTheme::current()
-                    ->filePathForNames({QStringLiteral("text-x-generic")}, icon.width())
-                    .startsWith(QStringLiteral("/usr/share/icons/Adwaita/")));
+                    ->filePathForNames({u"text-x-generic"_s}, icon.width())
+                    .startsWith(u"/usr/share/icons/Adwaita/"_s));
     EXPECT_FALSE(KZFilesUtilities::iconOfItem("/", {}, QSize(42, 42)).isNull());
 }

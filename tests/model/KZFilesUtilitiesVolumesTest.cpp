@@ -1,3 +1,4 @@
+#include "KZTestMessages.h"
 #include "KZTestMount.h"
 #include "KZTestSandbox.h"
 #include "KZTestTrash.h"
@@ -5,23 +6,19 @@
 
 #include <gtest/gtest.h>
 
-#include <QDir>
 #include <QFile>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-QByteArray local(const QString &path)
-{
-    return path.toLocal8Bit();
-}
+using KZTestFiles::exists;
 
-QByteArray pathOf(const QUrl &url)
-{
-    return KZPath::pathFromURL(url);
-}
+constexpr auto pathOf = &KZPath::pathFromURL;
+constexpr auto url = &KZPath::urlFromPath;
 
 mode_t modeOf(const QByteArray &path)
 {
@@ -29,96 +26,75 @@ mode_t modeOf(const QByteArray &path)
     return ::lstat(path.constData(), &st) == 0 ? (st.st_mode & 07777) : 0;
 }
 
-// Collects the model's diagnostics while it lives.
-class LogCapture
-{
-public:
-    LogCapture()
-    {
-        s_previous = qInstallMessageHandler(&LogCapture::handle);
-        s_lines.clear();
-    }
-    ~LogCapture() { qInstallMessageHandler(s_previous); }
-    [[nodiscard]] static QStringList lines() { return s_lines; }
-
-private:
-    static void handle(QtMsgType, const QMessageLogContext &, const QString &message)
-    {
-        s_lines.append(message);
-    }
-    static inline QtMessageHandler s_previous = nullptr;
-    static inline QStringList s_lines;
-};
-
-std::optional<KZTrashLocation> findTrash(const QList<KZTrashLocation> &trashes,
-                                         const QByteArray &files)
-{
-    for (const KZTrashLocation &each : trashes) {
-        if (pathOf(each.trashURL) == files)
-            return each;
-    }
-    return std::nullopt;
-}
-
-std::optional<KZVolumeRecord> findVolume(const QList<KZVolumeRecord> &volumes,
-                                         const QByteArray &path)
-{
-    for (const KZVolumeRecord &each : volumes) {
-        if (each.path == path)
-            return each;
-    }
-    return std::nullopt;
-}
-
-// A sandboxed home plus, as root, a tmpfs volume inside it.
+// A sandboxed home plus, as root, volumes mounted inside it.
 class VolumeTest : public ::testing::Test
 {
 protected:
-    void mountVolume(bool readOnly = false)
+    [[nodiscard]] QByteArray path(const QByteArray &relative) const
     {
-        QString whyNot;
-        m_mount = KZTestMount::tmpfs(volume(), &whyNot, 16, readOnly);
-        if (!m_mount)
-            GTEST_SKIP() << whyNot.toStdString();
+        return m_sandbox.root().toLocal8Bit() + "/" + relative;
     }
-    [[nodiscard]] QByteArray volume() const { return local(m_sandbox.path(QStringLiteral("vol"))); }
+    [[nodiscard]] QByteArray volume() const { return path("vol"); }
     [[nodiscard]] QByteArray ownTrash() const
     {
         return volume() + "/.Trash-" + QByteArray::number(::getuid());
     }
-
-    // Roots that see only "/", the home's volume and mounts inside this test's sandbox, so
-    // that tests running side by side never make Trash folders on each other's volumes.
-    KZFilesUtilities::Roots ownRoots()
+    // A fresh instance that sees only "/", the home's volume and the mounts in this sandbox
+    // (so that tests side by side never make Trash folders on each other's volumes), as they
+    // are now; option is added to the options of the mount at volume().
+    KZFilesUtilities &utilities(const QByteArray &option = {}, const QByteArray &labels = {})
     {
-        QFile real(QStringLiteral("/proc/self/mountinfo"));
+        QFile real(u"/proc/self/mountinfo"_s);
+        real.open(QIODevice::ReadOnly);
+        const auto home = KZFilesUtilities().mountForPath(path("home"));
         QByteArray table;
-        const auto home = KZFilesUtilities().mountForPath(local(m_sandbox.home()));
-        if (real.open(QIODevice::ReadOnly)) {
-            for (const QByteArray &line : real.readAll().split('\n')) {
-                const QList<KZMountEntry> parsed = KZMountTable::parse(line);
-                if (parsed.isEmpty())
-                    continue;
-                const QByteArray &point = parsed.first().mountPoint;
-                if (point == "/" || (home && point == home->mountPoint)
-                    || KZMountTable::isAtOrUnder(point, local(m_sandbox.root())))
-                    table += line + '\n';
-            }
+        for (const QByteArray &line : real.readAll().split('\n')) {
+            const QList<KZMountEntry> parsed = KZMountTable::parse(line);
+            const QByteArray point = parsed.isEmpty() ? QByteArray() : parsed.first().mountPoint;
+            if (point == "/" || (home && point == home->mountPoint)
+                || KZMountTable::isAtOrUnder(point, m_sandbox.root().toLocal8Bit()))
+                table += line + (point == volume() ? option : QByteArray()) + '\n';
         }
-        const QByteArray path = local(m_sandbox.path(QStringLiteral("own-mountinfo")));
-        KZTestFiles::writeFile(path, table);
+        KZTestFiles::writeFile(path("mountinfo"), table);
         KZFilesUtilities::Roots roots;
-        roots.mountInfoPath = QString::fromLocal8Bit(path);
-        return roots;
-    }
-    KZFilesUtilities &utilities()
-    {
-        m_utilities = std::make_unique<KZFilesUtilities>(ownRoots());
+        roots.mountInfoPath = QString::fromLocal8Bit(path("mountinfo"));
+        if (!labels.isEmpty())
+            roots.labelDirectory = labels;
+        m_utilities = std::make_unique<KZFilesUtilities>(roots);
         return *m_utilities;
+    }
+    // The Trash record whose files/ folder is files, if listed.
+    std::optional<KZTrashLocation> trashRecord(const QByteArray &files, KZFilesUtilities &from)
+    {
+        for (const KZTrashLocation &each : from.trashesAndVolumesLocations()) {
+            if (pathOf(each.trashURL) == files)
+                return each;
+        }
+        return std::nullopt;
+    }
+    // The volume records of volume().
+    QList<KZVolumeRecord> volumeRecords(KZFilesUtilities &from)
+    {
+        QList<KZVolumeRecord> found;
+        for (const KZVolumeRecord &each : from.volumesLocationArray()) {
+            if (each.path == volume())
+                found.append(each);
+        }
+        return found;
+    }
+
+    // A tmpfs of 16 MiB at volume(); the reason in m_whyNot when there is none.
+    bool mountVolume(bool readOnly = false)
+    {
+        QString whyNot;
+        m_mount = KZTestMount::tmpfs(volume(), &whyNot, 16, readOnly);
+        m_whyNot = whyNot.toStdString();
+        return m_mount != nullptr;
     }
 
     KZTestSandbox m_sandbox;
     std::unique_ptr<KZTestMount> m_mount;
+    std::string m_whyNot;
     std::unique_ptr<KZFilesUtilities> m_utilities;
 };
 
@@ -126,27 +102,19 @@ protected:
 
 TEST_F(VolumeTest, HomeTrashIsMadeOnTheHomeVolumeAndListed)
 {
-    const QByteArray dataHome = local(m_sandbox.dataHome());
-    const QUrl trash = utilities().trashURLForItemURL(
-        KZPath::urlFromPath(local(m_sandbox.home()) + "/not-there-yet.txt"));
+    const QByteArray dataHome = m_sandbox.dataHome().toLocal8Bit();
+    const QUrl trash = utilities().trashURLForItemURL(url(path("home/not-yet")));
     EXPECT_EQ(pathOf(trash), dataHome + "/Trash/files");
     EXPECT_EQ(modeOf(dataHome + "/Trash"), 0700u);
-    EXPECT_EQ(modeOf(dataHome + "/Trash/files"), 0700u);
-    EXPECT_EQ(modeOf(dataHome + "/Trash/info"), 0700u);
+    EXPECT_TRUE(exists(dataHome + "/Trash/info"));
 
-    const auto homeMount = utilities().mountForPath(local(m_sandbox.home()));
+    const auto homeMount = utilities().mountForPath(path("home"));
     ASSERT_TRUE(homeMount);
-    if (KZMountTable::isHidden(*homeMount, local(m_sandbox.home()), {}))
+    if (KZMountTable::isHidden(*homeMount, path("home"), {}))
         GTEST_SKIP() << "the temporary home is on a mount that is not a volume here";
-    const QList<KZTrashLocation> trashes = utilities().trashesAndVolumesLocations();
-    const std::optional<KZTrashLocation> home = findTrash(trashes, dataHome + "/Trash/files");
+    const auto home = trashRecord(dataHome + "/Trash/files", utilities());
     ASSERT_TRUE(home) << "the home Trash belongs to the home's volume";
     EXPECT_EQ(pathOf(home->volumeURL), homeMount->mountPoint);
-    EXPECT_EQ(home->volumeName, utilities().volumeNameForMount(*homeMount));
-    EXPECT_TRUE(home->trashIsEmpty);
-    const QVariantMap map = home->toVariantMap();
-    EXPECT_EQ(map.keys(), (QStringList{QStringLiteral("trashIsEmpty"), QStringLiteral("trashURL"),
-                                       QStringLiteral("volumeName"), QStringLiteral("volumeURL")}));
     if (homeMount->mountPoint == "/") {
         EXPECT_EQ(utilities().startupTrashURL(), trash);
     }
@@ -155,7 +123,6 @@ TEST_F(VolumeTest, HomeTrashIsMadeOnTheHomeVolumeAndListed)
 TEST_F(VolumeTest, TrashEmptinessLooksOnlyAtVisibleTopLevelItems)
 {
     KZTestTrash trash = KZTestTrash::home();
-    EXPECT_TRUE(utilities().trashAtURLIsEmpty(trash.filesURL()));
     KZTestFiles::writeFile(trash.itemPath(".DS_Store"), "x");
     KZTestFiles::makeFolders(trash.itemPath(".config/deep/visible"));
     EXPECT_TRUE(utilities().trashAtURLIsEmpty(trash.filesURL())) << "only dot-files";
@@ -168,158 +135,116 @@ TEST_F(VolumeTest, TrashEmptinessLooksOnlyAtVisibleTopLevelItems)
 
 TEST_F(VolumeTest, SecondVolumeGetsItsOwnTrashCreated)
 {
-    mountVolume();
-    if (!m_mount)
-        return;
-    const QList<KZVolumeRecord> volumes = utilities().volumesLocationArray();
-    const std::optional<KZVolumeRecord> record = findVolume(volumes, volume());
-    ASSERT_TRUE(record);
-    EXPECT_TRUE(record->isDisk);
-    EXPECT_EQ(record->name, QStringLiteral("vol"));
-    EXPECT_EQ(record->isLocked, std::optional<bool>(false));
-    ASSERT_TRUE(record->totSize && std::holds_alternative<quint64>(*record->totSize));
-    EXPECT_EQ(std::get<quint64>(*record->totSize), 16u * 1024 * 1024);
-    EXPECT_FALSE(record->isSmartFolder);
+    if (!mountVolume())
+        GTEST_SKIP() << m_whyNot;
+    const QList<KZVolumeRecord> records = volumeRecords(utilities());
+    ASSERT_EQ(records.size(), 1);
+    EXPECT_TRUE(records[0].isDisk);
+    EXPECT_EQ(records[0].name, u"vol"_s);
+    EXPECT_EQ(records[0].isLocked, std::optional<bool>(false));
+    EXPECT_EQ(records[0].totSize, std::optional<KZCapacity>(quint64(16 * 1024 * 1024)));
 
-    EXPECT_FALSE(KZTestFiles::exists(ownTrash()));
-    const QList<KZTrashLocation> trashes = utilities().trashesAndVolumesLocations();
-    const std::optional<KZTrashLocation> trash = findTrash(trashes, ownTrash() + "/files");
+    EXPECT_FALSE(exists(ownTrash()));
+    const auto trash = trashRecord(ownTrash() + "/files", utilities());
     ASSERT_TRUE(trash);
     EXPECT_EQ(pathOf(trash->volumeURL), volume());
-    EXPECT_EQ(trash->volumeName, QStringLiteral("vol"));
     EXPECT_TRUE(trash->trashIsEmpty);
     EXPECT_EQ(modeOf(ownTrash()), 0700u);
-    EXPECT_TRUE(KZTestFiles::exists(ownTrash() + "/info"));
+    EXPECT_TRUE(exists(ownTrash() + "/info"));
     // An item on the volume, even a vanished one, finds the same Trash.
-    EXPECT_EQ(
-        pathOf(utilities().trashURLForItemURL(KZPath::urlFromPath(volume() + "/gone/away.txt"))),
-        ownTrash() + "/files");
-
+    EXPECT_EQ(pathOf(utilities().trashURLForItemURL(url(volume() + "/gone/away.txt"))),
+              ownTrash() + "/files");
     KZTestFiles::writeFile(ownTrash() + "/files/visible", "x");
-    EXPECT_FALSE(
-        findTrash(utilities().trashesAndVolumesLocations(), ownTrash() + "/files")->trashIsEmpty);
-    const auto id = utilities().volumeIDWithItemURL(KZPath::urlFromPath(volume() + "/.Trash-0"));
-    EXPECT_EQ(id, utilities().volumeIDWithItemURL(KZPath::urlFromPath(volume())));
-    EXPECT_NE(id, utilities().volumeIDWithItemURL(KZPath::urlFromPath("/")));
-    EXPECT_TRUE(utilities().isVolumeWithURL(KZPath::urlFromPath(volume())));
-    EXPECT_FALSE(utilities().isVolumeWithURL(KZPath::urlFromPath(ownTrash())));
+    EXPECT_FALSE(trashRecord(ownTrash() + "/files", utilities())->trashIsEmpty);
+
+    KZFilesUtilities &now = utilities();
+    EXPECT_EQ(now.volumeIDWithItemURL(url(ownTrash())), now.volumeIDWithItemURL(url(volume())));
+    EXPECT_NE(now.volumeIDWithItemURL(url(volume())), now.volumeIDWithItemURL(url("/")));
+    EXPECT_TRUE(now.isVolumeWithURL(url(volume())) && !now.isVolumeWithURL(url(ownTrash())));
 }
 
 TEST_F(VolumeTest, SharedTrashFolderIsUsedOnlyWhenStickyAndReal)
 {
-    mountVolume();
-    if (!m_mount)
-        return;
-    const QByteArray uid = QByteArray::number(::getuid());
-    const QUrl item = KZPath::urlFromPath(volume() + "/item");
+    if (!mountVolume())
+        GTEST_SKIP() << m_whyNot;
+    const QUrl item = url(volume() + "/item");
     const QByteArray shared = volume() + "/.Trash";
+    const QByteArray mine = shared + "/" + QByteArray::number(::getuid());
+    const auto trashFolder = [&] {
+        return pathOf(utilities().trashURLForItemURL(item));
+    };
 
     ASSERT_EQ(::mkdir(shared.constData(), 0777), 0);
     ::chmod(shared.constData(), 0777);
-    EXPECT_EQ(pathOf(utilities().trashURLForItemURL(item)), ownTrash() + "/files")
-        << "not sticky: not safe to share";
-    EXPECT_FALSE(KZTestFiles::exists(shared + "/" + uid));
-
+    EXPECT_EQ(trashFolder(), ownTrash() + "/files") << "not sticky: not safe to share";
+    EXPECT_FALSE(exists(mine));
     ::chmod(shared.constData(), 01777);
-    EXPECT_EQ(pathOf(utilities().trashURLForItemURL(item)), shared + "/" + uid + "/files");
-    EXPECT_EQ(modeOf(shared + "/" + uid), 0700u);
+    EXPECT_EQ(trashFolder(), mine + "/files");
+    EXPECT_EQ(modeOf(mine), 0700u);
 
     // The per-user folder as a link, and the shared folder as a link, are both refused.
-    QDir(QString::fromLocal8Bit(shared + "/" + uid)).removeRecursively();
+    KZTestSandbox::removeTree(mine);
     KZTestFiles::makeFolders(volume() + "/elsewhere/files");
-    ASSERT_EQ(::symlink((volume() + "/elsewhere").constData(), (shared + "/" + uid).constData()),
-              0);
-    EXPECT_EQ(pathOf(utilities().trashURLForItemURL(item)), ownTrash() + "/files");
-    ::unlink((shared + "/" + uid).constData());
+    ASSERT_EQ(::symlink((volume() + "/elsewhere").constData(), mine.constData()), 0);
+    EXPECT_EQ(trashFolder(), ownTrash() + "/files");
+    ::unlink(mine.constData());
     ::rmdir(shared.constData());
-    KZTestFiles::makeFolders(volume() + "/realshared");
-    ::chmod((volume() + "/realshared").constData(), 01777);
-    ASSERT_EQ(::symlink((volume() + "/realshared").constData(), shared.constData()), 0);
-    EXPECT_EQ(pathOf(utilities().trashURLForItemURL(item)), ownTrash() + "/files");
-    EXPECT_FALSE(KZTestFiles::exists(volume() + "/realshared/" + uid));
+    KZTestFiles::makeFolders(volume() + "/real");
+    ::chmod((volume() + "/real").constData(), 01777);
+    ASSERT_EQ(::symlink((volume() + "/real").constData(), shared.constData()), 0);
+    EXPECT_EQ(trashFolder(), ownTrash() + "/files");
+    EXPECT_FALSE(exists(volume() + "/real/" + QByteArray::number(::getuid())));
 }
 
 TEST_F(VolumeTest, ReadOnlyVolumeIsListedLockedAndGetsNoTrash)
 {
-    mountVolume(true);
-    if (!m_mount)
-        return;
-    const std::optional<KZVolumeRecord> record
-        = findVolume(utilities().volumesLocationArray(), volume());
-    ASSERT_TRUE(record);
-    EXPECT_EQ(record->isLocked, std::optional<bool>(true));
-    const QList<KZTrashLocation> trashes = utilities().trashesAndVolumesLocations();
-    for (const KZTrashLocation &each : trashes)
+    if (!mountVolume(true))
+        GTEST_SKIP() << m_whyNot;
+    const QList<KZVolumeRecord> records = volumeRecords(utilities());
+    ASSERT_EQ(records.size(), 1);
+    EXPECT_EQ(records[0].isLocked, std::optional<bool>(true));
+    for (const KZTrashLocation &each : utilities().trashesAndVolumesLocations())
         EXPECT_NE(pathOf(each.volumeURL), volume());
 
-    LogCapture log;
-    EXPECT_TRUE(utilities().trashURLForItemURL(KZPath::urlFromPath(volume() + "/x")).isEmpty());
+    KZTestMessages log;
+    EXPECT_TRUE(utilities().trashURLForItemURL(url(volume() + "/x")).isEmpty());
     ASSERT_EQ(log.lines().size(), 1);
-    EXPECT_TRUE(log.lines().first().startsWith(QStringLiteral("NSTrashDirectory error: ")))
-        << log.lines().first().toStdString();
-    EXPECT_TRUE(log.lines().first().contains(QStringLiteral("Read-only")));
+    EXPECT_TRUE(log.lines().first().startsWith(u"NSTrashDirectory error: "_s));
+    EXPECT_TRUE(log.lines().first().contains(u"Read-only"_s));
 }
 
 TEST_F(VolumeTest, HiddenAndCoveredMountsAreNotVolumes)
 {
-    mountVolume();
-    if (!m_mount)
-        return;
-    // The same table with this volume marked x-gvfs-hide.
-    QFile real(QStringLiteral("/proc/self/mountinfo"));
-    ASSERT_TRUE(real.open(QIODevice::ReadOnly));
-    QByteArray table;
-    for (const QByteArray &line : real.readAll().split('\n')) {
-        const bool ours = line.contains(" " + volume() + " ");
-        table += line + (ours ? ",x-gvfs-hide" : "") + "\n";
-    }
-    const QByteArray fake = local(m_sandbox.path(QStringLiteral("mountinfo")));
-    KZTestFiles::writeFile(fake, table);
-    KZFilesUtilities::Roots roots;
-    roots.mountInfoPath = QString::fromLocal8Bit(fake);
-    EXPECT_FALSE(findVolume(KZFilesUtilities(roots).volumesLocationArray(), volume()));
-    EXPECT_TRUE(findVolume(utilities().volumesLocationArray(), volume()));
-
-    // A second mount on the same place covers the first: one volume, not two.
+    if (!mountVolume())
+        GTEST_SKIP() << m_whyNot;
+    EXPECT_TRUE(volumeRecords(utilities(",x-gvfs-hide")).isEmpty());
+    // A second mount on the same place covers the first: one volume, the visible one.
     QString whyNot;
     auto cover = KZTestMount::tmpfs(volume(), &whyNot, 8);
     ASSERT_TRUE(cover) << whyNot.toStdString();
-    int listed = 0;
-    for (const KZVolumeRecord &each : utilities().volumesLocationArray())
-        listed += each.path == volume() ? 1 : 0;
-    EXPECT_EQ(listed, 1);
-    const std::optional<KZVolumeRecord> record
-        = findVolume(utilities().volumesLocationArray(), volume());
-    ASSERT_TRUE(record && record->totSize);
-    EXPECT_EQ(std::get<quint64>(*record->totSize), 8u * 1024 * 1024) << "the visible one";
+    const QList<KZVolumeRecord> records = volumeRecords(utilities());
+    ASSERT_EQ(records.size(), 1);
+    EXPECT_EQ(records[0].totSize, std::optional<KZCapacity>(quint64(8 * 1024 * 1024)));
 }
 
-TEST_F(VolumeTest, LabelledExt4VolumeIsNamedByItsLabel)
+TEST_F(VolumeTest, VolumesAreNamedByUdevLinksElseTheirLabel)
 {
     QString whyNot;
     m_mount = KZTestMount::ext4Image(volume(), "Binwise Disk", &whyNot);
     if (!m_mount)
         GTEST_SKIP() << whyNot.toStdString();
-    const std::optional<KZVolumeRecord> record
-        = findVolume(utilities().volumesLocationArray(), volume());
-    ASSERT_TRUE(record);
-    EXPECT_EQ(record->name, QStringLiteral("Binwise Disk"));
+    const QList<KZVolumeRecord> records = volumeRecords(utilities());
+    ASSERT_EQ(records.size(), 1);
+    EXPECT_EQ(records[0].name, u"Binwise Disk"_s);
 
-    // With udev's label links, those name the volume (escapes decoded).
+    // udev's label links name the volume (escapes decoded), and its Trash record too.
     const auto mount = utilities().mountForPath(volume());
     ASSERT_TRUE(mount);
-    const QByteArray labels = local(m_sandbox.path(QStringLiteral("by-label")));
-    KZTestFiles::makeFolders(labels);
-    ASSERT_EQ(::symlink(mount->source.constData(), (labels + "/Udev\\x20Name").constData()), 0);
-    KZFilesUtilities::Roots roots = ownRoots();
-    roots.labelDirectory = labels;
-    const auto named = KZFilesUtilities(roots).directoryInfoForPath(volume());
-    ASSERT_TRUE(named);
-    EXPECT_EQ(named->name, QStringLiteral("Udev Name"));
-    const QList<KZTrashLocation> trashes = KZFilesUtilities(roots).trashesAndVolumesLocations();
-    const std::optional<KZTrashLocation> trash = findTrash(trashes, ownTrash() + "/files");
+    KZTestFiles::makeFolders(path("by-label"));
+    ::symlink(mount->source.constData(), path("by-label/Udev\\x20Name").constData());
+    const auto trash = trashRecord(ownTrash() + "/files", utilities({}, path("by-label")));
     ASSERT_TRUE(trash);
-    EXPECT_EQ(trash->volumeName, QStringLiteral("Udev Name"));
+    EXPECT_EQ(trash->volumeName, u"Udev Name"_s);
 }
 
 namespace {
@@ -331,92 +256,58 @@ public:
     bool fail = false;
     int statvfs(const char *, struct statvfs *out) override
     {
-        if (fail) {
-            errno = EIO;
-            return -1;
-        }
         *out = {};
-        return 0;
+        errno = EIO;
+        return fail ? -1 : 0;
     }
 };
 
 } // namespace
 
-TEST_F(VolumeTest, CapacitiesOfZeroReadAsUnknown)
+TEST_F(VolumeTest, CapacitiesOfZeroReadAsUnknownAndUnreadableAsLocked)
 {
     CapacityFileManager fileManager;
     KZFilesUtilities::Roots roots;
     roots.fileManager = &fileManager;
     const KZFilesUtilities capacities(roots);
-    auto record = capacities.directoryInfoForPath("/");
+    const auto record = capacities.directoryInfoForPath("/");
     ASSERT_TRUE(record && record->isDisk);
-    const KZCapacity unknown = QStringLiteral("unknown");
-    EXPECT_EQ(record->totSize, unknown);
-    EXPECT_EQ(record->freeSize, unknown);
+    EXPECT_EQ(record->totSize, KZCapacity(u"unknown"_s));
+    EXPECT_EQ(record->freeSize, KZCapacity(u"unknown"_s));
     EXPECT_EQ(record->isLocked, std::optional<bool>(false));
-    EXPECT_EQ(record->toVariantMap().value(QStringLiteral("totSize")),
-              QVariant(QStringLiteral("unknown")));
-
     fileManager.fail = true;
-    record = capacities.directoryInfoForPath("/");
-    EXPECT_EQ(record->isLocked, std::optional<bool>(true)) << "unreadable counts as read-only";
-    EXPECT_EQ(capacities.volumeCapacityWithURL(KZPath::urlFromPath("/")), 0u);
-    EXPECT_EQ(capacities.volumeItemsCountWithURL(KZPath::urlFromPath("/")), 0u);
-    EXPECT_GT(utilities().volumeItemsCountWithURL(KZPath::urlFromPath("/")), 0u);
+    EXPECT_EQ(capacities.directoryInfoForPath("/")->isLocked, std::optional<bool>(true));
 }
 
 TEST_F(VolumeTest, DirectoryInfoOfFoldersFilesPackagesAndLinks)
 {
-    const QByteArray base = local(m_sandbox.path(QStringLiteral("items")));
-    KZTestFiles::makeFolders(base + "/Folder \xe9");
-    KZTestFiles::makeFolders(base + "/Tool.app/Contents");
-    KZTestFiles::writeFile(base + "/plain.txt", "x");
-    KZTestFiles::writeFile(base + "/Recent.savedSearch", "<plist/>");
-    ::symlink("Folder \xe9", (base + "/link").constData());
-
-    EXPECT_FALSE(utilities().directoryInfoForPath(""));
-    EXPECT_FALSE(utilities().directoryInfoForPath(base + "/plain.txt"));
-    EXPECT_FALSE(utilities().directoryInfoForPath(base + "/Tool.app"));
-    EXPECT_FALSE(utilities().directoryInfoForPath(base + "/missing"));
-
-    const auto smart = utilities().directoryInfoForPath(base + "/Recent.savedSearch");
+    KZTestFiles::makeFolders(path("Folder \xe9"));
+    KZTestFiles::makeFolders(path("Tool.app/Contents"));
+    KZTestFiles::writeFile(path("Recent.savedSearch"), "<plist/>");
+    ::symlink("Folder \xe9", path("link").constData());
+    KZFilesUtilities &now = utilities();
+    for (const QByteArray &none : {QByteArray(), path("mountinfo"), path("Tool.app")})
+        EXPECT_FALSE(now.directoryInfoForPath(none)) << none.constData();
+    // A saved search counts as a folder, though it is a file.
+    const auto smart = now.directoryInfoForPath(path("Recent.savedSearch"));
     ASSERT_TRUE(smart);
-    EXPECT_FALSE(smart->isDisk);
+    EXPECT_FALSE(smart->isDisk || smart->isLocked || smart->totSize);
     EXPECT_EQ(smart->isSmartFolder, std::optional<bool>(true));
-    EXPECT_FALSE(smart->isLocked || smart->totSize || smart->freeSize);
-
-    const auto linked = utilities().directoryInfoForPath(base + "/link");
+    const auto linked = now.directoryInfoForPath(path("link"));
     ASSERT_TRUE(linked);
-    EXPECT_EQ(linked->path, base + "/link");
-    EXPECT_EQ(pathOf(linked->url), base + "/Folder \xe9");
+    EXPECT_EQ(std::pair(linked->path, pathOf(linked->url)),
+              std::pair(path("link"), path("Folder \xe9")));
     EXPECT_EQ(linked->isSmartFolder, std::optional<bool>(false));
-    EXPECT_EQ(linked->toVariantMap().keys(),
-              (QStringList{QStringLiteral("isDisk"), QStringLiteral("isSmartFolder"),
-                           QStringLiteral("name"), QStringLiteral("path"), QStringLiteral("url")}));
 }
 
-TEST(FilesUtilities, SmallVolumeHelpers)
+TEST(FilesUtilities, SlashesBecomeColonsAndFileURLsPaths)
 {
     const KZFilesUtilities &utilities = KZFilesUtilities::sharedControl();
-    quint16 count = 99;
-    EXPECT_EQ(utilities.removeSlashesFromFileSystemName(QStringLiteral("a/b/c"), &count),
-              QStringLiteral("a:b:c"));
+    quint16 count = 0;
+    EXPECT_EQ(utilities.removeSlashesFromFileSystemName(u"a/b/c"_s, &count), u"a:b:c"_s);
     EXPECT_EQ(count, 2);
-    EXPECT_EQ(utilities.removeSlashesFromFileSystemName(QStringLiteral("/"), &count),
-              QStringLiteral(":"));
-    EXPECT_EQ(count, 1);
-    EXPECT_EQ(utilities.removeSlashesFromFileSystemName(QStringLiteral("plain"), &count),
-              QStringLiteral("plain"));
-    EXPECT_EQ(count, 0);
-    EXPECT_TRUE(utilities.volumesArray().isEmpty());
-    EXPECT_FALSE(utilities.urlIsStartupDisk(KZPath::urlFromPath("/")));
-
-    const QUrl root = KZPath::urlFromPath("/");
-    const QUrl missing = KZPath::urlFromPath("/no/such/item");
-    const QUrl web(QStringLiteral("https://example.org/"));
-    const QVariantList list{root, missing, web, 42};
+    // Only file URLs of items that exist become paths.
+    const QVariantList list{url("/"), url("/no/such/item"), QUrl(u"https://example.org/"_s), 42};
     EXPECT_EQ(utilities.URLsToPaths(list),
-              QVariant(QVariantList{QByteArray("/"), missing, web, 42}));
-    EXPECT_EQ(utilities.URLsToPaths(root), QVariant(QByteArray("/")));
-    EXPECT_EQ(utilities.URLsToPaths(missing), QVariant(missing));
+              QVariant(QVariantList{QByteArray("/"), list[1], list[2], 42}));
 }

@@ -9,33 +9,28 @@
 
 #include <filesystem>
 
+using namespace Qt::StringLiterals;
+
 KZTestIconTheme::KZTestIconTheme()
 {
     m_savedTheme = QIcon::themeName();
     m_savedSearchPaths = QIcon::themeSearchPaths();
     QDir().mkpath(scratch());
 
-    const QStringList sections
-        = {QStringLiteral("16x16/mimetypes:16:Fixed"), QStringLiteral("48x48/mimetypes:48:Fixed"),
-           QStringLiteral("48x48/places:48:Fixed"), QStringLiteral("48x48/devices:48:Fixed")};
-    writeTheme(QStringLiteral("KZTest"), sections, QStringLiteral("KZParent"));
-    writeTheme(QStringLiteral("KZParent"), sections);
-    writeTheme(QStringLiteral("hicolor"), sections);
+    const QStringList sections = {u"16x16/mimetypes:16:Fixed"_s, u"48x48/mimetypes:48:Fixed"_s,
+                                  u"48x48/places:48:Fixed"_s, u"48x48/devices:48:Fixed"_s};
+    writeTheme(u"KZTest"_s, sections, u"KZParent"_s);
+    writeTheme(u"KZParent"_s, sections);
+    writeTheme(u"hicolor"_s, sections);
     for (int side : {16, 48}) {
-        const QString dir = QStringLiteral("%1x%1/mimetypes").arg(side);
-        writeIcon(QStringLiteral("KZTest"), dir, QStringLiteral("text-x-generic"), side,
-                  kTextColor);
-        writeIcon(QStringLiteral("KZTest"), dir, QStringLiteral("application-x-generic"), side,
-                  kTextColor.darker());
+        const QString dir = u"%1x%1/mimetypes"_s.arg(side);
+        writeIcon(u"KZTest"_s, dir, u"text-x-generic"_s, side, kTextColor);
+        writeIcon(u"KZTest"_s, dir, u"application-x-generic"_s, side, kTextColor.darker());
     }
-    writeIcon(QStringLiteral("KZTest"), QStringLiteral("48x48/places"), QStringLiteral("folder"),
-              48, kFolderColor);
-    writeIcon(QStringLiteral("KZTest"), QStringLiteral("48x48/places"),
-              QStringLiteral("folder-custom"), 48, kNamedCustomColor);
-    writeIcon(QStringLiteral("KZTest"), QStringLiteral("48x48/devices"),
-              QStringLiteral("drive-harddisk"), 48, kDriveColor);
-    writeIcon(QStringLiteral("KZParent"), QStringLiteral("48x48/mimetypes"),
-              QStringLiteral("parent-only"), 48, kParentOnlyColor);
+    writeIcon(u"KZTest"_s, u"48x48/places"_s, u"folder"_s, 48, kFolderColor);
+    writeIcon(u"KZTest"_s, u"48x48/places"_s, u"folder-custom"_s, 48, kNamedCustomColor);
+    writeIcon(u"KZTest"_s, u"48x48/devices"_s, u"drive-harddisk"_s, 48, kDriveColor);
+    writeIcon(u"KZParent"_s, u"48x48/mimetypes"_s, u"parent-only"_s, 48, kParentOnlyColor);
 }
 
 KZTestIconTheme::~KZTestIconTheme()
@@ -59,18 +54,17 @@ void KZTestIconTheme::writeTheme(const QString &name, const QStringList &section
         // "dir:size:type[:min:max]"
         const QStringList parts = section.split(u':');
         directories << parts[0];
-        body += QStringLiteral("\n[%1]\nSize=%2\nType=%3\n").arg(parts[0], parts[1], parts[2]);
+        body += u"\n[%1]\nSize=%2\nType=%3\n"_s.arg(parts[0], parts[1], parts[2]);
         if (parts.size() == 5)
-            body += QStringLiteral("MinSize=%1\nMaxSize=%2\n").arg(parts[3], parts[4]);
+            body += u"MinSize=%1\nMaxSize=%2\n"_s.arg(parts[3], parts[4]);
         QDir().mkpath(base() + u'/' + name + u'/' + parts[0]);
     }
-    QFile index(base() + u'/' + name + QStringLiteral("/index.theme"));
+    QFile index(base() + u'/' + name + u"/index.theme"_s);
     if (!index.open(QIODevice::WriteOnly))
         return;
-    QString header = QStringLiteral("[Icon Theme]\nName=%1\nDirectories=%2\n")
-                         .arg(name, directories.join(u','));
+    QString header = u"[Icon Theme]\nName=%1\nDirectories=%2\n"_s.arg(name, directories.join(u','));
     if (!inherits.isEmpty())
-        header += QStringLiteral("Inherits=%1\n").arg(inherits);
+        header += u"Inherits=%1\n"_s.arg(inherits);
     index.write((header + body).toUtf8());
 }
 
@@ -79,7 +73,7 @@ void KZTestIconTheme::writeIcon(const QString &theme, const QString &directory, 
 {
     QImage image(side, side, QImage::Format_ARGB32);
     image.fill(colour);
-    image.save(base() + u'/' + theme + u'/' + directory + u'/' + name + QStringLiteral(".png"));
+    image.save(base() + u'/' + theme + u'/' + directory + u'/' + name + u".png"_s);
 }
 
 void KZTestIconTheme::use(const QString &theme)

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 TEST(TrashInfo, ParsesPathsAndBothDateForms)
 {
     // 2024-03-05T10:20:30 UTC (the tests run in UTC) is 731326830 seconds after 2001.
@@ -37,16 +39,14 @@ TEST(TrashInfo, ReadsTheInfoOfTrashItemsOnly)
     EXPECT_EQ(KZTrashInfo::infoPathForItemPath(home.itemPath("report \xff")),
               home.infoPath("report \xff"));
 
-    const QByteArray top = sandbox.path(QStringLiteral("volume")).toLocal8Bit();
+    const QByteArray top = sandbox.path(u"volume"_s).toLocal8Bit();
     KZTestTrash volume = KZTestTrash::onVolume(top);
     volume.addFile("photo", "x", "Pictures/photo");
-    EXPECT_EQ(KZTrashInfo::readForItem(volume.itemURL("photo"))->originalPath,
+    EXPECT_EQ(KZTrashInfo::readForItem(volume.itemURL("photo")).value().originalPath,
               top + "/Pictures/photo");
 
-    KZTestFiles::makeFolders(top + "/plain/files");
-    KZTestFiles::makeFolders(top + "/plain/info");
-    KZTestFiles::writeFile(top + "/plain/files/x", "x");
-    KZTestFiles::writeFile(top + "/plain/info/x.trashinfo", "[Trash Info]\nPath=/x\n");
-    EXPECT_FALSE(KZTrashInfo::readForItem(KZPath::urlFromPath(top + "/plain/files/x")));
+    // A folder laid out like a Trash that is not one.
+    KZTestTrash plain(top + "/plain");
+    EXPECT_FALSE(KZTrashInfo::readForItem(KZPath::urlFromPath(plain.addFile("x"))));
     EXPECT_FALSE(KZTrashInfo::readForItem(home.itemURL("no info")));
 }

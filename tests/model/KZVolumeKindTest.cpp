@@ -1,89 +1,54 @@
 #include "model/KZVolumeKind.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
+#include "KZTestSandbox.h"
+#include "KZTestTrash.h"
 
 #include <gtest/gtest.h>
 
-#include <unistd.h>
+#include <tuple>
 
-namespace {
+#include <unistd.h>
 
 using Kind = KZVolumeKind::Kind;
 
-// A sysfs tree with the entries the kind rules read: disks under devices/, linked from
-// block/ and class/block/ as the kernel does.
-class FakeSys
+TEST(VolumeKind, DevicesAreNetworkOpticalRemovableOrHardDisks)
 {
-public:
-    FakeSys() { QDir().mkpath(root()); }
-    [[nodiscard]] QString root() const { return m_dir.path() + QStringLiteral("/sys"); }
+    // A sysfs tree as the kernel lays it out: disks under devices/<bus>/block/, linked from
+    // block/ and class/block/, partitions inside their disk's folder.
+    KZTestSandbox sandbox;
+    const QByteArray sys = sandbox.root().toLocal8Bit() + "/sys";
+    KZTestFiles::makeFolders(sys + "/block");
+    KZTestFiles::makeFolders(sys + "/class/block");
+    const auto addDisk = [&](const QByteArray &disk, const QByteArray &bus, const char *removable,
+                             const QByteArray &partition) {
+        const QByteArray device = sys + "/devices/" + bus + "/block/" + disk;
+        KZTestFiles::makeFolders(device + "/" + partition);
+        KZTestFiles::writeFile(device + "/removable", removable);
+        KZTestFiles::writeFile(device + "/" + partition + "/partition", "1\n");
+        ::symlink(device.constData(), (sys + "/block/" + disk).constData());
+        ::symlink(device.constData(), (sys + "/class/block/" + disk).constData());
+        ::symlink((device + "/" + partition).constData(),
+                  (sys + "/class/block/" + partition).constData());
+    };
+    addDisk("sda", "pci0000:00/ata1", "0\n", "sda2");
+    addDisk("sdb", "pci0000:00/usb1/1-1", "0\n", "sdb1");
+    addDisk("mmcblk0", "platform/mmc", "1\n", "mmcblk0p1");
 
-    void addDisk(const QString &name, const QString &bus, bool removable,
-                 const QStringList &partitions = {})
-    {
-        const QString device
-            = root() + QStringLiteral("/devices/") + bus + QStringLiteral("/block/") + name;
-        QDir().mkpath(device);
-        write(device + QStringLiteral("/removable"), removable ? "1\n" : "0\n");
-        link(device, QStringLiteral("block/") + name);
-        link(device, QStringLiteral("class/block/") + name);
-        for (const QString &partition : partitions) {
-            QDir().mkpath(device + u'/' + partition);
-            write(device + u'/' + partition + QStringLiteral("/partition"), "1\n");
-            link(device + u'/' + partition, QStringLiteral("class/block/") + partition);
-        }
-    }
-
-private:
-    void link(const QString &target, const QString &relative)
-    {
-        const QString path = root() + u'/' + relative;
-        QDir().mkpath(QFileInfo(path).path());
-        ASSERT_EQ(
-            ::symlink(QFile::encodeName(target).constData(), QFile::encodeName(path).constData()),
-            0);
-    }
-    static void write(const QString &path, const QByteArray &contents)
-    {
-        QFile file(path);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(contents);
-    }
-
-    QTemporaryDir m_dir;
-};
-
-} // namespace
-
-TEST(VolumeKind, NetworkAndOpticalFromTypeAndSource)
-{
-    const QString noSys = QStringLiteral("/nonexistent-sys");
-    EXPECT_EQ(KZVolumeKind::kindOfDevice("server:/export/home", "nfs4", noSys), Kind::Network);
-    EXPECT_EQ(KZVolumeKind::kindOfDevice("//nas/share", "cifs", noSys), Kind::Network);
-    EXPECT_EQ(KZVolumeKind::kindOfDevice("ana@host:/srv", "fuse.sshfs", noSys), Kind::Network);
-    // A source that looks remote is enough, whatever FUSE calls the type.
-    EXPECT_EQ(KZVolumeKind::kindOfDevice("bucket:photos", "fuse.other", noSys), Kind::Network);
-    EXPECT_EQ(KZVolumeKind::kindOfDevice("/dev/sr0", "iso9660", noSys), Kind::Optical);
-    EXPECT_EQ(KZVolumeKind::kindOfDevice("/dev/sr1", "ext4", noSys), Kind::Optical);
-    EXPECT_EQ(KZVolumeKind::kindOfDevice("/dev/loop3", "udf", noSys), Kind::Optical);
-    EXPECT_EQ(KZVolumeKind::kindOfDevice("tmpfs", "tmpfs", noSys), Kind::HardDisk);
-    EXPECT_EQ(KZVolumeKind::kindOfDevice("/dev/nvme0n1p2", "ext4", noSys), Kind::HardDisk);
-}
-
-TEST(VolumeKind, RemovableFromSysfsFlagOrUsbBus)
-{
-    FakeSys sys;
-    sys.addDisk(QStringLiteral("sda"), QStringLiteral("pci0000:00/ata1"), false,
-                {QStringLiteral("sda1"), QStringLiteral("sda2")});
-    sys.addDisk(QStringLiteral("sdb"), QStringLiteral("pci0000:00/usb1/1-1"), false,
-                {QStringLiteral("sdb1")});
-    sys.addDisk(QStringLiteral("mmcblk0"), QStringLiteral("platform/mmc"), true,
-                {QStringLiteral("mmcblk0p1")});
-    EXPECT_EQ(KZVolumeKind::kindOfDevice("/dev/sda2", "ext4", sys.root()), Kind::HardDisk);
-    EXPECT_EQ(KZVolumeKind::kindOfDevice("/dev/sdb1", "vfat", sys.root()), Kind::Removable);
-    EXPECT_EQ(KZVolumeKind::kindOfDevice("/dev/mmcblk0p1", "exfat", sys.root()), Kind::Removable);
-    EXPECT_EQ(KZVolumeKind::kindOfDevice("/dev/mmcblk0", "exfat", sys.root()), Kind::Removable);
-    EXPECT_EQ(KZVolumeKind::kindOfDevice("/dev/sdz9", "ext4", sys.root()), Kind::HardDisk);
+    const std::tuple<const char *, const char *, Kind> rows[] = {
+        {"server:/export/home", "nfs4", Kind::Network},
+        {"//nas/share", "cifs", Kind::Network},
+        {"bucket:photos", "fuse.other", Kind::Network}, // a remote-looking source is enough
+        {"/dev/sr0", "iso9660", Kind::Optical},
+        {"/dev/sr1", "ext4", Kind::Optical},
+        {"/dev/loop3", "udf", Kind::Optical},
+        {"tmpfs", "tmpfs", Kind::HardDisk},
+        {"/dev/sda2", "ext4", Kind::HardDisk},
+        {"/dev/sdb1", "vfat", Kind::Removable}, // fixed media on a USB bus
+        {"/dev/mmcblk0p1", "exfat", Kind::Removable},
+        {"/dev/mmcblk0", "exfat", Kind::Removable},
+        {"/dev/sdz9", "ext4", Kind::HardDisk},
+    };
+    for (const auto &[device, type, kind] : rows)
+        EXPECT_EQ(KZVolumeKind::kindOfDevice(device, type, QString::fromLocal8Bit(sys)), kind)
+            << device;
 }
