@@ -51,8 +51,10 @@ KZBWAlert::KZBWAlert(const Environment &environment, QObject *parent)
 KZBWAlert::~KZBWAlert()
 {
     m_timer.stop();
-    // The threads read this object's collaborators; let the last of them finish.
-    while (m_running->load() > 0)
+    // A thread still measuring adds to totals it shares; the only thing of this object it
+    // uses is the file model, which, unless the caller gave one, lives as long as the process.
+    // So only a given one is waited for (and nobody waits at exit for a big Trash's size).
+    while (m_environment.filesUtilities && m_running->load() > 0)
         QThread::msleep(5);
 }
 

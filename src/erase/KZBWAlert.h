@@ -68,7 +68,7 @@ public:
     static KZBWAlert &sharedControl();
     KZBWAlert();
     explicit KZBWAlert(const Environment &environment, QObject *parent = nullptr);
-    // Waits for calculation threads still running, which use this object's collaborators.
+    // Waits for calculation threads still running when they use a file model the caller gave.
     ~KZBWAlert() override;
 
     // Shows the confirmation for trashInfo and answers 1000 (erase), 1001 (secure erase) or

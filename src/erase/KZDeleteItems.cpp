@@ -64,15 +64,22 @@ qsizetype listSize(const QVariantMap &map, const QString &key)
 
 } // namespace
 
-// One item on its way through the checks: its path, and, on the walk, the folder it is in
-// (open, inside the Trash) and its name there, so that nothing is looked up by path again.
+// One item on its way through the checks: its path, and, on the walk, the checked folder it is
+// in (open, inside a Trash) and its name there, so that nothing is looked up by path again.
 struct KZDeleteItems::Item
 {
     QByteArray path;
     int dirfd = -1; // -1: work by path
     QByteArray name;
+    const KZCommonFlleUtilties::TrashFolder *folder = nullptr;
     std::optional<struct statx> st;
     bool statRead = false;
+    bool hasNoEntries = false; // a folder known to hold nothing: nothing to measure
+
+    static Item atPath(const QByteArray &path)
+    {
+        return {path, -1, {}, nullptr, std::nullopt, false, false};
+    }
 
     [[nodiscard]] QUrl url() const { return KZPath::urlFromPath(path); }
     [[nodiscard]] int at() const { return dirfd >= 0 ? dirfd : AT_FDCWD; }
@@ -80,6 +87,60 @@ struct KZDeleteItems::Item
     {
         return dirfd >= 0 ? name.constData() : path.constData();
     }
+};
+
+// Whether the folders of a walk lie inside a Trash, one check per open folder: the root from
+// its descriptor's real path, each folder below from being the entry it was opened from. The
+// folder in use is checked by its path again every so many items, so that a folder moved out
+// of the Trash while it is being emptied is left alone from then on.
+class KZDeleteItems::FolderChecks
+{
+public:
+    FolderChecks(const KZCommonFlleUtilties &common, int rootfd)
+        : m_common(common)
+    {
+        m_stack.push_back(m_common.checkTrashFolder(rootfd));
+    }
+
+    // Opens the folder name of the current folder, open as parentfd, for the walk; -1 when it
+    // is a link, another file system, or not inside a Trash.
+    int open(int parentfd, const char *name, KZFileManager &fm)
+    {
+        const auto *parent = folder(parentfd, false);
+        if (!parent) {
+            errno = EPERM;
+            return -1;
+        }
+        auto child = m_common.openSubfolder(*parent, name, fm);
+        if (!child)
+            return -1;
+        const int fd = child->descriptor();
+        m_stack.push_back(std::move(child));
+        return fd;
+    }
+    void left() { m_stack.pop_back(); }
+
+    // The check of the current folder, open as dirfd; null when it is not inside a Trash.
+    // count: one more item is to be removed from it.
+    const KZCommonFlleUtilties::TrashFolder *folder(int dirfd, bool count = true)
+    {
+        auto &current = m_stack.back();
+        if (current && current->descriptor() != dirfd) {
+            // The walk let the folder go and opened it again.
+            current = m_common.reopened(*current, dirfd);
+        }
+        if (!current || (count && ++m_uses >= kRecheck)) {
+            current = m_common.checkTrashFolder(dirfd);
+            m_uses = 0;
+        }
+        return current ? &*current : nullptr;
+    }
+
+private:
+    static constexpr int kRecheck = 256;
+    const KZCommonFlleUtilties &m_common;
+    std::vector<std::optional<KZCommonFlleUtilties::TrashFolder>> m_stack;
+    int m_uses = 0;
 };
 
 KZDeleteItems &KZDeleteItems::sharedControl()
@@ -262,6 +323,7 @@ void KZDeleteItems::emptyTrashWithArray(const KZEraseRequest &array, bool secure
     m_itemBusyCount.store(0);
     m_otherErrorCount.store(0);
     m_isHelperAuthorized = KZAppGlobals::isHelperAvailable();
+    m_euid = ::geteuid();
     m_eraseSecurely = secureDelete;
     {
         QMutexLocker locker(&m_lock);
@@ -386,25 +448,42 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
     if (root.isEmpty())
         return std::nullopt;
     KZFileManager &fm = fileManager();
+    KZCommonFlleUtilties &common = commonFileUtilities();
+    const auto isFolderEntry = [&fm](const KZDirectoryWalker::Entry &entry) {
+        if (entry.type != DT_UNKNOWN)
+            return entry.type == DT_DIR;
+        struct statx st = {};
+        return fm.statx(entry.dirfd, entry.name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) == 0
+               && S_ISDIR(st.stx_mode);
+    };
+    // The walks keep the path and the check of the folder they are in. Links are never
+    // followed down, nor is a file system mounted inside the Trash entered: it is not the
+    // Trash's to empty.
+    QByteArrayList folders;
+    std::optional<FolderChecks> checks;
+    const auto openDirectory = [&fm, &folders, &checks](int dirfd, const char *name) {
+        const int fd = checks->open(dirfd, name, fm);
+        if (fd >= 0)
+            folders.append(KZPath::join(folders.constLast(), name));
+        return fd;
+    };
+    const auto leftDirectory = [&folders, &checks] {
+        folders.removeLast();
+        checks->left();
+    };
 
-    // First pass: every item that is not a folder, each folder's items once the folder has
-    // been read through (never while reading it).
+    // First pass: every item that is not a folder; a folder's items once it has been read
+    // through, never while reading it. Unreadable folders are passed over.
     {
         const int rootfd = fm.openat(AT_FDCWD, root.constData(), kDirectoryFlags);
         if (rootfd < 0)
             return KZFileManager::errorForErrno(errno, root);
-        QByteArrayList folders{root};
+        folders = {root};
+        checks.emplace(common, rootfd);
         std::vector<QByteArray> files;
         KZDirectoryWalker walker(fm);
         walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
-            bool isFolder = entry.type == DT_DIR;
-            if (entry.type == DT_UNKNOWN) {
-                struct statx st = {};
-                isFolder
-                    = fm.statx(entry.dirfd, entry.name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) == 0
-                      && S_ISDIR(st.stx_mode);
-            }
-            if (isFolder)
+            if (isFolderEntry(entry))
                 return Action::Descend;
             files.emplace_back(entry.name);
             return Action::Continue;
@@ -412,7 +491,13 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
         walker.finishedReading = [&](int dirfd, size_t) {
             const QByteArray &folder = folders.constLast();
             for (const QByteArray &name : files) {
-                Item item{KZPath::join(folder, name), dirfd, name, std::nullopt, false};
+                Item item{KZPath::join(folder, name),
+                          dirfd,
+                          name,
+                          checks->folder(dirfd),
+                          std::nullopt,
+                          false,
+                          false};
                 manageItem(item, false);
                 if (isStoppedByUser()) {
                     files.clear();
@@ -422,17 +507,11 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
             files.clear();
             return Action::Continue;
         };
-        walker.openDirectory = [&](int dirfd, const char *name) {
-            const int fd = fm.openat(dirfd, name, kDirectoryFlags | O_NOFOLLOW);
-            if (fd >= 0)
-                folders.append(KZPath::join(folders.constLast(), name));
-            return fd;
-        };
-        walker.leftDirectory = [&](int, const char *) {
-            folders.removeLast();
+        walker.openDirectory = openDirectory;
+        walker.leftDirectory = [&leftDirectory](int, const char *) {
+            leftDirectory();
             return Action::Continue;
         };
-        // An unreadable folder is passed over: the first pass forgets its errors.
         walker.walk(rootfd);
     }
     if (isStoppedByUser())
@@ -441,68 +520,53 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
     if (!permissionsCheckWithURL(url, true))
         return std::nullopt;
 
-    // Second pass: the folders, children before their parents, each removed when nothing a
-    // user would miss is left in it.
+    // Second pass: the folders, each once everything in it has been seen (the deepest first),
+    // removed when nothing a user would miss is left in it. A listing error ends the pass.
+    const int rootfd = fm.openat(AT_FDCWD, root.constData(), kDirectoryFlags);
+    if (rootfd < 0)
+        return KZFileManager::errorForErrno(errno, root);
+    folders = {root};
+    checks.emplace(common, rootfd);
     std::optional<KZError> listingError;
-    QByteArrayList listing;
-    {
-        const int rootfd = fm.openat(AT_FDCWD, root.constData(), kDirectoryFlags);
-        if (rootfd < 0)
-            return KZFileManager::errorForErrno(errno, root);
-        QByteArrayList folders{root};
-        KZDirectoryWalker walker(fm);
-        walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
-            bool isFolder = entry.type == DT_DIR;
-            if (entry.type == DT_UNKNOWN) {
-                struct statx st = {};
-                isFolder
-                    = fm.statx(entry.dirfd, entry.name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) == 0
-                      && S_ISDIR(st.stx_mode);
-            }
-            if (!isFolder)
-                return Action::Continue;
-            listing.append(KZPath::join(folders.constLast(), entry.name));
-            return Action::Descend;
-        };
-        walker.openDirectory = [&](int dirfd, const char *name) {
-            const int fd = fm.openat(dirfd, name, kDirectoryFlags | O_NOFOLLOW);
-            if (fd >= 0)
-                folders.append(KZPath::join(folders.constLast(), name));
-            return fd;
-        };
-        walker.openFailed = [&](int dirfd, const char *name, int errnum) {
-            if (errnum == ENOENT)
-                return Action::Continue; // gone since it was listed: nothing to stop for
-            listingError = KZFileManager::errorForErrno(
-                errnum, KZPath::join(KZTrashFolder::realPathOfDescriptor(dirfd), name));
+    KZDirectoryWalker walker(fm);
+    walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
+        return isFolderEntry(entry) ? Action::Descend : Action::Continue;
+    };
+    walker.openDirectory = openDirectory;
+    walker.openFailed = [&](int dirfd, const char *name, int errnum) {
+        if (errnum == ENOENT || errnum == EXDEV)
+            return Action::Continue; // gone since it was listed, or a mount left whole
+        listingError = KZFileManager::errorForErrno(
+            errnum, KZPath::join(KZTrashFolder::realPathOfDescriptor(dirfd), name));
+        return Action::Stop;
+    };
+    walker.readFailed = [&](int dirfd, int errnum) {
+        if (!listingError)
+            listingError
+                = KZFileManager::errorForErrno(errnum, KZTrashFolder::realPathOfDescriptor(dirfd));
+    };
+    walker.leftDirectory = [&](int dirfd, const char *name) {
+        leftDirectory();
+        if (listingError)
             return Action::Stop;
-        };
-        walker.readFailed = [&](int dirfd, int errnum) {
-            if (!listingError)
-                listingError = KZFileManager::errorForErrno(
-                    errnum, KZTrashFolder::realPathOfDescriptor(dirfd));
-        };
-        walker.leftDirectory = [&](int, const char *) {
-            folders.removeLast();
-            return listingError ? Action::Stop : Action::Continue;
-        };
-        walker.walk(rootfd);
-    }
-    for (qsizetype i = listing.size() - 1; i >= 0; --i) {
-        const QUrl folderURL = KZPath::urlFromPath(listing.at(i));
-        if (commonFileUtilities().isAnEmptyFolder(folderURL))
-            manageItemURL(folderURL, true);
-        else
-            addToNotTrashed(folderURL);
-        if (isStoppedByUser())
-            break;
-    }
+        const QByteArray path = KZPath::join(folders.constLast(), name);
+        bool hasNoEntries = false;
+        if (common.isAnEmptyFolderAt(dirfd, name, &hasNoEntries)) {
+            Item item{path, dirfd, name, checks->folder(dirfd), std::nullopt, false, false};
+            item.hasNoEntries = hasNoEntries;
+            manageItem(item, true);
+        } else {
+            addToNotTrashedPath(path);
+        }
+        return isStoppedByUser() ? Action::Stop : Action::Continue;
+    };
+    walker.walk(rootfd);
     return listingError;
 }
 
 void KZDeleteItems::manageItemURL(const QUrl &url, bool isDirectory)
 {
-    Item item{KZPath::pathFromURL(url), -1, {}, std::nullopt, false};
+    Item item = Item::atPath(KZPath::pathFromURL(url));
     manageItem(item, isDirectory);
 }
 
@@ -525,22 +589,30 @@ void KZDeleteItems::manageItem(Item &item, bool isDirectory)
     if (!permissionsCheck(item, true))
         return;
 
-    const QUrl url = item.url();
     quint64 count = 1;
     quint64 size = 0;
-    if (isDirectory)
-        size = filesUtilities().iterateFolderForSize(url, &count).totalFileSize;
+    if (isDirectory && item.hasNoEntries)
+        size = 0; // what measuring it would find
+    else if (isDirectory && item.dirfd >= 0)
+        size = filesUtilities().iterateFolderForSizeAt(item.dirfd, item.name, &count).totalFileSize;
+    else if (isDirectory)
+        size = filesUtilities().iterateFolderForSize(item.url(), &count).totalFileSize;
     else if (item.st)
         size = quint64(item.st->stx_blocks) * 512;
 
     KZCommonFlleUtilties &common = commonFileUtilities();
     std::optional<KZError> error;
-    if (m_eraseSecurely)
-        error = common.secureErase(url);
-    else if (item.dirfd >= 0)
-        error = common.deleteItemAt(item.dirfd, item.name, fileManager());
-    else
-        error = common.deleteItemWithURL(url, fileManager());
+    if (m_eraseSecurely) {
+        error = common.secureErase(item.url());
+    } else if (item.dirfd >= 0) {
+        // A folder that is no longer inside a Trash is refused as the path-based removal
+        // would refuse it.
+        error = item.folder ? common.deleteItemAt(*item.folder, item.name, fileManager(),
+                                                  item.st ? mode_t(item.st->stx_mode & S_IFMT) : 0)
+                            : common.deleteItemAt(item.dirfd, item.name, fileManager());
+    } else {
+        error = common.deleteItemWithURL(item.url(), fileManager());
+    }
 
     if (!error) {
         m_totItemsDeleted += count;
@@ -689,7 +761,7 @@ void KZDeleteItems::joinThreads()
 
 bool KZDeleteItems::checkForLockedFileWithURL(const QUrl &url)
 {
-    Item item{KZPath::pathFromURL(url), -1, {}, std::nullopt, false};
+    Item item = Item::atPath(KZPath::pathFromURL(url));
     return checkForLockedFile(item);
 }
 
@@ -741,13 +813,13 @@ bool KZDeleteItems::checkForLockedFile(Item &item)
 
 bool KZDeleteItems::permissionsCheckWithURL(const QUrl &url, bool checkForNoPermissions)
 {
-    Item item{KZPath::pathFromURL(url), -1, {}, std::nullopt, false};
+    Item item = Item::atPath(KZPath::pathFromURL(url));
     return permissionsCheck(item, checkForNoPermissions);
 }
 
 bool KZDeleteItems::permissionsCheck(Item &item, bool checkForNoPermissions)
 {
-    if (checkForNoPermissions && checkPermissionsAt(item))
+    if (checkForNoPermissions && checkPermissionsAt(item, m_euid))
         return true;
     if (!m_isHelperAuthorized) {
         ++m_notErasedCount;
@@ -778,11 +850,11 @@ bool KZDeleteItems::permissionsCheck(Item &item, bool checkForNoPermissions)
 
 bool KZDeleteItems::checkPermissions(const QByteArray &path)
 {
-    Item item{path, -1, {}, std::nullopt, false};
-    return checkPermissionsAt(item);
+    Item item = Item::atPath(path);
+    return checkPermissionsAt(item, ::geteuid());
 }
 
-bool KZDeleteItems::checkPermissionsAt(Item &item)
+bool KZDeleteItems::checkPermissionsAt(Item &item, uid_t euid)
 {
     if (item.path.isEmpty())
         return true;
@@ -797,7 +869,7 @@ bool KZDeleteItems::checkPermissionsAt(Item &item)
         return true;
     // The owner with write permission may open it; were anything else to refuse, giving the
     // owner read and write would succeed: true either way, without opening.
-    if (item.st->stx_uid == ::geteuid() && (item.st->stx_mode & S_IWUSR))
+    if (item.st->stx_uid == euid && (item.st->stx_mode & S_IWUSR))
         return true;
     KZFileManager &fm = fileManager();
     const int fd = fm.openat(item.at(), item.where(),
@@ -868,7 +940,11 @@ void KZDeleteItems::addURLFoAuthorizedErase(const QUrl &url, bool shouldUnlocked
 
 void KZDeleteItems::addToNotTrashed(const QUrl &url)
 {
-    const QByteArray path = filesUtilities().pathWithURL(url);
+    addToNotTrashedPath(filesUtilities().pathWithURL(url));
+}
+
+void KZDeleteItems::addToNotTrashedPath(const QByteArray &path)
+{
     if (path.isEmpty() || m_alreadyAdded)
         return;
     QMutexLocker locker(&m_lock);

@@ -26,6 +26,9 @@
 #include <memory>
 #include <optional>
 
+#include <sys/types.h>
+#include <unistd.h>
+
 class KZCommonFlleUtilties;
 class KZFileManager;
 class KZFilesUtilities;
@@ -225,7 +228,7 @@ Q_SIGNALS:
 
 private:
     struct Item;
-    class FolderWalk;
+    class FolderChecks;
 
     [[nodiscard]] KZFileManager &fileManager() const;
     [[nodiscard]] KZFilesUtilities &filesUtilities() const;
@@ -243,11 +246,13 @@ private:
 
     bool checkForLockedFile(Item &item);
     bool permissionsCheck(Item &item, bool checkForNoPermissions);
-    bool checkPermissionsAt(Item &item);
+    bool checkPermissionsAt(Item &item, uid_t euid);
     bool ask(const QString &format, const QString &message, const QString &identifier,
              const Item &item, bool *isForAll);
     void manageItem(Item &item, bool isDirectory);
     void addToList(QVariantMap *list, const QString &key, const QVariant &value);
+    // addToNotTrashed for a path just listed (no need to look it up again).
+    void addToNotTrashedPath(const QByteArray &path);
 
     Environment m_environment;
     std::unique_ptr<KZCommonFlleUtilties> m_ownCommonFileUtilities;
@@ -282,7 +287,8 @@ private:
     std::optional<QByteArrayList> m_notTrashed;
 
     std::atomic<quint64> m_otherErrorCount{0};
-    mutable QMutex m_lock; // the lists and the volume name, read across threads
+    uid_t m_euid = ::geteuid(); // the job's user, read once: whose items need no write test
+    mutable QMutex m_lock;      // the lists and the volume name, read across threads
     QTimer m_timer;
     QThread *m_walker = nullptr;
     QThread *m_sizeThread = nullptr;

@@ -61,6 +61,16 @@ std::optional<double> creationDate(const QByteArray &path)
     return double(stamp.tv_sec) + stamp.tv_nsec / 1e9;
 }
 
+// Printable ASCII without a backslash: written as it is, escaped or not.
+bool isPlainText(const QByteArray &bytes)
+{
+    for (const char c : bytes) {
+        if (c < 0x20 || c > 0x7e || c == '\\')
+            return false;
+    }
+    return true;
+}
+
 double systemNow()
 {
     return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
@@ -198,10 +208,13 @@ void KZLogController::writeEntryWithPath(const QByteArray &path, quint64 itemSiz
     m_totSize += itemSize;
     ++m_itemsCount;
     // One line per item whatever the name holds: a line break in a name is written escaped.
-    const QString line
-        = KZNumberUtilities::sharedControl().numberToFormatString(double(m_itemsCount))
-          + QLatin1Char(' ') + KZPath::escapedDisplayString(path) + QLatin1Char('\n');
-    writeLocked(line.toUtf8());
+    appendCount(m_itemsCount);
+    m_buffer.append(' ');
+    if (isPlainText(path))
+        m_buffer.append(path); // what escaping would give, without the detour
+    else
+        m_buffer.append(KZPath::escapedDisplayString(path).toUtf8());
+    m_buffer.append('\n');
     if (m_buffer.size() >= kBufferLimit)
         flushLocked();
 }
@@ -233,6 +246,43 @@ void KZLogController::flush()
     flushLocked();
 }
 
+void KZLogController::appendCount(quint64 count)
+{
+    if (!m_grouping) {
+        // Where the locale writes Latin digits in groups of three (most do), a count is
+        // written here as the number formatter would, without its cost on every line.
+        m_grouping = QByteArray();
+        const KZNumberUtilities &numbers = KZNumberUtilities::sharedControl();
+        const QString sample = numbers.numberToFormatString(1234567.0);
+        const QString separator = sample.mid(1, sample.size() - 7).left((sample.size() - 7) / 2);
+        const QString expected = QLatin1Char('1') + separator + QLatin1String("234") + separator
+                                 + QLatin1String("567");
+        if (sample == expected && numbers.numberToFormatString(999.0) == QLatin1String("999")
+            && numbers.numberToFormatString(12345.0)
+                   == QLatin1String("12") + separator + QLatin1String("345")) {
+            m_grouping = separator.toUtf8();
+        } else {
+            m_grouping = QByteArray("\0", 1); // not possible: ask the formatter every time
+        }
+    }
+    if (*m_grouping == QByteArray("\0", 1)) {
+        m_buffer.append(
+            KZNumberUtilities::sharedControl().numberToFormatString(double(count)).toUtf8());
+        return;
+    }
+    char digits[24];
+    int size = 0;
+    do {
+        digits[size++] = char('0' + count % 10);
+        count /= 10;
+    } while (count != 0);
+    for (int i = size - 1; i >= 0; --i) {
+        m_buffer.append(digits[i]);
+        if (i > 0 && i % 3 == 0 && !m_grouping->isEmpty())
+            m_buffer.append(*m_grouping);
+    }
+}
+
 void KZLogController::writeLocked(const QByteArray &bytes)
 {
     m_buffer.append(bytes);
@@ -250,7 +300,7 @@ void KZLogController::flushLocked()
             break; // a full disk loses log lines, never the erase
         written += n;
     }
-    m_buffer.clear();
+    m_buffer.resize(0); // keeps its room for the next lines
 }
 
 QUrl KZLogController::currLogURL() const

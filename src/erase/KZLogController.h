@@ -7,6 +7,7 @@
 #include <QVariantMap>
 
 #include <functional>
+#include <optional>
 
 // The erase log of one job: a start line, one line per item erased, an end line with the total
 // size, appended to the newest file of the job kind's folder until that file is a set number
@@ -64,6 +65,8 @@ public:
 
 private:
     void writeLocked(const QByteArray &bytes);
+    // The running item number as the locale writes it.
+    void appendCount(quint64 count);
     void flushLocked();
     [[nodiscard]] QString text(const QString &key) const;
 
@@ -76,4 +79,5 @@ private:
     int m_currLogHandle = -1;
     QByteArray m_buffer;
     std::function<double()> m_now;
+    std::optional<QByteArray> m_grouping; // the group separator, once known
 };
