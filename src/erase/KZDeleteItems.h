@@ -109,7 +109,8 @@ public:
 
     // The single entry of every erase. Asks for confirmation when "showAlert" is on (and opens
     // the log when "writeLog" is), then starts the job. True when the job started; false when
-    // the user cancelled ("stopWorking" has then been posted). Main thread.
+    // the user cancelled ("stopWorking" has then been posted), or, with nothing posted, when a
+    // job is still running. Main thread.
     bool prepareToEraseWithArray(const KZEraseRequest &array);
     // Starts the job: counters, timer, walker thread. Main thread.
     void emptyTrashWithArray(const KZEraseRequest &array, bool secureDelete);

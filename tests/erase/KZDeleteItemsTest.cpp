@@ -538,7 +538,7 @@ TEST(DeleteItems, ProgressShowsOnlyOnceTheJobHasRunHalfASecond)
     EXPECT_EQ(calls.count(QStringLiteral("close")), 1);
 }
 
-TEST(DeleteItems, WriteTestNeverFollowsLinksNorOpensSpecialFiles)
+TEST(DeleteItems, WriteTestNeverFollowsLinksNorOpensFifosOrDevices)
 {
     REQUIRE_ROOT();
     KZEraseFixture f;
@@ -611,4 +611,38 @@ TEST(DeleteItems, AFailedSecureEraseKeepsTheInfoFile)
     EXPECT_TRUE(KZCommonFlleUtilties::sharedControl().secureErase(trash.itemURL("pinned")));
     EXPECT_TRUE(exists(item));
     EXPECT_TRUE(exists(trash.infoPath("pinned")));
+}
+
+TEST(DeleteItems, ALockedItemTheUserCannotUnlockIsQueuedAndStillTried)
+{
+    REQUIRE_ROOT();
+    KZEraseFixture f;
+    QString whyNot;
+    const auto mount
+        = KZTestMount::tmpfs(f.sandbox.path(QStringLiteral("ro")).toLocal8Bit(), &whyNot);
+    if (!mount)
+        GTEST_SKIP() << whyNot.toStdString();
+    KZTestTrash volume = KZTestTrash::onVolume(mount->mountPoint());
+    const QByteArray item = volume.addFile("pinned");
+    KZTestFiles::ImmutableGuard guard(item);
+    if (!guard.isSet() || !mount->remount(true))
+        GTEST_SKIP() << "no immutable flag or read-only remount here";
+    auto helper = std::make_shared<KZHelperRecord>();
+    helper->reportItems = false;
+    f.installHelper(helper);
+    f.defaults.setValue(KZUserDefaults::kShowAlert, false);
+    // A read-only volume refuses the unlock; the removal is refused as a locked item's is.
+    f.fileManager.failUnlink("pinned", EPERM);
+    f.script->answerAlways(KZDeleteItems::kLockedQuestionIdentifier, eraseForAll());
+    f.script->answerAlways(KZDeleteItems::kNoPermissionsQuestionIdentifier, eraseForAll());
+
+    ASSERT_TRUE(f.run({KZEraseFixture::location(volume, QStringLiteral("Volume"))}));
+    mount->remount(false);
+    ASSERT_EQ(helper->batches.size(), 1);
+    const QVariantMap batch = helper->batches.constFirst();
+    EXPECT_EQ(batch.value(KZBatchKey::unlockItems).toList(), QVariantList{item});
+    EXPECT_EQ(batch.value(KZBatchKey::permissionsItems).toList(), QVariantList{item});
+    EXPECT_EQ(f.fileManager.unlinkCount(), 1);
+    EXPECT_EQ(f.ended.constLast().notErasedCount, 2u); // what the helper said it left
+    EXPECT_TRUE(exists(item) && exists(volume.infoPath("pinned")));
 }
