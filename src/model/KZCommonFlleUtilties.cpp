@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstring>
 #include <vector>
 
 extern char **environ;
@@ -25,6 +26,15 @@ extern char **environ;
 namespace {
 
 constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+// A name a folder can hold: not empty, not "." or "..", no "/".
+bool isEntryName(const QByteArray &name)
+{
+    const qsizetype size = name.size();
+    if (size == 0 || (name[0] == '.' && (size == 1 || (size == 2 && name[1] == '.'))))
+        return false;
+    return std::memchr(name.constData(), '/', size_t(size)) == nullptr;
+}
 
 quint64 makeDevice(const struct statx &st)
 {
@@ -312,7 +322,7 @@ std::optional<KZCommonFlleUtilties::TrashFolder>
 KZCommonFlleUtilties::openSubfolder(const TrashFolder &parent, const QByteArray &name,
                                     KZFileManager &fm) const
 {
-    if (name.isEmpty() || name == "." || name == ".." || name.contains('/')) {
+    if (!isEntryName(name)) {
         errno = EINVAL;
         return std::nullopt;
     }
@@ -367,7 +377,7 @@ std::optional<KZError> KZCommonFlleUtilties::deleteItemAt(const TrashFolder &fol
                                                           const QByteArray &name, KZFileManager &fm,
                                                           mode_t type) const
 {
-    if (name.isEmpty() || name == "." || name == ".." || name.contains('/'))
+    if (!isEntryName(name))
         return outsideTrashError(KZPath::join(folder.realPath(), name));
     return removeInFolder(folder.descriptor(), name, folder.realPath(), folder.isFilesFolder(), fm,
                           type, &folder);

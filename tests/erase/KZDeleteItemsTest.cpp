@@ -180,10 +180,17 @@ TEST(DeleteItems, EmptiesEveryTrashOfTwoRealVolumes)
     f.trash.addFolder("home folder", {"inner/file"});
     volume.addFolder("volume folder", {"x", "y/z"});
     volume.writeInfo("orphan", "orphan");
+    // A file system mounted inside a Trash is not the Trash's to empty.
+    f.trash.addFolder("holder");
+    const auto inside = KZTestMount::tmpfs(f.trash.itemPath("holder/mounted"), &whyNot);
+    ASSERT_TRUE(inside) << whyNot.toStdString();
+    KZTestFiles::writeFile(f.trash.itemPath("holder/mounted/kept"), "kept");
     f.script->enqueue({KZAlertFirstButtonReturn});
 
     ASSERT_TRUE(f.run({KZEraseFixture::location(f.trash, QStringLiteral("Home")),
                        KZEraseFixture::location(volume, QStringLiteral("Volume"))}));
+    EXPECT_EQ(KZTestFiles::readFile(f.trash.itemPath("holder/mounted/kept")), "kept");
+    EXPECT_EQ(f.ended.constLast().notTrashed, QByteArrayList{f.trash.itemPath("holder")});
     EXPECT_FALSE(exists(f.trash.itemPath("home folder")));
     EXPECT_FALSE(exists(volume.itemPath("volume folder")));
     EXPECT_FALSE(exists(volume.infoPath("volume folder")));
