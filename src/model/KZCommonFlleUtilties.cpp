@@ -4,17 +4,21 @@
 #include "KZModelLog.h"
 #include "KZPath.h"
 #include "KZTrashFolder.h"
+#include "KZTrashInfo.h"
 #include "protocol/KZFileDescriptor.h"
 
 #include <QSet>
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <cstring>
 #include <vector>
 
 extern char **environ;
@@ -22,6 +26,20 @@ extern char **environ;
 namespace {
 
 constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+// A name a folder can hold: not empty, not "." or "..", no "/".
+bool isEntryName(const QByteArray &name)
+{
+    const qsizetype size = name.size();
+    if (size == 0 || (name[0] == '.' && (size == 1 || (size == 2 && name[1] == '.'))))
+        return false;
+    return std::memchr(name.constData(), '/', size_t(size)) == nullptr;
+}
+
+quint64 makeDevice(const struct statx &st)
+{
+    return (quint64(st.stx_dev_major) << 32) | st.stx_dev_minor;
+}
 
 KZError notURLError(const QUrl &url)
 {
@@ -233,9 +251,11 @@ bool KZCommonFlleUtilties::realFolderIsInTrash(const QByteArray &realFolder,
     *isFilesFolder = KZTrashFolder::trashRootOfFilesFolder(realFolder, dataHome).has_value();
     if (*isFilesFolder)
         return true;
-    for (QByteArray folder = KZPath::parentPath(realFolder); !folder.isEmpty() && folder != "/";
-         folder = KZPath::parentPath(folder)) {
-        if (KZTrashFolder::trashRootOfFilesFolder(folder, dataHome))
+    // Only an ancestor named "files" can be a Trash's files/ folder; a deep folder is not
+    // taken apart level by level.
+    for (qsizetype at = realFolder.indexOf("/files/"); at >= 0;
+         at = realFolder.indexOf("/files/", at + 1)) {
+        if (KZTrashFolder::trashRootOfFilesFolder(realFolder.left(at + 6), dataHome))
             return true;
     }
     return false;
@@ -276,21 +296,135 @@ std::optional<KZError> KZCommonFlleUtilties::deleteItemWithURL(const QUrl &url,
     bool topLevel = false;
     if (!realFolderIsInTrash(KZTrashFolder::realPathOfDescriptor(parentfd.get()), &topLevel))
         return outsideTrashError(path);
+    return removeInFolder(parentfd.get(), name, KZPath::parentPath(path), topLevel, fm);
+}
 
+std::optional<KZCommonFlleUtilties::TrashFolder>
+KZCommonFlleUtilties::checkTrashFolder(int dirfd) const
+{
+    TrashFolder folder;
+    folder.m_realPath = KZTrashFolder::realPathOfDescriptor(dirfd);
+    if (folder.m_realPath.isEmpty()
+        || !realFolderIsInTrash(folder.m_realPath, &folder.m_isFilesFolder))
+        return std::nullopt;
     struct statx st = {};
-    if (fm.statx(parentfd.get(), name.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) != 0)
-        return KZFileManager::errorForErrno(errno, path);
+    if (::statx(dirfd, "", AT_EMPTY_PATH, STATX_INO, &st) != 0)
+        return std::nullopt;
+    folder.m_dirfd = dirfd;
+    folder.m_device = makeDevice(st);
+    folder.m_inode = st.stx_ino;
+    if (folder.m_isFilesFolder)
+        folder.m_infoFolder.reset(::openat(dirfd, "../info", kDirectoryFlags));
+    return folder;
+}
+
+std::optional<KZCommonFlleUtilties::TrashFolder>
+KZCommonFlleUtilties::openSubfolder(const TrashFolder &parent, const QByteArray &name,
+                                    KZFileManager &fm) const
+{
+    if (!isEntryName(name)) {
+        errno = EINVAL;
+        return std::nullopt;
+    }
+    struct open_how how = {};
+    how.flags = quint64(kDirectoryFlags);
+    how.resolve = RESOLVE_NO_XDEV | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+    int fd = int(::syscall(SYS_openat2, parent.m_dirfd, name.constData(), &how, sizeof how));
+    if (fd < 0 && errno == ENOSYS) {
+        // Older kernels: open, then refuse a mount point.
+        fd = fm.openat(parent.m_dirfd, name.constData(), kDirectoryFlags);
+        struct statx st = {};
+        if (fd >= 0
+            && (::statx(fd, "", AT_EMPTY_PATH, STATX_TYPE, &st) != 0
+                || (st.stx_attributes_mask & st.stx_attributes & STATX_ATTR_MOUNT_ROOT))) {
+            fm.close(fd);
+            fd = -1;
+            errno = EXDEV;
+        }
+    }
+    if (fd < 0)
+        return std::nullopt;
+    TrashFolder folder;
+    folder.m_dirfd = fd;
+    folder.m_realPath = KZPath::join(parent.m_realPath, name);
+    struct statx st = {};
+    if (::statx(fd, "", AT_EMPTY_PATH, STATX_INO, &st) == 0) {
+        folder.m_device = makeDevice(st);
+        folder.m_inode = st.stx_ino;
+    }
+    return folder;
+}
+
+std::optional<KZCommonFlleUtilties::TrashFolder>
+KZCommonFlleUtilties::reopened(const TrashFolder &folder, int dirfd) const
+{
+    struct statx st = {};
+    if (::statx(dirfd, "", AT_EMPTY_PATH, STATX_INO, &st) != 0 || makeDevice(st) != folder.m_device
+        || st.stx_ino != folder.m_inode)
+        return std::nullopt;
+    TrashFolder again;
+    again.m_dirfd = dirfd;
+    again.m_realPath = folder.m_realPath;
+    again.m_isFilesFolder = folder.m_isFilesFolder;
+    again.m_device = folder.m_device;
+    again.m_inode = folder.m_inode;
+    if (again.m_isFilesFolder)
+        again.m_infoFolder.reset(::openat(dirfd, "../info", kDirectoryFlags));
+    return again;
+}
+
+std::optional<KZError> KZCommonFlleUtilties::deleteItemAt(const TrashFolder &folder,
+                                                          const QByteArray &name, KZFileManager &fm,
+                                                          mode_t type) const
+{
+    if (!isEntryName(name))
+        return outsideTrashError(KZPath::join(folder.realPath(), name));
+    return removeInFolder(folder.descriptor(), name, folder.realPath(), folder.isFilesFolder(), fm,
+                          type, &folder);
+}
+
+std::optional<KZError> KZCommonFlleUtilties::deleteItemAt(int dirfd, const QByteArray &name,
+                                                          KZFileManager &fm) const
+{
+    const auto folder = checkTrashFolder(dirfd);
+    if (!folder)
+        return outsideTrashError(KZPath::join(KZTrashFolder::realPathOfDescriptor(dirfd), name));
+    return deleteItemAt(*folder, name, fm);
+}
+
+std::optional<KZError> KZCommonFlleUtilties::removeInFolder(int parentfd, const QByteArray &name,
+                                                            const QByteArray &folderPath,
+                                                            bool topLevel, KZFileManager &fm,
+                                                            mode_t type,
+                                                            const TrashFolder *folder) const
+{
+    struct statx st = {};
+    if (type != 0) {
+        // Known to the caller; should it have changed since, a file removed as a file fails
+        // on a folder (EISDIR), and a folder that became something else is unlinked as such.
+        st.stx_mode = type;
+    } else if (fm.statx(parentfd, name.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) != 0) {
+        return KZFileManager::errorForErrno(errno, KZPath::join(folderPath, name));
+    }
     RemovalState state{fm, std::nullopt, {}};
     if (S_ISDIR(st.stx_mode)) {
-        removeTree(state, parentfd.get(), name.constData());
-    } else if (fm.unlinkat(parentfd.get(), name.constData(), 0) != 0) {
-        state.firstError = KZFileManager::errorForErrno(errno, path);
+        // An empty folder goes at once; anything else (contents, a mount point, missing
+        // rights) is left to the walk, which knows what to do with each.
+        if (fm.unlinkat(parentfd, name.constData(), AT_REMOVEDIR) != 0)
+            removeTree(state, parentfd, name.constData());
+    } else if (fm.unlinkat(parentfd, name.constData(), 0) != 0) {
+        state.firstError = KZFileManager::errorForErrno(errno, KZPath::join(folderPath, name));
     }
 
     if (topLevel && !state.firstError
-        && fm.statx(parentfd.get(), name.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) != 0
+        && fm.statx(parentfd, name.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) != 0
         && errno == ENOENT) {
-        const KZFileDescriptor rootfd(fm.openat(parentfd.get(), "..", kDirectoryFlags));
+        if (folder && folder->m_infoFolder.isValid()) {
+            const QByteArray infoName = name + KZTrashInfo::kFileSuffix;
+            fm.unlinkat(folder->m_infoFolder.get(), infoName.constData(), 0);
+            return state.firstError;
+        }
+        const KZFileDescriptor rootfd(fm.openat(parentfd, "..", kDirectoryFlags));
         if (rootfd.isValid())
             KZTrashFolder::forgetItems(rootfd.get(), {name}, fm);
     }
@@ -425,6 +559,20 @@ QString KZCommonFlleUtilties::failureTextOfError(const KZError &error)
 
 bool KZCommonFlleUtilties::isAnEmptyFolder(const QUrl &url) const
 {
+    const QByteArray path = KZPath::pathFromURL(url);
+    return isOpenFolderEmpty(path.isEmpty() ? -1 : ::open(path.constData(), kDirectoryFlags));
+}
+
+bool KZCommonFlleUtilties::isAnEmptyFolderAt(int dirfd, const QByteArray &name,
+                                             bool *hasNoEntries) const
+{
+    return isOpenFolderEmpty(::openat(dirfd, name.constData(), kDirectoryFlags), hasNoEntries);
+}
+
+bool KZCommonFlleUtilties::isOpenFolderEmpty(int rootfd, bool *hasNoEntries) const
+{
+    if (hasNoEntries)
+        *hasNoEntries = false;
     using Action = KZDirectoryWalker::Action;
     struct State
     {
@@ -432,8 +580,6 @@ bool KZCommonFlleUtilties::isAnEmptyFolder(const QUrl &url) const
         bool flag = false;
         std::optional<QSet<QByteArray>> hiddenNames;
     };
-    const QByteArray path = KZPath::pathFromURL(url);
-    const int rootfd = path.isEmpty() ? -1 : ::open(path.constData(), kDirectoryFlags);
     // A folder that cannot be listed has no entries to show, so it counts as empty.
     if (rootfd < 0)
         return true;
@@ -501,6 +647,8 @@ bool KZCommonFlleUtilties::isAnEmptyFolder(const QUrl &url) const
     walker.walk(rootfd);
     if (answeredNo)
         return false;
+    if (hasNoEntries)
+        *hasNoEntries = !states.front().hasEntries;
     return !states.front().hasEntries || states.front().flag;
 }
 

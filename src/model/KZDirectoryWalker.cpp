@@ -36,10 +36,10 @@ KZDirectoryWalker::KZDirectoryWalker(KZFileManager &fileManager)
 
 KZDirectoryWalker::Action KZDirectoryWalker::readFolder(Frame &frame, size_t depth)
 {
-    if (m_buffer.empty())
-        m_buffer.resize(kBufferSize);
+    if (!m_buffer)
+        m_buffer.reset(new char[kBufferSize]); // not cleared: getdents64 fills what is read
     for (;;) {
-        const ssize_t read = m_fileManager.getdents64(frame.fd, m_buffer.data(), m_buffer.size());
+        const ssize_t read = m_fileManager.getdents64(frame.fd, m_buffer.get(), kBufferSize);
         if (read == 0)
             break;
         if (read < 0) {
@@ -48,7 +48,7 @@ KZDirectoryWalker::Action KZDirectoryWalker::readFolder(Frame &frame, size_t dep
             break;
         }
         for (ssize_t offset = 0; offset < read;) {
-            const auto *entry = reinterpret_cast<const LinuxDirent64 *>(m_buffer.data() + offset);
+            const auto *entry = reinterpret_cast<const LinuxDirent64 *>(m_buffer.get() + offset);
             offset += entry->d_reclen;
             const char *name = entry->d_name;
             if (isDotOrDotDot(name))

@@ -5,6 +5,7 @@
 #include <QByteArray>
 
 #include <functional>
+#include <memory>
 #include <vector>
 
 // Walks a folder tree through directory descriptors: getdents64 on each folder, openat with
@@ -68,6 +69,6 @@ private:
 
     KZFileManager &m_fileManager;
     std::vector<Frame> m_frames;
-    std::vector<char> m_buffer;
+    std::unique_ptr<char[]> m_buffer; // a folder's entries as read, made on first use
     size_t m_lowestOpen = 0;
 };

@@ -78,7 +78,19 @@ KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, quint64 *
 {
     if (url.isEmpty())
         return {};
-    const int rootfd = openWalkRoot(url);
+    return sizeOfOpenFolder(openWalkRoot(url), itemsFound);
+}
+
+KZItemSizeInfo KZFilesUtilities::iterateFolderForSizeAt(int dirfd, const QByteArray &name,
+                                                        quint64 *itemsFound) const
+{
+    return sizeOfOpenFolder(
+        ::openat(dirfd, name.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC),
+        itemsFound);
+}
+
+KZItemSizeInfo KZFilesUtilities::sizeOfOpenFolder(int rootfd, quint64 *itemsFound) const
+{
     if (rootfd < 0)
         return {};
     SizeSum sum;

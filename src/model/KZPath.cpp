@@ -40,9 +40,13 @@ QByteArray KZPath::parentPath(const QByteArray &path)
 
 QByteArray KZPath::join(const QByteArray &parent, const QByteArray &name)
 {
-    if (parent.endsWith('/'))
-        return parent + name;
-    return parent + '/' + name;
+    QByteArray path;
+    path.reserve(parent.size() + 1 + name.size());
+    path.append(parent);
+    if (!parent.endsWith('/'))
+        path.append('/');
+    path.append(name);
+    return path;
 }
 
 QString KZPath::displayString(const QByteArray &bytes)
