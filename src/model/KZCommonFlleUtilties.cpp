@@ -276,21 +276,40 @@ std::optional<KZError> KZCommonFlleUtilties::deleteItemWithURL(const QUrl &url,
     bool topLevel = false;
     if (!realFolderIsInTrash(KZTrashFolder::realPathOfDescriptor(parentfd.get()), &topLevel))
         return outsideTrashError(path);
+    return removeInFolder(parentfd.get(), name, path, topLevel, fm);
+}
 
+std::optional<KZError> KZCommonFlleUtilties::deleteItemAt(int dirfd, const QByteArray &name,
+                                                          KZFileManager &fm) const
+{
+    const QByteArray folder = KZTrashFolder::realPathOfDescriptor(dirfd);
+    const QByteArray path = KZPath::join(folder, name);
+    if (name.isEmpty() || name == "." || name == ".." || name.contains('/'))
+        return outsideTrashError(path);
+    bool topLevel = false;
+    if (folder.isEmpty() || !realFolderIsInTrash(folder, &topLevel))
+        return outsideTrashError(path);
+    return removeInFolder(dirfd, name, path, topLevel, fm);
+}
+
+std::optional<KZError> KZCommonFlleUtilties::removeInFolder(int parentfd, const QByteArray &name,
+                                                            const QByteArray &path, bool topLevel,
+                                                            KZFileManager &fm) const
+{
     struct statx st = {};
-    if (fm.statx(parentfd.get(), name.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) != 0)
+    if (fm.statx(parentfd, name.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) != 0)
         return KZFileManager::errorForErrno(errno, path);
     RemovalState state{fm, std::nullopt, {}};
     if (S_ISDIR(st.stx_mode)) {
-        removeTree(state, parentfd.get(), name.constData());
-    } else if (fm.unlinkat(parentfd.get(), name.constData(), 0) != 0) {
+        removeTree(state, parentfd, name.constData());
+    } else if (fm.unlinkat(parentfd, name.constData(), 0) != 0) {
         state.firstError = KZFileManager::errorForErrno(errno, path);
     }
 
     if (topLevel && !state.firstError
-        && fm.statx(parentfd.get(), name.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) != 0
+        && fm.statx(parentfd, name.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) != 0
         && errno == ENOENT) {
-        const KZFileDescriptor rootfd(fm.openat(parentfd.get(), "..", kDirectoryFlags));
+        const KZFileDescriptor rootfd(fm.openat(parentfd, "..", kDirectoryFlags));
         if (rootfd.isValid())
             KZTrashFolder::forgetItems(rootfd.get(), {name}, fm);
     }

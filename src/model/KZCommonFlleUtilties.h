@@ -35,6 +35,13 @@ public:
     [[nodiscard]] std::optional<KZError> deleteItemWithURL(const QUrl &url,
                                                            KZFileManager &fileManager
                                                            = KZFileManager::defaultManager()) const;
+    // deleteItemWithURL for the item name in the folder open as dirfd, for callers that walk
+    // a Trash through descriptors: the folder must lie inside a Trash's files/ folder (checked
+    // by the descriptor's real path, so links above it do not matter); the item is removed the
+    // same way. Errors name the item by the folder's real path.
+    [[nodiscard]] std::optional<KZError> deleteItemAt(int dirfd, const QByteArray &name,
+                                                      KZFileManager &fileManager
+                                                      = KZFileManager::defaultManager()) const;
     // Runs srm -lrv on the item and reads its output chunk by chunk; the error of the last
     // chunk that reported a failure, else nothing. Nothing at all when srm is not installed.
     [[nodiscard]] std::optional<KZError> secureErase(const QUrl &url) const;
@@ -59,6 +66,9 @@ public:
     [[nodiscard]] bool isHiddenWithURL(const QUrl &url) const;
 
 private:
+    [[nodiscard]] std::optional<KZError> removeInFolder(int parentfd, const QByteArray &name,
+                                                        const QByteArray &path, bool topLevel,
+                                                        KZFileManager &fileManager) const;
     [[nodiscard]] bool realFolderIsInTrash(const QByteArray &realFolder, bool *isFilesFolder) const;
 
     QString m_secureRemoveTool;

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "model/KZError.h"
+
+#include <QByteArray>
+#include <QByteArrayList>
+#include <QMetaType>
+
+#include <optional>
+
+// What one erase job did, taken when it ends (before its lists are let go), so that a front
+// end can report it and choose an exit status.
+struct KZEraseSummary
+{
+    quint64 erasedCount = 0; // items erased, by the engine and the helper
+    quint64 erasedSize = 0;  // their allocated bytes
+    // Items counted as not erased: locked or protected ones while the helper is not available,
+    // busy ones, and what the helper reported it could not erase (its count replaces the
+    // engine's own when it finishes).
+    quint64 notErasedCount = 0;
+    quint64 itemBusyCount = 0; // removals refused because the item was in use
+    // Items the user chose to skip (the skip lists), per kind.
+    quint64 skippedLockedCount = 0;
+    quint64 skippedNoPermissionsCount = 0;
+    // Removals that failed for any other reason: the engine only beeps for those.
+    quint64 otherErrorCount = 0;
+    // Items queued for the privileged helper, per kind.
+    quint64 unlockItemsCount = 0;
+    quint64 permissionsItemsCount = 0;
+    // Folders left because something inside them stayed.
+    QByteArrayList notTrashed;
+    bool stoppedByUser = false;
+    bool eraseSecurely = false;
+    bool isSmartErase = false;
+    bool isHelperAuthorized = false;
+    bool handedToHelper = false;
+    QByteArray logFile; // the log written to, empty without a log
+    // The error the helper's client reported, if any.
+    std::optional<KZError> helperError;
+
+    // Every item the job was asked to erase went.
+    [[nodiscard]] bool everythingErased() const
+    {
+        return !stoppedByUser && notErasedCount == 0 && itemBusyCount == 0
+               && skippedLockedCount == 0 && skippedNoPermissionsCount == 0 && otherErrorCount == 0
+               && notTrashed.isEmpty() && !helperError;
+    }
+};
+Q_DECLARE_METATYPE(KZEraseSummary)

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <QByteArray>
+#include <QMutex>
+#include <QString>
+#include <QUrl>
+#include <QVariantMap>
+
+#include <functional>
+
+// The erase log of one job: a start line, one line per item erased, an end line with the total
+// size, appended to the newest file of the job kind's folder until that file is a set number
+// of days old. Files live in $XDG_STATE_HOME/Binwise/Logs/<job kind>/, UTF-8, one line per
+// item: a path that holds a line break or other control characters (or is not UTF-8) is written
+// escaped. Lines are buffered and reach the file in whole lines; the end of the session
+// flushes. Item lines may come from the walker thread or the helper's callbacks while the main
+// thread flushes: every entry is thread-safe.
+class KZLogController
+{
+public:
+    // Settings dictionary keys.
+    static inline const QString kStartStr = QStringLiteral("startStr");
+    static inline const QString kEndStr = QStringLiteral("endStr");
+    static inline const QString kPartialLogName = QStringLiteral("partialLogName");
+    static inline const QString kGapTime = QStringLiteral("gapTime");
+
+    // $XDG_STATE_HOME/Binwise/Logs (else ~/.local/state/Binwise/Logs), read now.
+    [[nodiscard]] static QByteArray defaultLogsFolder();
+
+    // dictionary: the settings above (copied). logsFolder: where the job-kind folders go;
+    // empty means defaultLogsFolder().
+    explicit KZLogController(const QVariantMap &dictionary, const QByteArray &logsFolder = {});
+    ~KZLogController();
+    KZLogController(const KZLogController &) = delete;
+    KZLogController &operator=(const KZLogController &) = delete;
+
+    // Finds the newest log file of the job kind that may still be used, or makes a new one,
+    // and opens it for appending. False when the folder or a new file cannot be made (also
+    // true when an existing file was found but could not be opened: writes then do nothing).
+    bool openLogFile();
+    // The job kind's folder, made (0700, with the folders above it) when missing; empty on
+    // failure. A "/" in the name, which no Linux file name can hold, is written as ":".
+    [[nodiscard]] QUrl urlWithFolderName(const QString &name);
+    // Picks the newest visible, non-folder entry of the folder (by creation date, else the
+    // modification date where the file system keeps none) as currLogURL, and answers whether
+    // it is younger than days.
+    [[nodiscard]] bool searchLogFileWithURL(const QUrl &folder, qint16 days);
+
+    // The three kinds of line; each does nothing without an open file.
+    void writeStartSession();
+    void writeEntryWithPath(const QByteArray &path, quint64 itemSize);
+    void writeEndSessionAndCloseFile();
+    // Writes buffered lines out now (the engine does so at each progress tick).
+    void flush();
+
+    [[nodiscard]] QUrl currLogURL() const;
+    [[nodiscard]] bool isOpen() const;
+    [[nodiscard]] quint64 totSize() const;
+    [[nodiscard]] quint64 itemsCount() const;
+    [[nodiscard]] QVariantMap infoDict() const;
+
+    // Seconds since 1970 now; tests move the clock to age a log file.
+    void setClock(std::function<double()> now);
+
+private:
+    void writeLocked(const QByteArray &bytes);
+    void flushLocked();
+    [[nodiscard]] QString text(const QString &key) const;
+
+    mutable QMutex m_lock;
+    QVariantMap m_infoDict;
+    QByteArray m_logsFolder;
+    quint64 m_totSize = 0;
+    quint64 m_itemsCount = 0;
+    QUrl m_currLogURL;
+    int m_currLogHandle = -1;
+    QByteArray m_buffer;
+    std::function<double()> m_now;
+};
