@@ -1,8 +1,11 @@
 #include "KZCliApplication.h"
 
+#include "KZCliEraseCommand.h"
 #include "KZCliListing.h"
 #include "KZCliTrashes.h"
 #include "KZCommandLine.h"
+#include "app/KZUserDefaults.h"
+#include "privileged/KZSecureAccess.h"
 
 #include <QCoreApplication>
 
@@ -63,9 +66,14 @@ int KZCliApplication::run(const QByteArrayList &arguments)
         return Done;
     }
     case KZCommandLine::Command::Empty:
-    case KZCommandLine::Command::Erase:
-        printError(QStringLiteral("not available yet"));
-        return UsageError;
+    case KZCommandLine::Command::Erase: {
+        // The user's settings, over the defaults the desktop application registers too.
+        KZUserDefaults::sharedControl().setupDefaultsPreferences();
+        // The engine reaches the privileged helper through this factory.
+        KZSecureAccess::installFactory();
+        KZCliTrashes trashes;
+        return KZCliEraseCommand(options, trashes).run();
+    }
     case KZCommandLine::Command::None:
     case KZCommandLine::Command::Help:
         break;
