@@ -3,6 +3,7 @@
 #include "model/KZFilesUtilities.h"
 #include "model/KZMountTable.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QSettings>
@@ -223,11 +224,16 @@ KZCliResult KZCliRunner::run(const QByteArrayList &arguments, Input input, const
     PseudoTerminal terminal;
     if (input == Input::Closed) {
         process.setStandardInputFile(QProcess::nullDevice());
-    } else if (input == Input::Terminal) {
+    } else if (input == Input::Terminal || input == Input::TerminalWithErrors) {
         if (!terminal.isValid())
             return {};
         const int follower = terminal.follower();
-        process.setChildProcessModifier([follower] { ::dup2(follower, STDIN_FILENO); });
+        const bool errors = input == Input::TerminalWithErrors;
+        process.setChildProcessModifier([follower, errors] {
+            ::dup2(follower, STDIN_FILENO);
+            if (errors)
+                ::dup2(follower, STDERR_FILENO);
+        });
     }
     QString program;
     QStringList list;
@@ -238,20 +244,36 @@ KZCliResult KZCliRunner::run(const QByteArrayList &arguments, Input input, const
     if (input == Input::Pipe) {
         process.write(typed);
         process.closeWriteChannel();
-    } else if (input == Input::Terminal) {
+    } else if (input == Input::Terminal || input == Input::TerminalWithErrors) {
         terminal.closeFollower();
         if (!typed.isEmpty()
             && ::write(terminal.leader(), typed.constData(), size_t(typed.size())) != typed.size())
             return {};
     }
     KZCliResult result;
-    if (!process.waitForFinished(timeoutMs)) {
+    QByteArray shown;
+    const auto drainTerminal = [&] {
+        char buffer[4096];
+        ssize_t n = 0;
+        while ((n = ::read(terminal.leader(), buffer, sizeof buffer)) > 0)
+            shown.append(buffer, n);
+    };
+    if (input == Input::TerminalWithErrors) {
+        // The terminal must be read while the program runs, or its buffer fills and the
+        // program blocks writing to it.
+        ::fcntl(terminal.leader(), F_SETFL, O_NONBLOCK);
+        QDeadlineTimer deadline(timeoutMs);
+        while (!process.waitForFinished(50) && !deadline.hasExpired())
+            drainTerminal();
+        drainTerminal();
+    }
+    if (process.state() != QProcess::NotRunning && !process.waitForFinished(timeoutMs)) {
         process.kill();
         process.waitForFinished(5000);
         result.crashed = true;
     }
     result.out = process.readAllStandardOutput();
-    result.err = process.readAllStandardError();
+    result.err = input == Input::TerminalWithErrors ? shown : process.readAllStandardError();
     result.crashed = result.crashed || process.exitStatus() != QProcess::NormalExit;
     result.exitCode = process.exitCode();
     return result;

@@ -10,7 +10,14 @@
 #include <QProcessEnvironment>
 
 #include <memory>
+#include <ostream>
 #include <vector>
+
+// Names in failure messages as text with escapes, not as arrays of characters.
+inline void PrintTo(const QByteArray &bytes, std::ostream *out)
+{
+    *out << '"' << bytes.toPercentEncoding(" /-_.!#$&'()*+,:;=?@[]~").toStdString() << '"';
+}
 
 // What one run of the real binwise executable did.
 struct KZCliResult
@@ -32,6 +39,8 @@ public:
         Closed,   // standard input is /dev/null: no terminal
         Pipe,     // typed is written to a pipe, which is then closed
         Terminal, // standard input is a pseudo-terminal; typed is typed on it
+        // Standard input and error on a pseudo-terminal (what it shows lands in err).
+        TerminalWithErrors,
     };
 
     KZCliRunner();
