@@ -1,9 +1,86 @@
 #include "KZDeleteItems.h"
 
+#include "KZTUErrorDelegate.h"
+#include "app/KZAppGlobals.h"
+#include "app/KZMainThread.h"
+#include "app/KZNotificationCenter.h"
+#include "app/KZUserDefaults.h"
+#include "format/KZLocalizedStrings.h"
+#include "format/KZNumberUtilities.h"
 #include "model/KZCommonFlleUtilties.h"
+#include "model/KZDirectoryWalker.h"
+#include "model/KZFileDescriptor.h"
+#include "model/KZFileManager.h"
+#include "model/KZFilesUtilities.h"
+#include "model/KZPath.h"
+#include "model/KZTrashFolder.h"
 
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QLoggingCategory>
 #include <QMutexLocker>
 #include <QThread>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <vector>
+
+Q_LOGGING_CATEGORY(lcErase, "binwise.erase")
+
+namespace {
+
+constexpr int kTickMs = 200;
+constexpr double kShowProgressAfter = 0.5;
+constexpr unsigned kItemMask = STATX_TYPE | STATX_MODE | STATX_UID | STATX_BLOCKS;
+constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+
+double systemNow()
+{
+    return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
+}
+
+bool isLocked(const struct statx &st)
+{
+    const auto flags = quint64(STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND);
+    return (st.stx_attributes_mask & st.stx_attributes & flags) != 0;
+}
+
+QVariantList pathList(const QByteArrayList &paths)
+{
+    QVariantList list;
+    list.reserve(paths.size());
+    for (const QByteArray &path : paths)
+        list.append(path);
+    return list;
+}
+
+qsizetype listSize(const QVariantMap &map, const QString &key)
+{
+    return map.value(key).toList().size();
+}
+
+} // namespace
+
+// One item on its way through the checks: its path, and, on the walk, the folder it is in
+// (open, inside the Trash) and its name there, so that nothing is looked up by path again.
+struct KZDeleteItems::Item
+{
+    QByteArray path;
+    int dirfd = -1; // -1: work by path
+    QByteArray name;
+    std::optional<struct statx> st;
+    bool statRead = false;
+
+    [[nodiscard]] QUrl url() const { return KZPath::urlFromPath(path); }
+    [[nodiscard]] int at() const { return dirfd >= 0 ? dirfd : AT_FDCWD; }
+    [[nodiscard]] const char *where() const
+    {
+        return dirfd >= 0 ? name.constData() : path.constData();
+    }
+};
 
 KZDeleteItems &KZDeleteItems::sharedControl()
 {
@@ -18,90 +95,880 @@ KZDeleteItems::KZDeleteItems()
 KZDeleteItems::KZDeleteItems(const Environment &environment, QObject *parent)
     : QObject(parent)
     , m_environment(environment)
-{}
+{
+    qRegisterMetaType<KZEraseSummary>();
+    if (!m_environment.commonFileUtilities)
+        m_ownCommonFileUtilities
+            = std::make_unique<KZCommonFlleUtilties>(m_environment.secureRemoveTool);
+    m_timer.setInterval(kTickMs);
+    connect(&m_timer, &QTimer::timeout, this, &KZDeleteItems::updateProgressStatus);
+}
 
-KZDeleteItems::~KZDeleteItems() = default;
+KZDeleteItems::~KZDeleteItems()
+{
+    m_timer.stop();
+    m_sizeThreadStop.store(true);
+    if (m_progressCntrl)
+        m_progressCntrl->setStopped(true);
+    // The walker may be waiting for a question on this thread: keep answering while it ends.
+    for (QThread *thread : {m_walker, m_sizeThread}) {
+        if (!thread)
+            continue;
+        while (!thread->wait(10))
+            QCoreApplication::processEvents();
+        delete thread;
+    }
+    m_walker = nullptr;
+    m_sizeThread = nullptr;
+}
+
+KZFileManager &KZDeleteItems::fileManager() const
+{
+    return m_environment.fileManager ? *m_environment.fileManager : KZFileManager::defaultManager();
+}
+
+KZFilesUtilities &KZDeleteItems::filesUtilities() const
+{
+    return m_environment.filesUtilities ? *m_environment.filesUtilities
+                                        : KZFilesUtilities::sharedControl();
+}
+
+KZCommonFlleUtilties &KZDeleteItems::commonFileUtilities() const
+{
+    return m_environment.commonFileUtilities ? *m_environment.commonFileUtilities
+                                             : *m_ownCommonFileUtilities;
+}
+
+KZUserDefaults &KZDeleteItems::userDefaults() const
+{
+    return m_environment.userDefaults ? *m_environment.userDefaults
+                                      : KZUserDefaults::sharedControl();
+}
+
+KZTUErrorDelegate &KZDeleteItems::presenter() const
+{
+    return m_environment.presenter ? *m_environment.presenter : KZTUErrorDelegate::sharedControl();
+}
+
+KZBWAlert &KZDeleteItems::alert() const
+{
+    return m_environment.alert ? *m_environment.alert : KZBWAlert::sharedControl();
+}
+
+double KZDeleteItems::now() const
+{
+    return m_environment.clock ? m_environment.clock() : systemNow();
+}
+
+void KZDeleteItems::beep() const
+{
+    // The sound belongs to the main thread; the walker does not wait for it.
+    const std::shared_ptr<KZAlertBackend> backend = presenter().backend();
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(), [backend] { backend->beep(); }, Qt::QueuedConnection);
+}
+
+void KZDeleteItems::postStopWorking()
+{
+    KZNotificationCenter::defaultCenter().postNotificationName(kStopWorkingNotification);
+}
 
 void KZDeleteItems::setProgressDisplayFactory(KZProgressUI::DisplayFactory factory)
 {
     m_displayFactory = std::move(factory);
 }
 
-bool KZDeleteItems::prepareToEraseWithArray(const KZEraseRequest &)
+// ---- The job ------------------------------------------------------------------------------
+
+bool KZDeleteItems::prepareToEraseWithArray(const KZEraseRequest &array)
 {
-    return false;
+    if (m_isWorking.load() || m_walker) {
+        // The application never starts a second job while one runs; refuse rather than pull
+        // the first one's state from under its walker.
+        qCWarning(lcErase, "prepareToEraseWithArray: a job is already running");
+        return false;
+    }
+    joinThreads();
+    if (m_environment.activate)
+        m_environment.activate();
+    m_totSize.store(0);
+    m_totItems.store(0);
+
+    KZUserDefaults &defaults = userDefaults();
+    if (!defaults.boolForKey(KZUserDefaults::kShowAlert)) {
+        // Without a confirmation the request kind stays that of the previous request, the
+        // erase is never secure and nothing is logged: kept as the application always did.
+        emptyTrashWithArray(array, false);
+        return true;
+    }
+
+    m_isSmartErase = array.size() == 1 && array.constFirst().isSmart();
+    KZBWAlert::OtherInfo otherInfo;
+    if (array.size() >= 2) {
+        otherInfo.information = KZLocalizedString(QStringLiteral("eraseAll"));
+        otherInfo.calculatedStr = QStringLiteral("all_disks");
+    } else if (array.size() == 1 && m_isSmartErase) {
+        otherInfo.information = KZLocalizedString(QStringLiteral("smartErase"));
+        otherInfo.calculatedStr = QStringLiteral("smart_erase");
+    } else if (array.size() == 1) {
+        otherInfo.information = KZLocalizedFormat(
+            QStringLiteral("eraseVol"), {array.constFirst().volumeName.value_or(QString())});
+        otherInfo.calculatedStr = QStringLiteral("single_disk");
+    } else {
+        otherInfo.information = KZLocalizedString(QStringLiteral("eraseAll"));
+        otherInfo.calculatedStr = QStringLiteral("all_disks");
+    }
+    otherInfo.message = QStringLiteral("deleteMess");
+    otherInfo.isSmartErase = m_isSmartErase;
+
+    std::optional<KZBWAlert::CalculationInfo> calculation;
+    const int answer = alert().showAlertWithTrashInfo(array, otherInfo, &calculation);
+    if (answer == KZAlertThirdButtonReturn) {
+        postStopWorking();
+        return false;
+    }
+    const bool secure = answer == KZAlertSecondButtonReturn;
+    if (calculation) {
+        m_totSize.store(calculation->itemsSize);
+        m_totItems.store(calculation->itemsCount);
+    }
+
+    if (defaults.boolForKey(KZUserDefaults::kWriteLog)) {
+        if (!prepareLogFile(array, secure)) {
+            const int goOn = presenter().askToTheUser(QStringLiteral("open_log_file_error"),
+                                                      QString(), {}, QStringLiteral("yes_btn"),
+                                                      QStringLiteral("no_btn"), QString());
+            if (goOn != KZAlertFirstButtonReturn) {
+                m_logCntrl.reset();
+                postStopWorking();
+                return false;
+            }
+        }
+        if (m_logCntrl)
+            m_logCntrl->writeStartSession();
+    }
+    emptyTrashWithArray(array, secure);
+    return true;
 }
 
-void KZDeleteItems::emptyTrashWithArray(const KZEraseRequest &, bool) {}
-
-void KZDeleteItems::doCalcSizeInfo(const KZEraseRequest &) {}
-
-void KZDeleteItems::doIterateTrashes(const KZEraseRequest &) {}
-
-void KZDeleteItems::iterateSmartArrayToDelete(const QList<QUrl> &) {}
-
-std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &)
+void KZDeleteItems::emptyTrashWithArray(const KZEraseRequest &array, bool secureDelete)
 {
-    return std::nullopt;
+    joinThreads();
+    m_progressCntrl = std::make_unique<KZProgressUI>(this);
+    if (m_displayFactory)
+        m_progressCntrl->setDisplay(m_displayFactory(m_progressCntrl.get()));
+
+    m_isSecuredErasing.store(false);
+    m_itemBusyCount.store(0);
+    m_otherErrorCount.store(0);
+    m_isHelperAuthorized = KZAppGlobals::isHelperAvailable();
+    m_eraseSecurely = secureDelete;
+    {
+        QMutexLocker locker(&m_lock);
+        m_toAuthorizeInfo.reset();
+        m_notAuthorizedItems.reset();
+        m_volumeName.clear();
+        m_helperError.reset();
+    }
+    m_deleteLNoPermissionsAlreadyAsked = false;
+    m_deleteNoPermissions = false;
+    m_deleteLockedAlreadyAsked = false;
+    m_deleteLocked = userDefaults().boolForKey(KZUserDefaults::kDeleteLocked);
+    m_isWorking.store(true);
+    m_totItemsDeleted.store(0);
+    m_totSizeDeleted.store(0);
+    m_notErasedCount.store(0);
+    m_panelAlreadyShown = false;
+    m_startTime = now();
+    m_progressCntrl->setTrashName(QString());
+
+    if (m_totItems.load() != 0) {
+        m_progressCntrl->setMaxValue(m_totItems.load());
+    } else {
+        m_sizeThreadStop.store(false);
+        m_sizeThread = QThread::create([this, array] { doCalcSizeInfo(array); });
+        m_sizeThread->setObjectName(QStringLiteral("binwise-erase-size"));
+        m_sizeThread->start();
+    }
+
+    m_timer.start();
+    m_walker = QThread::create([this, array] { doIterateTrashes(array); });
+    m_walker->setObjectName(QStringLiteral("binwise-erase-walk"));
+    m_walker->start();
 }
 
-void KZDeleteItems::manageItemURL(const QUrl &, bool) {}
+void KZDeleteItems::doCalcSizeInfo(const KZEraseRequest &array)
+{
+    KZFilesUtilities &files = filesUtilities();
+    KZProgressUI *progress = m_progressCntrl.get();
+    if (m_isSmartErase) {
+        for (const QUrl &url : array.value(0).itemsToErase) {
+            if (m_sizeThreadStop.load())
+                return;
+            if (files.isDirectoryWithURL(url)) {
+                quint64 found = 0;
+                m_totSize += files.iterateFolderForSize(url, &found).totalFileSize;
+                m_totItems += found;
+            } else {
+                m_totSize
+                    += files.attributeWithURL(url, KZResourceKey::TotalFileSize).toULongLong();
+                m_totItems += 1;
+            }
+            progress->setMaxValue(m_totItems.load());
+        }
+        return;
+    }
+    for (const KZEraseRecord &record : array) {
+        if (m_sizeThreadStop.load())
+            return;
+        // A Trash marked empty is measured all the same.
+        quint64 found = 0;
+        m_totSize += files.iterateFolderForSize(record.trashURL, &found).totalFileSize;
+        m_totItems += found;
+        progress->setMaxValue(m_totItems.load());
+    }
+}
+
+void KZDeleteItems::doIterateTrashes(const KZEraseRequest &array)
+{
+    if (m_isSmartErase) {
+        iterateSmartArrayToDelete(array.value(0).itemsToErase);
+    } else {
+        for (const KZEraseRecord &record : array) {
+            if (!record.trashIsEmpty.value_or(false)) {
+                if (record.volumeName && !record.volumeName->isEmpty())
+                    setVolumeName(*record.volumeName);
+                (void)iterateFolderForDeleteContent(record.trashURL);
+                // Info files whose item is gone (this walk's, or left by other programs).
+                if (!record.trashURL.isEmpty())
+                    KZTrashFolder::removeOrphanedTrashInfo(record.trashURL, fileManager());
+            }
+            if (isStoppedByUser())
+                break;
+        }
+    }
+    bool handOver = false;
+    {
+        QMutexLocker locker(&m_lock);
+        handOver = m_toAuthorizeInfo.has_value();
+    }
+    if (handOver && !isStoppedByUser()) {
+        // The helper client ends the job when it has finished.
+        eraseWithAdminPrivileges();
+        return;
+    }
+    m_isWorking.store(false);
+}
+
+void KZDeleteItems::iterateSmartArrayToDelete(const QList<QUrl> &array)
+{
+    KZFilesUtilities &files = filesUtilities();
+    for (const QUrl &url : array) {
+        if (files.isDirectoryWithURL(url)) {
+            if (!iterateFolderForDeleteContent(url)) {
+                if (commonFileUtilities().isAnEmptyFolder(url))
+                    manageItemURL(url, true);
+                else
+                    addToNotTrashed(url);
+            }
+        } else {
+            manageItemURL(url, false);
+        }
+        if (isStoppedByUser())
+            break;
+    }
+}
+
+std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &url)
+{
+    using Action = KZDirectoryWalker::Action;
+    const QByteArray root = KZPath::pathFromURL(url);
+    if (root.isEmpty())
+        return std::nullopt;
+    KZFileManager &fm = fileManager();
+
+    // First pass: every item that is not a folder, each folder's items once the folder has
+    // been read through (never while reading it).
+    {
+        const int rootfd = fm.openat(AT_FDCWD, root.constData(), kDirectoryFlags);
+        if (rootfd < 0)
+            return KZFileManager::errorForErrno(errno, root);
+        QByteArrayList folders{root};
+        std::vector<QByteArray> files;
+        KZDirectoryWalker walker(fm);
+        walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
+            bool isFolder = entry.type == DT_DIR;
+            if (entry.type == DT_UNKNOWN) {
+                struct statx st = {};
+                isFolder
+                    = fm.statx(entry.dirfd, entry.name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) == 0
+                      && S_ISDIR(st.stx_mode);
+            }
+            if (isFolder)
+                return Action::Descend;
+            files.emplace_back(entry.name);
+            return Action::Continue;
+        };
+        walker.finishedReading = [&](int dirfd, size_t) {
+            const QByteArray &folder = folders.constLast();
+            for (const QByteArray &name : files) {
+                Item item{KZPath::join(folder, name), dirfd, name, std::nullopt, false};
+                manageItem(item, false);
+                if (isStoppedByUser()) {
+                    files.clear();
+                    return Action::Stop;
+                }
+            }
+            files.clear();
+            return Action::Continue;
+        };
+        walker.openDirectory = [&](int dirfd, const char *name) {
+            const int fd = fm.openat(dirfd, name, kDirectoryFlags | O_NOFOLLOW);
+            if (fd >= 0)
+                folders.append(KZPath::join(folders.constLast(), name));
+            return fd;
+        };
+        walker.leftDirectory = [&](int, const char *) {
+            folders.removeLast();
+            return Action::Continue;
+        };
+        // An unreadable folder is passed over: the first pass forgets its errors.
+        walker.walk(rootfd);
+    }
+    if (isStoppedByUser())
+        return std::nullopt;
+
+    if (!permissionsCheckWithURL(url, true))
+        return std::nullopt;
+
+    // Second pass: the folders, children before their parents, each removed when nothing a
+    // user would miss is left in it.
+    std::optional<KZError> listingError;
+    QByteArrayList listing;
+    {
+        const int rootfd = fm.openat(AT_FDCWD, root.constData(), kDirectoryFlags);
+        if (rootfd < 0)
+            return KZFileManager::errorForErrno(errno, root);
+        QByteArrayList folders{root};
+        KZDirectoryWalker walker(fm);
+        walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
+            bool isFolder = entry.type == DT_DIR;
+            if (entry.type == DT_UNKNOWN) {
+                struct statx st = {};
+                isFolder
+                    = fm.statx(entry.dirfd, entry.name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) == 0
+                      && S_ISDIR(st.stx_mode);
+            }
+            if (!isFolder)
+                return Action::Continue;
+            listing.append(KZPath::join(folders.constLast(), entry.name));
+            return Action::Descend;
+        };
+        walker.openDirectory = [&](int dirfd, const char *name) {
+            const int fd = fm.openat(dirfd, name, kDirectoryFlags | O_NOFOLLOW);
+            if (fd >= 0)
+                folders.append(KZPath::join(folders.constLast(), name));
+            return fd;
+        };
+        walker.openFailed = [&](int dirfd, const char *name, int errnum) {
+            if (errnum == ENOENT)
+                return Action::Continue; // gone since it was listed: nothing to stop for
+            listingError = KZFileManager::errorForErrno(
+                errnum, KZPath::join(KZTrashFolder::realPathOfDescriptor(dirfd), name));
+            return Action::Stop;
+        };
+        walker.readFailed = [&](int dirfd, int errnum) {
+            if (!listingError)
+                listingError = KZFileManager::errorForErrno(
+                    errnum, KZTrashFolder::realPathOfDescriptor(dirfd));
+        };
+        walker.leftDirectory = [&](int, const char *) {
+            folders.removeLast();
+            return listingError ? Action::Stop : Action::Continue;
+        };
+        walker.walk(rootfd);
+    }
+    for (qsizetype i = listing.size() - 1; i >= 0; --i) {
+        const QUrl folderURL = KZPath::urlFromPath(listing.at(i));
+        if (commonFileUtilities().isAnEmptyFolder(folderURL))
+            manageItemURL(folderURL, true);
+        else
+            addToNotTrashed(folderURL);
+        if (isStoppedByUser())
+            break;
+    }
+    return listingError;
+}
+
+void KZDeleteItems::manageItemURL(const QUrl &url, bool isDirectory)
+{
+    Item item{KZPath::pathFromURL(url), -1, {}, std::nullopt, false};
+    manageItem(item, isDirectory);
+}
+
+static std::optional<struct statx> statOf(KZFileManager &fm, int at, const char *where)
+{
+    struct statx st = {};
+    if (fm.statx(at, where, AT_SYMLINK_NOFOLLOW, kItemMask, &st) != 0)
+        return std::nullopt;
+    return st;
+}
+
+void KZDeleteItems::manageItem(Item &item, bool isDirectory)
+{
+    if (!item.statRead) {
+        item.st = statOf(fileManager(), item.at(), item.where());
+        item.statRead = true;
+    }
+    if (!checkForLockedFile(item))
+        return;
+    if (!permissionsCheck(item, true))
+        return;
+
+    const QUrl url = item.url();
+    quint64 count = 1;
+    quint64 size = 0;
+    if (isDirectory)
+        size = filesUtilities().iterateFolderForSize(url, &count).totalFileSize;
+    else if (item.st)
+        size = quint64(item.st->stx_blocks) * 512;
+
+    KZCommonFlleUtilties &common = commonFileUtilities();
+    std::optional<KZError> error;
+    if (m_eraseSecurely)
+        error = common.secureErase(url);
+    else if (item.dirfd >= 0)
+        error = common.deleteItemAt(item.dirfd, item.name, fileManager());
+    else
+        error = common.deleteItemWithURL(url, fileManager());
+
+    if (!error) {
+        m_totItemsDeleted += count;
+        m_totSizeDeleted += size;
+        writeLogEntryWithPath(item.path, size);
+        return;
+    }
+    switch (KZFileManager::categoryOf(*error)) {
+    case KZFileManager::ErrorCategory::NoPermission:
+        (void)permissionsCheck(item, false);
+        break;
+    case KZFileManager::ErrorCategory::Busy:
+        beep();
+        ++m_itemBusyCount;
+        ++m_notErasedCount;
+        break;
+    default:
+        // Reported by a beep only, as always; counted for the job's summary.
+        qCDebug(lcErase, "not erased: %s: %s", qPrintable(KZPath::escapedDisplayString(item.path)),
+                qPrintable(error->localizedDescription));
+        beep();
+        ++m_otherErrorCount;
+        break;
+    }
+}
 
 bool KZDeleteItems::isStoppedByUser() const
 {
     return m_progressCntrl && m_progressCntrl->stopped();
 }
 
-void KZDeleteItems::setIsStopped(bool) {}
-
-void KZDeleteItems::updateProgressStatus() {}
-
-bool KZDeleteItems::checkForLockedFileWithURL(const QUrl &)
+void KZDeleteItems::setIsStopped(bool stopped)
 {
-    return true;
+    if (m_isSecuredErasing.load() && m_secAccess)
+        m_secAccess->stoppedByUser(stopped);
 }
 
-bool KZDeleteItems::permissionsCheckWithURL(const QUrl &, bool)
+void KZDeleteItems::updateProgressStatus()
 {
-    return true;
+    if (m_isWorking.load() || m_inHandOver) {
+        if (!m_panelAlreadyShown) {
+            if (now() - m_startTime < kShowProgressAfter)
+                return;
+            m_progressCntrl->openWindowInModal(false);
+            m_panelAlreadyShown = true;
+        }
+        const QString name = [this] {
+            QMutexLocker locker(&m_lock);
+            return std::exchange(m_volumeName, QString());
+        }();
+        if (!name.isEmpty())
+            m_progressCntrl->setTrashName(KZLocalizedFormat(QStringLiteral("erasing"), {name}));
+        const quint64 items = m_totItemsDeleted.load();
+        KZNumberUtilities &numbers = KZNumberUtilities::sharedControl();
+        m_progressCntrl->setProgressValue(items);
+        m_progressCntrl->setErasedSize(
+            numbers.sizeToFormatString(m_totSizeDeleted.load(), 4, true));
+        m_progressCntrl->setErasedCount(numbers.numberToFormatString(double(items)));
+        m_progressCntrl->refreshDisplay();
+        if (m_logCntrl)
+            m_logCntrl->flush();
+        return;
+    }
+    endJob();
 }
 
-bool KZDeleteItems::checkPermissions(const QByteArray &)
+void KZDeleteItems::endJob()
 {
-    return true;
+    m_timer.stop();
+    if (m_walker) {
+        m_walker->wait();
+        delete m_walker;
+        m_walker = nullptr;
+    }
+
+    KZEraseSummary summary;
+    summary.erasedCount = m_totItemsDeleted.load();
+    summary.erasedSize = m_totSizeDeleted.load();
+    summary.notErasedCount = m_notErasedCount.load();
+    summary.itemBusyCount = m_itemBusyCount.load();
+    summary.otherErrorCount = m_otherErrorCount.load();
+    summary.eraseSecurely = m_eraseSecurely;
+    summary.isSmartErase = m_isSmartErase;
+    summary.isHelperAuthorized = m_isHelperAuthorized;
+    summary.handedToHelper = m_isSecuredErasing.load();
+    summary.stoppedByUser = isStoppedByUser();
+    {
+        QMutexLocker locker(&m_lock);
+        const QVariantMap skipped = m_notAuthorizedItems.value_or(QVariantMap());
+        summary.skippedLockedCount = quint64(listSize(skipped, kUnlockItemsKey));
+        summary.skippedNoPermissionsCount = quint64(listSize(skipped, kPermissionsItemsKey));
+        const QVariantMap batch = m_toAuthorizeInfo.value_or(QVariantMap());
+        summary.unlockItemsCount = quint64(listSize(batch, kUnlockItemsKey));
+        summary.permissionsItemsCount = quint64(listSize(batch, kPermissionsItemsKey));
+        summary.notTrashed = m_notTrashed.value_or(QByteArrayList());
+        summary.helperError = m_helperError;
+    }
+
+    if (m_logCntrl) {
+        summary.logFile = KZPath::pathFromURL(m_logCntrl->currLogURL());
+        m_logCntrl->writeEndSessionAndCloseFile();
+    }
+    m_progressCntrl->stopAction();
+
+    KZTUErrorDelegate &messages = presenter();
+    if (!m_isHelperAuthorized && summary.notErasedCount != 0 && summary.itemBusyCount == 0)
+        messages.showError(QStringLiteral("userNotAuthorized"), QString(), {});
+    if (summary.itemBusyCount == 1) {
+        messages.showError(QStringLiteral("Busy_Sing"), QString(), {});
+    } else if (summary.itemBusyCount > 1) {
+        messages.showError(QStringLiteral("Busy_Plur"), QString(),
+                           {KZNumberUtilities::sharedControl().numberToFormatString(
+                               double(summary.itemBusyCount))});
+    }
+
+    m_isSecuredErasing.store(false);
+    m_secAccess.reset();
+    {
+        QMutexLocker locker(&m_lock);
+        m_toAuthorizeInfo.reset();
+        m_notAuthorizedItems.reset();
+        m_notTrashed.reset();
+        m_lastJobSummary = summary;
+    }
+    m_logCntrl.reset();
+    Q_EMIT jobEnded(summary);
+    postStopWorking();
 }
 
-bool KZDeleteItems::urlItemIsAlreadySkipped(const QUrl &, bool) const
+void KZDeleteItems::joinThreads()
 {
+    if (m_walker) {
+        m_walker->wait();
+        delete m_walker;
+        m_walker = nullptr;
+    }
+    if (m_sizeThread) {
+        m_sizeThreadStop.store(true);
+        m_sizeThread->wait();
+        delete m_sizeThread;
+        m_sizeThread = nullptr;
+    }
+}
+
+// ---- Locked and protected items -----------------------------------------------------------
+
+bool KZDeleteItems::checkForLockedFileWithURL(const QUrl &url)
+{
+    Item item{KZPath::pathFromURL(url), -1, {}, std::nullopt, false};
+    return checkForLockedFile(item);
+}
+
+bool KZDeleteItems::checkForLockedFile(Item &item)
+{
+    if (!item.statRead) {
+        item.st = statOf(fileManager(), item.at(), item.where());
+        item.statRead = true;
+    }
+    if (!item.st || !isLocked(*item.st))
+        return true;
+    if (!m_isHelperAuthorized) {
+        ++m_notErasedCount;
+        return false;
+    }
+    const QUrl url = item.url();
+    KZFilesUtilities &files = filesUtilities();
+    const bool hidden = files.isHiddenWithURL(url);
+    const bool skipped = urlItemIsAlreadySkipped(url, true);
+    bool go = false;
+    if (m_deleteLockedAlreadyAsked || hidden) {
+        go = hidden ? true : m_deleteLocked;
+    } else if (skipped) {
+        go = false;
+    } else {
+        bool isForAll = false;
+        m_deleteLocked = ask(QStringLiteral("undeletedLockedSingStr"),
+                             QStringLiteral("undeletedLockedSingMsg"), kLockedQuestionIdentifier,
+                             item, &isForAll);
+        m_deleteLockedAlreadyAsked = isForAll;
+        go = m_deleteLocked;
+    }
+    if (skipped)
+        return go;
+    if (!go) {
+        addURLToSkippedArray(url, true);
+        return false;
+    }
+    if (files.unlockWithURL(url))
+        return true;
+    if (m_isHelperAuthorized) {
+        // The normal removal is still tried and sends the item through the permission check
+        // once more; the helper skips what its first list already took.
+        addURLFoAuthorizedErase(url, true);
+        return true;
+    }
     return false;
 }
 
-void KZDeleteItems::addURLToSkippedArray(const QUrl &, bool) {}
-
-void KZDeleteItems::addURLFoAuthorizedErase(const QUrl &, bool) {}
-
-void KZDeleteItems::addToNotTrashed(const QUrl &) {}
-
-QByteArrayList KZDeleteItems::convertURLsToPaths(const QList<QUrl> &) const
+bool KZDeleteItems::permissionsCheckWithURL(const QUrl &url, bool checkForNoPermissions)
 {
-    return {};
+    Item item{KZPath::pathFromURL(url), -1, {}, std::nullopt, false};
+    return permissionsCheck(item, checkForNoPermissions);
 }
 
-void KZDeleteItems::eraseWithAdminPrivileges() {}
-
-void KZDeleteItems::askToEraseInMainThread(QVariantMap *) {}
-
-int KZDeleteItems::askToTheUserWithView(const QString &, const QString &, const QStringList &,
-                                        const QString &, const QString &, const QString &,
-                                        const QString &, const QString &)
+bool KZDeleteItems::permissionsCheck(Item &item, bool checkForNoPermissions)
 {
-    return KZAlertFirstButtonReturn;
+    if (checkForNoPermissions && checkPermissionsAt(item))
+        return true;
+    if (!m_isHelperAuthorized) {
+        ++m_notErasedCount;
+        return false;
+    }
+    const QUrl url = item.url();
+    const bool hidden = filesUtilities().isHiddenWithURL(url);
+    const bool skipped = urlItemIsAlreadySkipped(url, false);
+    bool go = false;
+    if (m_deleteLNoPermissionsAlreadyAsked || hidden) {
+        go = hidden ? true : m_deleteNoPermissions;
+    } else if (skipped) {
+        go = false;
+    } else {
+        bool isForAll = false;
+        m_deleteNoPermissions = ask(QStringLiteral("undeletedNoPermissionsSingStr"),
+                                    QStringLiteral("undeletedNoPermissionsSingMsg"),
+                                    kNoPermissionsQuestionIdentifier, item, &isForAll);
+        m_deleteLNoPermissionsAlreadyAsked = isForAll;
+        go = m_deleteNoPermissions;
+    }
+    if (!skipped && go)
+        addURLFoAuthorizedErase(url, false);
+    else if (!skipped)
+        addURLToSkippedArray(url, false);
+    return false;
+}
+
+bool KZDeleteItems::checkPermissions(const QByteArray &path)
+{
+    Item item{path, -1, {}, std::nullopt, false};
+    return checkPermissionsAt(item);
+}
+
+bool KZDeleteItems::checkPermissionsAt(Item &item)
+{
+    if (item.path.isEmpty())
+        return true;
+    if (!item.statRead) {
+        item.st = statOf(fileManager(), item.at(), item.where());
+        item.statRead = true;
+    }
+    // Only a regular file is opened: a folder or a link would refuse anyway (and a link must
+    // not be followed), a FIFO could block, a device could act on being opened. What is not
+    // opened answers as any other refusal does: go on, the removal will tell.
+    if (!item.st || !S_ISREG(item.st->stx_mode))
+        return true;
+    // The owner with write permission may open it; were anything else to refuse, giving the
+    // owner read and write would succeed: true either way, without opening.
+    if (item.st->stx_uid == ::geteuid() && (item.st->stx_mode & S_IWUSR))
+        return true;
+    KZFileManager &fm = fileManager();
+    const int fd = fm.openat(item.at(), item.where(),
+                             O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (fd >= 0) {
+        fm.close(fd);
+        return true;
+    }
+    if (errno != EACCES)
+        return true;
+    return ::fchmodat(item.at(), item.where(), S_IRUSR | S_IWUSR, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+bool KZDeleteItems::ask(const QString &format, const QString &message, const QString &identifier,
+                        const Item &item, bool *isForAll)
+{
+    QByteArray name = KZPath::fileName(item.path);
+    QVariantMap record{
+        {kQuestionStringKey, KZLocalizedFormat(format, {KZPath::escapedDisplayString(name)})},
+        {kQuestionMessageKey, message},
+        {kQuestionViewStringKey, QStringLiteral("apply_to_all")},
+        {kQuestionButtonOneKey, QStringLiteral("skip")},
+        {kQuestionButtonTwoKey, QStringLiteral("erase")},
+        {kQuestionEraseFileKey, false},
+        {kQuestionIsForAllKey, false},
+        {kQuestionIdentifierKey, identifier},
+    };
+    KZMainThread::run([this, &record] { askToEraseInMainThread(&record); });
+    *isForAll = record.value(kQuestionIsForAllKey).toBool();
+    return record.value(kQuestionEraseFileKey).toBool();
+}
+
+bool KZDeleteItems::urlItemIsAlreadySkipped(const QUrl &url, bool isUnlock) const
+{
+    QMutexLocker locker(&m_lock);
+    if (!m_notAuthorizedItems)
+        return false;
+    return m_notAuthorizedItems->value(isUnlock ? kUnlockItemsKey : kPermissionsItemsKey)
+        .toList()
+        .contains(QVariant(url));
+}
+
+void KZDeleteItems::addToList(QVariantMap *list, const QString &key, const QVariant &value)
+{
+    QVariantList entries = list->value(key).toList();
+    entries.append(value);
+    list->insert(key, entries);
+}
+
+void KZDeleteItems::addURLToSkippedArray(const QUrl &url, bool isUnlock)
+{
+    QMutexLocker locker(&m_lock);
+    if (!m_notAuthorizedItems)
+        m_notAuthorizedItems.emplace();
+    addToList(&*m_notAuthorizedItems, isUnlock ? kUnlockItemsKey : kPermissionsItemsKey, url);
+}
+
+void KZDeleteItems::addURLFoAuthorizedErase(const QUrl &url, bool shouldUnlocked)
+{
+    const QByteArray path = filesUtilities().pathWithURL(url);
+    if (path.isEmpty())
+        return;
+    QMutexLocker locker(&m_lock);
+    if (!m_toAuthorizeInfo)
+        m_toAuthorizeInfo.emplace();
+    addToList(&*m_toAuthorizeInfo, shouldUnlocked ? kUnlockItemsKey : kPermissionsItemsKey, path);
+}
+
+void KZDeleteItems::addToNotTrashed(const QUrl &url)
+{
+    const QByteArray path = filesUtilities().pathWithURL(url);
+    if (path.isEmpty() || m_alreadyAdded)
+        return;
+    QMutexLocker locker(&m_lock);
+    if (!m_notTrashed)
+        m_notTrashed.emplace();
+    m_notTrashed->append(path);
+}
+
+QByteArrayList KZDeleteItems::convertURLsToPaths(const QList<QUrl> &urls) const
+{
+    QByteArrayList paths;
+    for (const QUrl &url : urls) {
+        const QByteArray path = filesUtilities().pathWithURL(url);
+        if (!path.isEmpty())
+            paths.append(path);
+    }
+    return paths;
+}
+
+void KZDeleteItems::eraseWithAdminPrivileges()
+{
+    QVariantMap batch;
+    {
+        QMutexLocker locker(&m_lock);
+        if (!m_toAuthorizeInfo)
+            m_toAuthorizeInfo.emplace();
+        m_toAuthorizeInfo->insert(KZBatchKey::erasedSize, m_totSizeDeleted.load());
+        m_toAuthorizeInfo->insert(KZBatchKey::erasedCount, m_totItemsDeleted.load());
+        m_toAuthorizeInfo->insert(KZBatchKey::eraseSecurely, m_eraseSecurely);
+        if (m_notTrashed)
+            m_toAuthorizeInfo->insert(KZBatchKey::notTrashedBecauseFolderNotEmpty,
+                                      pathList(*m_notTrashed));
+        batch = *m_toAuthorizeInfo;
+    }
+    m_isSecuredErasing.store(true);
+    m_inHandOver = true;
+    QMetaObject::invokeMethod(
+        this, [this, batch] { handOver(batch); }, Qt::QueuedConnection);
+}
+
+void KZDeleteItems::handOver(const QVariantMap &batch)
+{
+    if (!m_secAccess)
+        m_secAccess = KZHelperClient::create(this);
+    if (!m_secAccess) {
+        // No way to reach the helper: the batch is not erased, as when the connection fails.
+        m_inHandOver = false;
+        showErrorWithError(KZError{KZError::kOSStatusDomain,
+                                   -60005,
+                                   KZLocalizedStringFromTable(QStringLiteral("userNotAuthorized"),
+                                                              KZLocalizedStrings::kErrorsTable),
+                                   {}});
+        setNotErasedCount(
+            quint64(listSize(batch, kUnlockItemsKey) + listSize(batch, kPermissionsItemsKey)));
+        setIsWorking(false);
+        return;
+    }
+    // While the client works on it the job cannot end under it, whatever runs meanwhile.
+    m_secAccess->authorizedEraseWithDictionary(batch);
+    m_inHandOver = false;
+}
+
+void KZDeleteItems::askToEraseInMainThread(QVariantMap *record)
+{
+    const int answer = askToTheUserWithView(
+        record->value(kQuestionStringKey).toString(),
+        KZLocalizedString(record->value(kQuestionMessageKey).toString()), {},
+        KZLocalizedString(record->value(kQuestionButtonOneKey).toString()),
+        KZLocalizedString(record->value(kQuestionButtonTwoKey).toString()), QString(),
+        KZLocalizedString(record->value(kQuestionViewStringKey).toString()),
+        record->value(kQuestionIdentifierKey).toString());
+    record->insert(kQuestionEraseFileKey, answer == KZAlertSecondButtonReturn);
+    record->insert(kQuestionIsForAllKey, m_accessoryViewCheckState);
+}
+
+int KZDeleteItems::askToTheUserWithView(const QString &messageText, const QString &informativeText,
+                                        const QStringList &, const QString &defaultButton,
+                                        const QString &alternateButton, const QString &otherButton,
+                                        const QString &accesoryViewTitle, const QString &identifier)
+{
+    return KZMainThread::run([&] {
+        KZAlertRequest request;
+        request.identifier = identifier;
+        request.style = KZAlertStyle::Warning;
+        request.messageText = messageText;
+        request.informativeText = informativeText;
+        // The third button is there even without a title; choosing it skips.
+        request.buttons = {defaultButton, alternateButton, otherButton};
+        request.checkBoxTitle = accessoryViewWithTitle(accesoryViewTitle);
+        request.cancelAnswer = KZAlertFirstButtonReturn;
+        const KZAlertResponse response = presenter().backend()->runModal(request);
+        accessoryViewAction(response.checkBoxState);
+        return response.answer;
+    });
 }
 
 QString KZDeleteItems::accessoryViewWithTitle(const QString &title)
 {
-    m_accessoryViewCheckState = false;
     m_accessoryViewCheck = title;
+    m_accessoryViewCheckState = false;
     return title;
 }
 
@@ -110,12 +977,49 @@ void KZDeleteItems::accessoryViewAction(bool checked)
     m_accessoryViewCheckState = checked;
 }
 
-bool KZDeleteItems::prepareLogFile(const KZEraseRequest &, bool)
+// ---- Log ----------------------------------------------------------------------------------
+
+bool KZDeleteItems::prepareLogFile(const KZEraseRequest &array, bool secureDelete)
 {
-    return false;
+    QString start;
+    QString end;
+    QString name;
+    if (array.size() == 1 && array.constFirst().isSmart()) {
+        start = KZLocalizedString(QStringLiteral("start_delete_checked"));
+        end = KZLocalizedString(QStringLiteral("end_delete_checked"));
+        name = KZLocalizedString(QStringLiteral("selected_items_log_name"));
+    } else if (array.size() == 1) {
+        start = KZLocalizedString(QStringLiteral("start_delete_single"));
+        end = KZLocalizedString(QStringLiteral("end_delete_single"));
+        name = array.constFirst().volumeName.value_or(QString());
+    } else {
+        start = KZLocalizedString(QStringLiteral("start_delete_all"));
+        end = KZLocalizedString(QStringLiteral("end_delete_all"));
+        name = KZLocalizedString(QStringLiteral("all_vols_log_name"));
+    }
+    if (secureDelete) {
+        const QString secure = KZLocalizedString(QStringLiteral("isSecure_erase"));
+        start += secure;
+        end += secure;
+    }
+    const QVariantMap settings{
+        {KZLogController::kStartStr, start},
+        {KZLogController::kEndStr, end},
+        {KZLogController::kPartialLogName, name},
+        {KZLogController::kGapTime,
+         int(qint16(userDefaults().integerForKey(KZUserDefaults::kHowManyDaysForNewLogFile)))},
+    };
+    m_logCntrl = std::make_unique<KZLogController>(settings, m_environment.logsFolder);
+    return m_logCntrl->openLogFile();
 }
 
-void KZDeleteItems::writeLogEntryWithPath(const QByteArray &, quint64) {}
+void KZDeleteItems::writeLogEntryWithPath(const QByteArray &path, quint64 itemSize)
+{
+    if (m_logCntrl)
+        m_logCntrl->writeEntryWithPath(path, itemSize);
+}
+
+// ---- Helper client callbacks --------------------------------------------------------------
 
 void KZDeleteItems::setTotItemsDeleted(quint64 count)
 {
@@ -137,7 +1041,16 @@ void KZDeleteItems::setIsWorking(bool working)
     m_isWorking.store(working);
 }
 
-void KZDeleteItems::showErrorWithError(const KZError &) {}
+void KZDeleteItems::showErrorWithError(const KZError &error)
+{
+    {
+        QMutexLocker locker(&m_lock);
+        m_helperError = error;
+    }
+    presenter().showError(error.localizedDescription, QString(), {});
+}
+
+// ---- State --------------------------------------------------------------------------------
 
 QVariantMap KZDeleteItems::toAuthorizeInfo() const
 {

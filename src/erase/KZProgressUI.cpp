@@ -24,10 +24,8 @@ void KZProgressUI::openWindowInModal(bool modal)
     if (m_open)
         return;
     m_open = true;
-    if (m_display) {
+    if (m_display)
         m_display->open();
-        refreshDisplay();
-    }
 }
 
 void KZProgressUI::stopAction()
