@@ -42,6 +42,15 @@ bool exists(const QByteArray &path)
     return ::lstat(path.constData(), &st) == 0;
 }
 
+// Something counted as not erased. The folders left by the walk are not looked at: the helper
+// removes them once it has erased what kept them, and what stays shows on disk.
+bool hasReasons(const KZEraseSummary &summary)
+{
+    return summary.notErasedCount != 0 || summary.itemBusyCount != 0
+           || summary.skippedLockedCount != 0 || summary.skippedNoPermissionsCount != 0
+           || summary.otherErrorCount != 0 || summary.helperError.has_value();
+}
+
 // From now on every question takes its cancel answer: the terminal's input reads as ended.
 void stopAsking()
 {
@@ -265,6 +274,6 @@ int KZCliEraseCommand::run()
                               summaryText(summary, left, m_requested.size()).toUtf8() + '\n');
     if (summary.stoppedByUser || interrupt.received() != 0)
         return KZCliApplication::Cancelled;
-    return left == 0 && summary.everythingErased() ? KZCliApplication::Done
-                                                   : KZCliApplication::NotAllErased;
+    return left == 0 && !hasReasons(summary) ? KZCliApplication::Done
+                                             : KZCliApplication::NotAllErased;
 }

@@ -14,6 +14,8 @@
 
 namespace {
 
+constexpr int kAnswerDelayMs = 800;
+
 QByteArray local(const QString &path)
 {
     return QFile::encodeName(path);
@@ -246,7 +248,7 @@ KZCliResult KZCliRunner::run(const QByteArrayList &arguments, Input input, const
         process.closeWriteChannel();
     } else if (input == Input::Terminal || input == Input::TerminalWithErrors) {
         terminal.closeFollower();
-        if (!typed.isEmpty()
+        if (input == Input::Terminal && !typed.isEmpty()
             && ::write(terminal.leader(), typed.constData(), size_t(typed.size())) != typed.size())
             return {};
     }
@@ -261,10 +263,22 @@ KZCliResult KZCliRunner::run(const QByteArrayList &arguments, Input input, const
     if (input == Input::TerminalWithErrors) {
         // The terminal must be read while the program runs, or its buffer fills and the
         // program blocks writing to it.
+        // What is typed answers the first question once it has been up for a while.
         ::fcntl(terminal.leader(), F_SETFL, O_NONBLOCK);
         QDeadlineTimer deadline(timeoutMs);
-        while (!process.waitForFinished(50) && !deadline.hasExpired())
+        QDeadlineTimer answerAt(QDeadlineTimer::Forever);
+        bool answered = typed.isEmpty();
+        while (!process.waitForFinished(50) && !deadline.hasExpired()) {
             drainTerminal();
+            if (answered)
+                continue;
+            if (answerAt.isForever() && shown.contains("Choose"))
+                answerAt.setRemainingTime(kAnswerDelayMs);
+            if (answerAt.hasExpired()) {
+                answered = ::write(terminal.leader(), typed.constData(), size_t(typed.size()))
+                           == typed.size();
+            }
+        }
         drainTerminal();
     }
     if (process.state() != QProcess::NotRunning && !process.waitForFinished(timeoutMs)) {
