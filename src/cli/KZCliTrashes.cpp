@@ -127,7 +127,16 @@ bool KZCliTrashes::itemsToErase(const QByteArrayList &paths, QList<QUrl> *items,
     const QByteArray here = workingFolder();
     QSet<QByteArray> seen;
     for (const QByteArray &given : paths) {
-        QByteArray path = withoutTrailingSlashes(given);
+        // "binwise items --json" hands out itemURL: the one lossless text form of a name.
+        QByteArray path = given;
+        if (given.startsWith("file://")) {
+            path = KZPath::pathFromURL(QUrl::fromEncoded(given, QUrl::StrictMode));
+            if (path.isEmpty()) {
+                *error = QStringLiteral("“%1” is not a local file URL").arg(shown(given));
+                return false;
+            }
+        }
+        path = withoutTrailingSlashes(path);
         if (!path.startsWith('/'))
             path = KZPath::join(here, path);
         const QByteArray name = KZPath::fileName(path);

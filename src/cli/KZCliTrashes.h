@@ -33,9 +33,10 @@ public:
     [[nodiscard]] bool selectVolumes(const QByteArrayList &volumes,
                                      QList<KZTrashLocation> *selected, QString *error);
 
-    // The URLs of the items at paths (relative to the working folder or absolute), each of
-    // which must exist and lie directly in the files folder of one of the Trashes; duplicates
-    // are dropped. False with *error, naming the first path that does not qualify.
+    // The URLs of the items at paths (relative to the working folder, absolute, or file://
+    // URLs), each of which must exist and lie directly in the files folder of one of the
+    // Trashes; duplicates are dropped. False with *error, naming the first path that does not
+    // qualify.
     [[nodiscard]] bool itemsToErase(const QByteArrayList &paths, QList<QUrl> *items,
                                     QString *error);
 

@@ -235,12 +235,14 @@ QString KZCommandLine::helpText(Command command)
                               "\n")
                + confirm + answers;
     case Command::Erase:
-        return QStringLiteral("Usage: binwise erase PATH... [OPTIONS]\n"
-                              "\n"
-                              "Erases the named items, each of which must lie directly in a "
-                              "Trash's files\nfolder (as \"binwise items --json\" lists them). "
-                              "Nothing is erased when one does\nnot.\n"
-                              "\n")
+        return QStringLiteral(
+                   "Usage: binwise erase PATH... [OPTIONS]\n"
+                   "\n"
+                   "Erases the named items, each of which must lie directly in a "
+                   "Trash's files\nfolder. A PATH may also be a file:// URL, as the itemURL "
+                   "of \"binwise items\n--json\". Nothing is erased when one item "
+                   "does not qualify.\n"
+                   "\n")
                + confirm + answers;
     case Command::None:
     case Command::Help:

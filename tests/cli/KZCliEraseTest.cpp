@@ -8,6 +8,9 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QSet>
 #include <QStandardPaths>
 #include <QThread>
@@ -184,6 +187,7 @@ TEST_F(CliErase, ErasingNamedItemsRefusesAnythingOutsideATrashAndErasesNothingTh
         {"erase", "--yes", trash->infoPath("first")},
         {"erase", "--yes", trash->files()},
         {"erase", "--yes", trash->itemPath("not there")},
+        {"erase", "--yes", "file://host/" + trash->itemPath("first")},
     };
     for (const QByteArrayList &arguments : refused) {
         const KZCliResult result = cli.run(arguments);
@@ -195,12 +199,21 @@ TEST_F(CliErase, ErasingNamedItemsRefusesAnythingOutsideATrashAndErasesNothingTh
     EXPECT_TRUE(exists(trash->itemPath("folder/inner")));
     EXPECT_TRUE(exists(trash->infoPath("first")));
 
-    // Relative paths, a name that looks like an option after "--", and a name that is
-    // neither text nor one line.
+    // The name that is neither text nor one line, by the URL that "items --json" gives it.
+    QByteArray oddURL;
+    for (const QJsonValue &item :
+         QJsonDocument::fromJson(cli.run({"items", "--json"}).out).array()) {
+        const QByteArray url = item.toObject().value(QStringLiteral("itemURL")).toString().toUtf8();
+        if (KZPath::pathFromURL(QUrl::fromEncoded(url)) == trash->itemPath(odd))
+            oddURL = url;
+    }
+    ASSERT_FALSE(oddURL.isEmpty());
+
+    // With relative paths, and a name that looks like an option after "--".
     const QByteArray here = QDir::currentPath().toLocal8Bit();
     ASSERT_EQ(::chdir(trash->files().constData()), 0);
     const KZCliResult erased
-        = cli.run({"erase", "--yes", "first", "folder/", "--", "-dash", trash->itemPath(odd)});
+        = cli.run({"erase", "--yes", "first", "folder/", oddURL, "--", "-dash"});
     ASSERT_EQ(::chdir(here.constData()), 0);
     EXPECT_EQ(erased.exitCode, 0) << str(erased.err);
     EXPECT_EQ(namesIn(trash->files()), QByteArrayList{"stays"});
