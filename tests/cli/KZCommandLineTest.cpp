@@ -35,21 +35,3 @@ TEST(CommandLine, OptionsMayFollowOperandsAndTakeTheirValueEitherWay)
     EXPECT_TRUE(parsed({"help", "items"}).help);
     EXPECT_EQ(parsed({"-V"}).command, Command::Version);
 }
-
-TEST(CommandLine, MistakesNameWhatIsWrong)
-{
-    const auto error = [](const QByteArrayList &arguments) {
-        KZCommandLine::Options options;
-        QString text;
-        EXPECT_FALSE(KZCommandLine::parse(arguments, &options, &text));
-        return text;
-    };
-    EXPECT_EQ(error({"empty", "--locked=never"}),
-              QStringLiteral("empty: --locked takes ask, skip or erase, not “never”"));
-    EXPECT_EQ(error({"empty", "--no-permission"}),
-              QStringLiteral("empty: --no-permission needs a value: ask, skip or erase"));
-    EXPECT_EQ(error({"list", "--version"}),
-              QStringLiteral("list: unknown option “--version” (try binwise list --help)"));
-    EXPECT_EQ(error({"--all", "empty"}),
-              QStringLiteral("“--all” comes after a command (try binwise --help)"));
-}
