@@ -1,0 +1,279 @@
+#include "KZCliEraseCommand.h"
+
+#include "KZCliAlertBackend.h"
+#include "KZCliApplication.h"
+#include "KZCliInterrupt.h"
+#include "KZTerminalProgress.h"
+#include "app/KZAppGlobals.h"
+#include "app/KZNotificationCenter.h"
+#include "app/KZUserDefaults.h"
+#include "erase/KZBWAlert.h"
+#include "erase/KZDeleteItems.h"
+#include "erase/KZTUErrorDelegate.h"
+#include "erase/KZTerminalAlertBackend.h"
+#include "format/KZNumberUtilities.h"
+#include "model/KZPath.h"
+#include "privileged/KZSecureAccess.h"
+
+#include <QEventLoop>
+#include <QStringList>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+using Answer = KZCommandLine::Answer;
+
+QString plural(quint64 count, const char *one, const char *many)
+{
+    return QStringLiteral("%1 %2").arg(count).arg(QLatin1String(count == 1 ? one : many));
+}
+
+QString sizeText(quint64 bytes)
+{
+    return KZNumberUtilities::sharedControl().sizeToFormatString(bytes, 4, true);
+}
+
+bool exists(const QByteArray &path)
+{
+    struct stat st = {};
+    return ::lstat(path.constData(), &st) == 0;
+}
+
+// Something counted as not erased. The folders left by the walk are not looked at: the helper
+// removes them once it has erased what kept them, and what stays shows on disk.
+bool hasReasons(const KZEraseSummary &summary)
+{
+    return summary.notErasedCount != 0 || summary.itemBusyCount != 0
+           || summary.skippedLockedCount != 0 || summary.skippedNoPermissionsCount != 0
+           || summary.otherErrorCount != 0 || summary.helperError.has_value();
+}
+
+// From now on every question takes its cancel answer: the terminal's input reads as ended.
+void stopAsking()
+{
+    const int null = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (null >= 0) {
+        ::dup2(null, STDIN_FILENO);
+        ::close(null);
+    }
+}
+
+} // namespace
+
+KZCliEraseCommand::KZCliEraseCommand(const KZCommandLine::Options &options, KZCliTrashes &trashes)
+    : m_options(options)
+    , m_trashes(trashes)
+{}
+
+bool KZCliEraseCommand::buildRequest(int *status)
+{
+    QString error;
+    const QString command = KZCommandLine::commandName(m_options.command);
+    if (m_options.command == KZCommandLine::Command::Erase) {
+        QList<QUrl> items;
+        if (!m_trashes.itemsToErase(m_options.operands, &items, &error)) {
+            KZCliApplication::printError(
+                QStringLiteral("erase: %1; nothing was erased").arg(error));
+            *status = KZCliApplication::UsageError;
+            return false;
+        }
+        m_request = {KZEraseRecord::smartErase(items)};
+        for (const QUrl &item : std::as_const(items))
+            m_requested.append(KZPath::pathFromURL(item));
+        return true;
+    }
+
+    QList<KZTrashLocation> selected;
+    if (!m_trashes.selectVolumes(m_options.operands, &selected, &error)) {
+        KZCliApplication::printError(
+            QStringLiteral("%1: %2; nothing was erased").arg(command, error));
+        *status = KZCliApplication::UsageError;
+        return false;
+    }
+    // The whole array of records, as the menu hands it (or the named volumes' records).
+    m_request = KZEraseRecord::fromTrashLocations(selected);
+    for (const KZTrashLocation &location : std::as_const(selected)) {
+        if (location.trashIsEmpty)
+            continue;
+        const QByteArray folder = KZPath::pathFromURL(location.trashURL);
+        for (const QByteArray &name : KZCliTrashes::topLevelNames(location.trashURL))
+            m_requested.append(KZPath::join(folder, name));
+    }
+    if (m_requested.isEmpty()) {
+        KZCliApplication::writeTo(
+            STDOUT_FILENO, selected.size() == 1 ? "The Trash is empty; nothing to erase.\n"
+                                                : "The Trashes are empty; nothing to erase.\n");
+        *status = KZCliApplication::Done;
+        return false;
+    }
+    return true;
+}
+
+bool KZCliEraseCommand::checkPreconditions()
+{
+    const QString command = KZCommandLine::commandName(m_options.command);
+    const auto refuse = [&](const QString &why) {
+        KZCliApplication::printError(
+            QStringLiteral("%1: %2; nothing was erased").arg(command, why));
+        return false;
+    };
+    if (!m_options.yes && isatty(STDIN_FILENO) != 1)
+        return refuse(QStringLiteral("standard input is not a terminal, so the erase cannot be "
+                                     "confirmed; add --yes to erase without asking"));
+    const bool confirms = KZUserDefaults::sharedControl().boolForKey(KZUserDefaults::kShowAlert);
+    if (m_options.secure && !KZBWAlert::sharedControl().isSecureEraseAvailable())
+        return refuse(QStringLiteral("secure erase needs /usr/bin/srm, which is missing "
+                                     "(Debian package secure-delete)"));
+    // Without the confirmation the engine never erases securely, and a request for checked
+    // items runs as the previous request of the process did (here: none, so it would erase
+    // nothing). Starting either would not do what was asked.
+    if (!confirms && m_options.secure)
+        return refuse(QStringLiteral("with the setting \"showAlert\" off erases are never "
+                                     "secure; turn it on to use --secure"));
+    if (!confirms && m_options.command == KZCommandLine::Command::Erase)
+        return refuse(QStringLiteral("with the setting \"showAlert\" off single items are not "
+                                     "erased; turn it on, or empty the whole Trash"));
+    return true;
+}
+
+void KZCliEraseCommand::checkHelper()
+{
+    if (m_helperChecked)
+        return;
+    m_helperChecked = true;
+    // Offering to install the helper (an administrator's password) is for a run that said it
+    // wants locked or protected items erased; otherwise an installed helper is used as it is,
+    // and without one those items are left and reported.
+    const bool wanted
+        = m_options.locked == Answer::Erase || m_options.noPermission == Answer::Erase;
+    KZSecureAccess access(nullptr);
+    bool available = false;
+    if (wanted) {
+        available = access.intallHelperAppIfNeeded();
+    } else {
+        bool present = false;
+        available = access.isHelperNeedBeInstalled(&present);
+    }
+    KZAppGlobals::setHelperAvailable(available);
+}
+
+qsizetype KZCliEraseCommand::itemsLeft() const
+{
+    qsizetype left = 0;
+    for (const QByteArray &path : m_requested) {
+        if (exists(path))
+            ++left;
+    }
+    return left;
+}
+
+QString KZCliEraseCommand::summaryText(const KZEraseSummary &summary, qsizetype left,
+                                       qsizetype requested)
+{
+    QString text
+        = QStringLiteral("Erased %1, %2.")
+              .arg(plural(summary.erasedCount, "item", "items"), sizeText(summary.erasedSize));
+    if (summary.stoppedByUser)
+        text.prepend(QStringLiteral("Stopped. "));
+
+    QStringList reasons;
+    if (summary.skippedLockedCount)
+        reasons << plural(summary.skippedLockedCount, "locked item", "locked items")
+                       + QStringLiteral(" skipped");
+    if (summary.skippedNoPermissionsCount)
+        reasons << plural(summary.skippedNoPermissionsCount, "item", "items")
+                       + QStringLiteral(" without permission skipped");
+    if (summary.itemBusyCount)
+        reasons << plural(summary.itemBusyCount, "item", "items") + QStringLiteral(" in use");
+    if (summary.notErasedCount > summary.itemBusyCount) {
+        const quint64 count = summary.notErasedCount - summary.itemBusyCount;
+        reasons << plural(count, "item", "items")
+                       + (summary.handedToHelper
+                              ? QStringLiteral(" not erased by the helper")
+                              : QStringLiteral(" locked or without permission, and the helper "
+                                               "is not available"));
+    }
+    if (summary.otherErrorCount)
+        reasons << plural(summary.otherErrorCount, "item", "items")
+                       + QStringLiteral(" failed to be removed");
+    if (summary.helperError)
+        reasons << QStringLiteral("the helper failed: %1")
+                       .arg(summary.helperError->localizedDescription);
+
+    if (left > 0) {
+        text += QStringLiteral(" %1 of the %2 asked for %3 still there")
+                    .arg(left)
+                    .arg(plural(quint64(requested), "item", "items"),
+                         left == 1 ? QStringLiteral("is") : QStringLiteral("are"));
+    } else if (!reasons.isEmpty()) {
+        text += QStringLiteral(" Not everything was erased");
+    }
+    if (left > 0 || !reasons.isEmpty())
+        text += (reasons.isEmpty() ? QString() : QStringLiteral(": ") + reasons.join(u", "))
+                + QLatin1Char('.');
+    return text;
+}
+
+int KZCliEraseCommand::run()
+{
+    int status = KZCliApplication::Done;
+    if (!buildRequest(&status))
+        return status;
+    if (!checkPreconditions())
+        return KZCliApplication::UsageError;
+
+    auto bar = std::make_shared<KZTerminalProgressBar>(STDERR_FILENO);
+    auto terminal = std::make_shared<KZTerminalAlertBackend>(STDIN_FILENO, STDERR_FILENO);
+    KZCliAlertBackend::Policy policy;
+    policy.yes = m_options.yes;
+    policy.secure = m_options.secure;
+    policy.locked = m_options.locked;
+    policy.noPermission = m_options.noPermission;
+    auto backend = std::make_shared<KZCliAlertBackend>(policy, terminal, bar);
+    backend->setConfirmedHook([this] { checkHelper(); });
+    KZTUErrorDelegate &presenter = KZTUErrorDelegate::sharedControl();
+    const std::shared_ptr<KZAlertBackend> previous = presenter.backend();
+    presenter.setBackend(backend);
+
+    KZDeleteItems &engine = KZDeleteItems::sharedControl();
+    engine.setProgressDisplayFactory(
+        [bar](KZProgressUI *) { return std::make_unique<KZTerminalProgress>(bar); });
+
+    QEventLoop loop;
+    bool ended = false;
+    const QMetaObject::Connection observer = KZNotificationCenter::defaultCenter().addObserver(
+        KZDeleteItems::kStopWorkingNotification, nullptr, &loop, [&](const KZNotification &) {
+            ended = true;
+            loop.quit();
+        });
+    KZCliInterrupt interrupt([&engine](int) {
+        stopAsking();
+        if (engine.isWorking() && engine.progressCntrl())
+            engine.progressCntrl()->stopAction();
+    });
+
+    // Without a confirmation the job starts at once, so the helper is looked at before.
+    if (!KZUserDefaults::sharedControl().boolForKey(KZUserDefaults::kShowAlert))
+        checkHelper();
+    const bool started = engine.prepareToEraseWithArray(m_request);
+    if (started && !ended)
+        loop.exec();
+    QObject::disconnect(observer);
+    presenter.setBackend(previous);
+
+    if (!started) {
+        KZCliApplication::writeTo(STDOUT_FILENO, "Cancelled; nothing was erased.\n");
+        return KZCliApplication::Cancelled;
+    }
+    const KZEraseSummary summary = engine.lastJobSummary();
+    const qsizetype left = itemsLeft();
+    KZCliApplication::writeTo(STDOUT_FILENO,
+                              summaryText(summary, left, m_requested.size()).toUtf8() + '\n');
+    if (summary.stoppedByUser || interrupt.received() != 0)
+        return KZCliApplication::Cancelled;
+    return left == 0 && !hasReasons(summary) ? KZCliApplication::Done
+                                             : KZCliApplication::NotAllErased;
+}
