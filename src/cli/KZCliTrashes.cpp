@@ -1,7 +1,7 @@
 #include "KZCliTrashes.h"
 
-#include "model/KZFileDescriptor.h"
 #include "model/KZPath.h"
+#include "protocol/KZFileDescriptor.h"
 
 #include <QSet>
 

@@ -9,11 +9,11 @@
 #include "format/KZNumberUtilities.h"
 #include "model/KZCommonFlleUtilties.h"
 #include "model/KZDirectoryWalker.h"
-#include "model/KZFileDescriptor.h"
 #include "model/KZFileManager.h"
 #include "model/KZFilesUtilities.h"
 #include "model/KZPath.h"
 #include "model/KZTrashFolder.h"
+#include "protocol/KZFileDescriptor.h"
 
 #include <QCoreApplication>
 #include <QDateTime>

@@ -3,9 +3,9 @@
 #include "format/KZDateUtilities.h"
 #include "format/KZLocalizedStrings.h"
 #include "format/KZNumberUtilities.h"
-#include "model/KZFileDescriptor.h"
 #include "model/KZItemAttributes.h"
 #include "model/KZPath.h"
+#include "protocol/KZFileDescriptor.h"
 
 #include <QDateTime>
 #include <QMutexLocker>

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "KZError.h"
-#include "protocol/KZFileDescriptor.h"
 #include "KZFileManager.h"
 #include "KZItemAttributes.h"
+#include "protocol/KZFileDescriptor.h"
 
 #include <QByteArray>
 #include <QString>
