@@ -707,7 +707,12 @@ void KZDeleteItems::endJob()
         const QVariantMap batch = m_toAuthorizeInfo.value_or(QVariantMap());
         summary.unlockItemsCount = quint64(listSize(batch, kUnlockItemsKey));
         summary.permissionsItemsCount = quint64(listSize(batch, kPermissionsItemsKey));
-        summary.notTrashed = m_notTrashed.value_or(QByteArrayList());
+        // The helper removes the folders it could empty, so only those still there were left.
+        for (const QByteArray &folder : m_notTrashed.value_or(QByteArrayList())) {
+            struct stat info;
+            if (::lstat(folder.constData(), &info) == 0)
+                summary.notTrashed.append(folder);
+        }
         summary.helperError = m_helperError;
     }
 

@@ -27,7 +27,7 @@ struct KZEraseSummary
     // Items queued for the privileged helper, per kind.
     quint64 unlockItemsCount = 0;
     quint64 permissionsItemsCount = 0;
-    // Folders left because something inside them stayed.
+    // Folders left because something inside them stayed, and still there when the job ended.
     QByteArrayList notTrashed;
     bool stoppedByUser = false;
     bool eraseSecurely = false;

@@ -388,6 +388,25 @@ TEST(DeleteItems, BothKindsAskAtMostTwiceAndTheBatchGoesToTheHelper)
     EXPECT_TRUE(exists(f.trash.itemPath("p1")) && exists(f.trash.infoPath("p1")));
 }
 
+TEST(DeleteItems, FoldersTheHelperEmptiedAreNotReportedAsLeft)
+{
+    KZEraseFixture f;
+    auto helper = std::make_shared<KZHelperRecord>();
+    helper->removeItems = true;
+    f.installHelper(helper);
+    f.defaults.setValue(KZUserDefaults::kShowAlert, false);
+    f.trash.addFolder("d", {"guarded"});
+    f.fileManager.failUnlink("guarded", EACCES);
+    f.script->answerAlways(KZDeleteItems::kNoPermissionsQuestionIdentifier, eraseForAll());
+
+    ASSERT_TRUE(f.run({KZEraseFixture::location(f.trash, QStringLiteral("Home"))}));
+    ASSERT_EQ(helper->batches.size(), 1);
+    const KZEraseSummary summary = f.ended.constLast();
+    EXPECT_FALSE(exists(f.trash.itemPath("d")));
+    EXPECT_TRUE(summary.notTrashed.isEmpty());
+    EXPECT_TRUE(summary.everythingErased());
+}
+
 TEST(DeleteItems, BusyItemsAreReportedOnceAndOtherFailuresOnlyBeep)
 {
     KZEraseFixture f;

@@ -1,5 +1,7 @@
 #include "KZEraseTestSupport.h"
 
+#include <unistd.h>
+
 #include "app/KZNotificationCenter.h"
 #include "model/KZPath.h"
 
@@ -28,6 +30,13 @@ void KZRecordingHelperClient::authorizedEraseWithDictionary(const QVariantMap &i
             m_delegate->setTotSizeDeleted(size);
             m_delegate->writeLogEntryWithPath(path, 4096);
         }
+    }
+    if (m_record->removeItems) {
+        for (const QByteArray &path : std::as_const(items))
+            ::unlink(path.constData());
+        for (const QVariant &folder :
+             itemsDictionary.value(KZBatchKey::notTrashedBecauseFolderNotEmpty).toList())
+            ::rmdir(folder.toByteArray().constData());
     }
     m_delegate->setNotErasedCount(m_record->reportItems ? 0 : quint64(items.size()));
     m_delegate->setIsWorking(false);

@@ -74,6 +74,8 @@ struct KZHelperRecord
     QList<QVariantMap> batches;
     int stops = 0;
     bool reportItems = true;
+    // Also take the items and the emptied folders off the disk, as the real helper does.
+    bool removeItems = false;
 };
 
 class KZRecordingHelperClient : public KZHelperClient
