@@ -42,13 +42,15 @@ TEST(AttributedStringUtilities, TruncateStringKeepsTheLongestPrefixThatFits)
     };
     EXPECT_EQ(truncate(kLong, 10000), kLong);
 
-    const qreal space = metrics.horizontalAdvance(kLong) / 2;
-    const QString cut = truncate(kLong, space);
-    ASSERT_TRUE(cut.endsWith(kEllipsis));
-    const QString prefix = cut.chopped(1);
-    EXPECT_TRUE(kLong.startsWith(prefix));
-    EXPECT_LE(metrics.horizontalAdvance(cut), space);
-    EXPECT_GT(metrics.horizontalAdvance(kLong.left(prefix.size() + 1) + kEllipsis), space);
+    for (const qreal share : {0.2, 0.35, 0.5, 0.65, 0.8}) {
+        const qreal space = metrics.horizontalAdvance(kLong) * share;
+        const QString cut = truncate(kLong, space);
+        ASSERT_TRUE(cut.endsWith(kEllipsis)) << share;
+        const QString prefix = cut.chopped(1);
+        EXPECT_TRUE(kLong.startsWith(prefix));
+        EXPECT_LE(metrics.horizontalAdvance(cut), space);
+        EXPECT_GT(metrics.horizontalAdvance(kLong.left(prefix.size() + 1) + kEllipsis), space);
+    }
     // Nothing fits: the loop stops with one character left.
     EXPECT_EQ(truncate(kLong, 1), QStringLiteral("A") + kEllipsis);
     // Characters outside the basic plane are never split in two.

@@ -40,9 +40,12 @@ public:
     }
     void drawPath(const QPainterPath &path) override
     {
+        bool rounded = false;
+        for (int i = 0; i < path.elementCount(); ++i)
+            rounded |= path.elementAt(i).isCurveTo();
         if (state->brush().style() != Qt::NoBrush)
             m_record->shapes.append(
-                {state->transform().map(path).boundingRect(), state->brush().color()});
+                {state->transform().map(path).boundingRect(), state->brush().color(), rounded});
     }
 
 private:

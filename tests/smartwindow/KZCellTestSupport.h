@@ -37,6 +37,7 @@ struct KZPaintRecord
     {
         QRectF bounds;
         QColor fill;
+        bool rounded = false; // the outline holds curves
         bool operator==(const Shape &) const = default;
     };
     QList<Text> texts;

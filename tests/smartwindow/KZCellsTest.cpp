@@ -70,6 +70,7 @@ TEST(ImageAndTextCell, EmptyTrashIsDimmedAndTheSizeLineCountsItems)
         const KZPaintRecord record = drawn(*volumeCell(size, items, empty, directory), kRow);
         EXPECT_EQ(record.lines(), QStringList({QStringLiteral("Home Trash"), line}));
         EXPECT_EQ(record.texts.value(1).color, kDarkGray);
+        EXPECT_EQ(drawn(*volumeCell(size, items, empty, directory)->copy(), kRow), record);
         // 36 points high, centred, 4 in and squeezed to 32 wide; half opacity when empty.
         EXPECT_EQ(record.images, Images({{QRectF(4, 4, 32, 36), empty ? 0.5 : 1.0}}));
         EXPECT_GT(record.texts.value(1).origin.y(), record.texts.value(0).origin.y());
@@ -189,13 +190,15 @@ TEST(TUDateCell, DateFromTheModelAndNothingWithoutOne)
         cell.setSeconds(seconds);
         EXPECT_EQ(drawn(cell, QRectF(0, 0, 200, 24)), KZPaintRecord()) << seconds;
     }
+    // Selected in a focused list: white text, which a copy keeps with the date.
+    cell.setListIsActive(true);
     for (const int role : {int(KZTextFieldCell::SecondsRole), int(Qt::DisplayRole)}) {
-        EXPECT_EQ(painted(cell, {{role, kSeconds}}, QRect(0, 0, 160, 24)).texts.size(), 1) << role;
+        const KZPaintRecord record = painted(cell, {{role, kSeconds}}, QRect(0, 0, 160, 24), true);
+        EXPECT_EQ(record.texts.value(0).color, QColor(Qt::white)) << role;
         EXPECT_EQ(cell.seconds(), kSeconds);
-        // A copy keeps the date.
         const std::unique_ptr<KZTextFieldCell> copy = cell.copy();
+        EXPECT_EQ(drawn(*copy, kRow), drawn(cell, kRow));
         cell.setSeconds(0);
-        EXPECT_EQ(drawn(*copy, kRow).texts.size(), 1);
     }
 }
 
@@ -228,6 +231,7 @@ TEST(TextGraficCenterJust, GreenTextOnADarkGrayBadgeOnlyWithTickedItems)
     const KZPaintRecord::Text &text = record.texts[0];
     EXPECT_EQ(text.color, KZTextFieldCell::systemGreenColor());
     EXPECT_EQ(record.shapes[0].fill, kDarkGray);
+    EXPECT_TRUE(record.shapes[0].rounded);
     // The rounded rectangle is the centred text's frame grown by 2 points, inside the cell.
     const QFontMetricsF metrics(text.font);
     const QRectF textFrame = record.shapes[0].bounds.adjusted(2, 2, -2, -2);
