@@ -59,7 +59,7 @@ TEST(ImageAndTextCell, EmptyTrashIsDimmedAndTheSizeLineCountsItems)
     const std::tuple<quint64, unsigned, bool, bool, QString> cases[] = {
         {734003, 1, false, false, QStringLiteral("1 item, ") + sizeText(734003)},
         {1284500000, 1520, false, false, QStringLiteral("1,520 items, ") + sizeText(1284500000)},
-        {0, 2, false, false, QStringLiteral("2 items, ") + sizeText(0)},
+        {0, 0, false, false, QStringLiteral("0 items, ") + sizeText(0)},
         // A folder still being measured shows a dash; an empty Trash wins over everything.
         {0, 2, false, true, QStringLiteral("-")},
         {10, 2, false, true, QStringLiteral("2 items, ") + sizeText(10)},
