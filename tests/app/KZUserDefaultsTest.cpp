@@ -5,9 +5,11 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QSignalSpy>
+#include <QFile>
 
 namespace {
+
+using D = KZUserDefaults;
 
 class UserDefaults : public ::testing::Test
 {
@@ -15,128 +17,101 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(sandbox.isValid());
-        defaults = std::make_unique<KZUserDefaults>(file);
-        defaults->setupDefaultsPreferences();
+        defaults.setupDefaultsPreferences();
     }
 
     KZTestSandbox sandbox;
-    const QString file = sandbox.path(QStringLiteral("Binwise.conf"));
-    std::unique_ptr<KZUserDefaults> defaults;
+    KZUserDefaults defaults{sandbox.path(QStringLiteral("Binwise.conf"))};
 };
 
 QVariantMap hotKey(uint key, Qt::KeyboardModifiers modifiers)
 {
-    return {{KZUserDefaults::kKeyCode, QVariant::fromValue(key)},
-            {KZUserDefaults::kModifierFlags, QVariant::fromValue(uint(modifiers.toInt()))}};
+    return {{D::kKeyCode, QVariant::fromValue(key)},
+            {D::kModifierFlags, QVariant::fromValue(uint(modifiers.toInt()))}};
 }
 
 } // namespace
 
-TEST_F(UserDefaults, RegisteredTableAnswersWithItsTypes)
+TEST_F(UserDefaults, RegisteredDefaultsAnswerInTheirTypes)
 {
-    using D = KZUserDefaults;
-    EXPECT_EQ(D::defaultValues().size(), 11);
-    EXPECT_EQ(defaults->value(D::kEmptyTrash).toMap(),
-              hotKey(Qt::Key_Backspace, Qt::MetaModifier | Qt::ControlModifier));
-    EXPECT_EQ(defaults->value(D::kSmartDelete).toMap(),
-              hotKey(Qt::Key_S, Qt::MetaModifier | Qt::ShiftModifier));
-    EXPECT_FALSE(defaults->boolForKey(D::kNewsletterSubscribed));
-    EXPECT_FALSE(defaults->boolForKey(D::kLaunchAtLogin));
-    EXPECT_TRUE(defaults->boolForKey(D::kIsFirstRun));
-    EXPECT_TRUE(defaults->boolForKey(D::kAskUnistallOldBinwise));
-    EXPECT_TRUE(defaults->boolForKey(D::kWriteLog));
-    EXPECT_TRUE(defaults->boolForKey(D::kShowAlert));
-    EXPECT_FALSE(defaults->boolForKey(D::kDeleteLocked));
-    EXPECT_TRUE(defaults->boolForKey(D::kShowSRMNotAvailable));
-    const QVariant days = defaults->value(D::kHowManyDaysForNewLogFile);
-    EXPECT_EQ(days.metaType(), QMetaType::fromType<qint16>());
-    EXPECT_EQ(days.value<qint16>(), 7);
-    EXPECT_FALSE(defaults->value(QStringLiteral("noSuchKey")).isValid());
-    // Registration alone writes nothing to the user's file.
-    EXPECT_FALSE(defaults->hasUserValue(D::kShowAlert));
+    // Hot keys are maps, the log's age is a qint16; the rest are switches, on except the
+    // newsletter, launching at login and erasing locked items.
+    const QVariantMap expected
+        = {{D::kEmptyTrash, hotKey(Qt::Key_Backspace, Qt::MetaModifier | Qt::ControlModifier)},
+           {D::kSmartDelete, hotKey(Qt::Key_S, Qt::MetaModifier | Qt::ShiftModifier)},
+           {D::kHowManyDaysForNewLogFile, QVariant::fromValue(qint16(7))}};
+    const QStringList off = {D::kNewsletterSubscribed, D::kLaunchAtLogin, D::kDeleteLocked};
+    QVariantMap table = D::defaultValues();
+    EXPECT_EQ(table.size(), 11);
+    for (const QString &key : table.keys()) {
+        const QVariant value = expected.value(key, !off.contains(key));
+        EXPECT_EQ(defaults.value(key).metaType(), value.metaType()) << key.toStdString();
+        EXPECT_EQ(defaults.value(key), value) << key.toStdString();
+    }
+    EXPECT_FALSE(defaults.value(QStringLiteral("noSuchKey")).isValid());
+    // Registering writes nothing, and the table is a new map on every call.
+    EXPECT_FALSE(defaults.hasUserValue(D::kShowAlert));
+    table.insert(D::kShowAlert, false);
+    EXPECT_TRUE(D::defaultValues().value(D::kShowAlert).toBool());
 }
 
 TEST_F(UserDefaults, StoredValuesComeBackInTheDefaultsTypes)
 {
-    using D = KZUserDefaults;
-    defaults->setValue(D::kHowManyDaysForNewLogFile, 30);
-    defaults->setValue(D::kShowAlert, false);
-    defaults->setValue(D::kEmptyTrash, hotKey(Qt::Key_E, Qt::AltModifier));
-    defaults->synchronize();
-
-    KZUserDefaults reread(file);
+    // The INI format keeps numbers and booleans as text. (A file this process has written
+    // would be read back from QSettings' own cache, types and all.)
+    const QString written = sandbox.path(QStringLiteral("Written.conf"));
+    QFile out(written);
+    ASSERT_TRUE(out.open(QIODevice::WriteOnly));
+    out.write("[General]\nhowManyDaysForNewLogFile=30\nshowAlert=false\n");
+    out.close();
+    KZUserDefaults reread(written);
     reread.setupDefaultsPreferences();
-    const QVariant days = reread.value(D::kHowManyDaysForNewLogFile);
-    EXPECT_EQ(days.metaType(), QMetaType::fromType<qint16>());
-    EXPECT_EQ(days.value<qint16>(), 30);
-    const QVariant showAlert = reread.value(D::kShowAlert);
-    EXPECT_EQ(showAlert.metaType(), QMetaType::fromType<bool>());
-    EXPECT_FALSE(showAlert.toBool());
-    EXPECT_EQ(reread.dictionaryForKey(D::kEmptyTrash), hotKey(Qt::Key_E, Qt::AltModifier));
+    const std::pair<QString, QVariant> stored[]
+        = {{D::kHowManyDaysForNewLogFile, QVariant::fromValue(qint16(30))}, {D::kShowAlert, false}};
+    for (const auto &[key, value] : stored) {
+        EXPECT_EQ(reread.value(key).metaType(), value.metaType()) << key.toStdString();
+        EXPECT_EQ(reread.value(key), value) << key.toStdString();
+    }
 }
 
 TEST_F(UserDefaults, ObserversHearOnlyRealChangesOfTheirKey)
 {
-    using D = KZUserDefaults;
     QObject context;
-    QList<QVariant> heard;
-    defaults->observe(D::kEmptyTrash, &context, [&](const QVariant &v) { heard.append(v); });
-    QSignalSpy spy(defaults.get(), &KZUserDefaults::valueChanged);
+    QVariantList heard;
+    defaults.observe(D::kEmptyTrash, &context, [&](const QVariant &value) { heard << value; });
 
-    defaults->setValue(D::kSmartDelete, hotKey(Qt::Key_D, Qt::MetaModifier));
-    defaults->setValue(D::kEmptyTrash, D::defaultValues().value(D::kEmptyTrash)); // no change
-    defaults->setValue(D::kEmptyTrash, hotKey(Qt::Key_E, Qt::ControlModifier));
-    defaults->removeValue(D::kEmptyTrash); // back to the default: a change
-
-    ASSERT_EQ(heard.size(), 2);
-    EXPECT_EQ(heard.at(0).toMap(), hotKey(Qt::Key_E, Qt::ControlModifier));
-    EXPECT_EQ(heard.at(1).toMap(), D::defaultValues().value(D::kEmptyTrash).toMap());
-    EXPECT_EQ(spy.count(), 3);
+    defaults.setValue(D::kSmartDelete, hotKey(Qt::Key_D, Qt::MetaModifier));
+    defaults.setValue(D::kEmptyTrash, D::defaultValues().value(D::kEmptyTrash)); // no change
+    defaults.setValue(D::kEmptyTrash, hotKey(Qt::Key_E, Qt::ControlModifier));
+    defaults.removeValue(D::kEmptyTrash); // back to the default: a change
+    EXPECT_EQ(heard, QVariantList({hotKey(Qt::Key_E, Qt::ControlModifier),
+                                   D::defaultValues().value(D::kEmptyTrash)}));
 }
 
 TEST_F(UserDefaults, RestoreReturnsTheEightKeysAndLeavesTheRecordsOfWhatHappened)
 {
-    using D = KZUserDefaults;
     EXPECT_EQ(D::restorableKeys(),
-              (QStringList{D::kEmptyTrash, D::kSmartDelete, D::kLaunchAtLogin, D::kWriteLog,
+              QStringList({D::kEmptyTrash, D::kSmartDelete, D::kLaunchAtLogin, D::kWriteLog,
                            D::kHowManyDaysForNewLogFile, D::kShowAlert, D::kDeleteLocked,
                            D::kAskUnistallOldBinwise}));
-    EXPECT_EQ(defaults->initialValues().keys().size(), 8);
-
-    // Set every key away from its default.
-    defaults->setValue(D::kEmptyTrash, QVariantMap());
-    defaults->setValue(D::kSmartDelete, hotKey(Qt::Key_Z, Qt::AltModifier));
-    defaults->setValue(D::kLaunchAtLogin, true);
-    defaults->setValue(D::kWriteLog, false);
-    defaults->setValue(D::kHowManyDaysForNewLogFile, 1);
-    defaults->setValue(D::kShowAlert, false);
-    defaults->setValue(D::kDeleteLocked, true);
-    defaults->setValue(D::kAskUnistallOldBinwise, false);
-    defaults->setValue(D::kIsFirstRun, false);
-    defaults->setValue(D::kNewsletterSubscribed, true);
-    defaults->setValue(D::kShowSRMNotAvailable, false);
-
-    defaults->revertToInitialValues();
-
+    // Every key away from its default, then Restore.
     const QVariantMap table = D::defaultValues();
-    for (const QString &key : D::restorableKeys())
-        EXPECT_EQ(defaults->value(key), table.value(key)) << key.toStdString();
-    EXPECT_FALSE(defaults->boolForKey(D::kIsFirstRun));
-    EXPECT_TRUE(defaults->boolForKey(D::kNewsletterSubscribed));
-    EXPECT_FALSE(defaults->boolForKey(D::kShowSRMNotAvailable));
-}
-
-TEST_F(UserDefaults, DefaultValuesIsAFreshMapEachCall)
-{
-    QVariantMap first = KZUserDefaults::defaultValues();
-    first.insert(KZUserDefaults::kShowAlert, false);
-    EXPECT_TRUE(KZUserDefaults::defaultValues().value(KZUserDefaults::kShowAlert).toBool());
+    for (auto it = table.cbegin(); it != table.cend(); ++it) {
+        const QVariant other = it->typeId() == QMetaType::Bool ? QVariant(!it->toBool())
+                               : it->typeId() == QMetaType::QVariantMap
+                                   ? QVariant(hotKey(Qt::Key_Z, Qt::AltModifier))
+                                   : QVariant(1);
+        defaults.setValue(it.key(), other);
+    }
+    defaults.revertToInitialValues();
+    for (auto it = table.cbegin(); it != table.cend(); ++it)
+        EXPECT_EQ(defaults.value(it.key()) == *it, D::restorableKeys().contains(it.key()))
+            << it.key().toStdString();
 }
 
 TEST(UserDefaultsShared, LivesInTheTestSandboxNotTheUsersConfiguration)
 {
-    // The test main points HOME and the XDG folders into its own temporary folder before
-    // anything runs.
+    // The test main points HOME and the XDG folders into its own temporary folder first.
     const QString file = KZUserDefaults::sharedControl().fileName();
     const QString home = QString::fromLocal8Bit(qgetenv("HOME"));
     EXPECT_TRUE(home.startsWith(QDir::tempPath() + QStringLiteral("/binwise-test-")))

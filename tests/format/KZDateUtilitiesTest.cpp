@@ -6,6 +6,7 @@
 #include <unicode/timezone.h>
 
 #include <QLocale>
+#include <QScopeGuard>
 
 namespace {
 
@@ -16,79 +17,53 @@ KZDateUtilities datesIn(const char *locale)
     return KZDateUtilities([name] { return name; });
 }
 
-// ICU puts a narrow no-break space before the AM/PM marker.
-const QString nnbsp = QStringLiteral("\u202F");
-
-// Seconds since the reference date of a UTC date-time.
-double at(int year, int month, int day, int hour = 0, int minute = 0, int second = 0)
-{
-    const QDateTime time(QDate(year, month, day), QTime(hour, minute, second), Qt::UTC);
-    return double(time.toSecsSinceEpoch() - KZDateUtilities::kSeconds1970To2001);
-}
-
-// Swaps ICU's default time zone for one test.
-class ScopedTimeZone
-{
-public:
-    explicit ScopedTimeZone(const char *id)
-        : m_saved(icu::TimeZone::createDefault())
-    {
-        icu::TimeZone::adoptDefault(icu::TimeZone::createTimeZone(id));
-    }
-    ~ScopedTimeZone() { icu::TimeZone::adoptDefault(m_saved); }
-
-private:
-    icu::TimeZone *m_saved;
-};
+const QDateTime kReference(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
 
 } // namespace
 
 TEST(DateUtilities, FourStylesWithAndWithoutTime)
 {
     KZDateUtilities dates = datesIn("en_US");
-    const double seconds = at(2026, 11, 21, 14, 5, 9);
-    EXPECT_EQ(dates.stringWithSeconds(seconds, 4, true, true),
-              QStringLiteral("Saturday, November 21, 2026 at 2:05:09") + nnbsp
-                  + QStringLiteral("PM"));
-    EXPECT_EQ(dates.stringWithSeconds(seconds, 4, true, false),
-              QStringLiteral("Saturday, November 21, 2026"));
-    EXPECT_EQ(dates.stringWithSeconds(seconds, 3, true, true),
-              QStringLiteral("November 21, 2026 at 2:05:09") + nnbsp + QStringLiteral("PM"));
-    EXPECT_EQ(dates.stringWithSeconds(seconds, 3, true, false),
-              QStringLiteral("November 21, 2026"));
-    EXPECT_EQ(dates.stringWithSeconds(seconds, 2, true, false), QStringLiteral("Nov 21, 2026"));
-    EXPECT_EQ(dates.stringWithSeconds(seconds, 1, true, false), QStringLiteral("11/21/26"));
-    // Not a date: the time alone; neither: nothing.
-    EXPECT_EQ(dates.stringWithSeconds(seconds, 4, false, true),
-              QStringLiteral("2:05:09") + nnbsp + QStringLiteral("PM"));
-    EXPECT_EQ(dates.stringWithSeconds(seconds, 4, false, false), QString());
-    EXPECT_EQ(dates.stringWithSeconds(0, 1, true, false), QStringLiteral("1/1/01"));
+    // Saturday 21 November 2026, 14:05:09 UTC. ICU puts a narrow no-break space before PM.
+    const double seconds
+        = kReference.secsTo(QDateTime(QDate(2026, 11, 21), QTime(14, 5, 9), Qt::UTC));
+    const QString time = QStringLiteral("2:05:09\u202FPM");
+    const std::tuple<unsigned, bool, bool, QString> cases[] = {
+        {4, true, true, QStringLiteral("Saturday, November 21, 2026 at ") + time},
+        {4, true, false, QStringLiteral("Saturday, November 21, 2026")},
+        {3, true, true, QStringLiteral("November 21, 2026 at ") + time},
+        {3, true, false, QStringLiteral("November 21, 2026")},
+        {2, true, false, QStringLiteral("Nov 21, 2026")},
+        {1, true, false, QStringLiteral("11/21/26")},
+        // Not a date: the time alone; neither: nothing.
+        {4, false, true, time},
+        {4, false, false, QString()},
+    };
+    for (const auto &[style, isDate, withTime, text] : cases)
+        EXPECT_EQ(dates.stringWithSeconds(seconds, style, isDate, withTime), text)
+            << style << isDate << withTime;
 }
 
 TEST(DateUtilities, SameOptionsShareOneFormatterUntilTheLocaleChanges)
 {
     QString locale = QStringLiteral("en_US");
     KZDateUtilities dates([&locale] { return locale; });
-    EXPECT_EQ(KZDateUtilities::formatterKey(4, true, true), QStringLiteral("4-1-1"));
-    EXPECT_EQ(KZDateUtilities::formatterKey(3, false, true), QStringLiteral("3-0-1"));
-
-    EXPECT_EQ(dates.cachedFormatterId(QStringLiteral("3-1-0")), 0u);
+    const QString key = QStringLiteral("3-1-0");
+    EXPECT_EQ(dates.cachedFormatterId(key), 0u);
     const QString english = dates.stringWithSeconds(0, 3, true, false);
-    const quintptr first = dates.cachedFormatterId(QStringLiteral("3-1-0"));
+    const quintptr first = dates.cachedFormatterId(key);
     ASSERT_NE(first, 0u);
     (void)dates.stringWithSeconds(1e6, 3, true, false);
-    EXPECT_EQ(dates.cachedFormatterId(QStringLiteral("3-1-0")), first);
+    EXPECT_EQ(dates.cachedFormatterId(key), first);
 
-    // A new locale is only picked up through localeChanged(), and then for every key.
+    // A new locale is only picked up through localeChanged().
     locale = QStringLiteral("de_DE");
     EXPECT_EQ(dates.stringWithSeconds(0, 3, true, false), english);
     dates.localeChanged();
-    EXPECT_NE(dates.cachedFormatterId(QStringLiteral("3-1-0")), first);
+    EXPECT_NE(dates.cachedFormatterId(key), first);
     EXPECT_EQ(dates.stringWithSeconds(0, 3, true, false), QStringLiteral("1. Januar 2001"));
-}
 
-TEST(DateUtilities, SharedInstanceFollowsQtsDefaultLocale)
-{
+    // The shared instance follows Qt's default locale.
     KZDateUtilities &shared = KZDateUtilities::sharedControl();
     const QLocale saved;
     QLocale::setDefault(QLocale(QStringLiteral("fr_FR")));
@@ -96,140 +71,106 @@ TEST(DateUtilities, SharedInstanceFollowsQtsDefaultLocale)
     EXPECT_EQ(shared.stringWithSeconds(0, 3, true, false), QStringLiteral("1 janvier 2001"));
     QLocale::setDefault(saved);
     shared.localeChanged();
-    EXPECT_EQ(shared.stringWithSeconds(0, 3, true, false), QStringLiteral("January 1, 2001"));
 }
 
-TEST(DateUtilities, DaysOfMonthKeepTheFourYearRuleAndTheOutOfRangeMonths)
+TEST(DateUtilities, DaysOfMonthAndMinutesKeepTheirOldRules)
 {
-    EXPECT_EQ(KZDateUtilities::daysOfMonth(2, 2000), 29u);
-    EXPECT_EQ(KZDateUtilities::daysOfMonth(2, 2100), 29u); // no century rule
-    EXPECT_EQ(KZDateUtilities::daysOfMonth(2, 2001), 28u);
-    EXPECT_EQ(KZDateUtilities::daysOfMonth(9, 2001), 30u);
-    EXPECT_EQ(KZDateUtilities::daysOfMonth(11, 2001), 30u);
-    EXPECT_EQ(KZDateUtilities::daysOfMonth(12, 2001), 31u);
-    EXPECT_EQ(KZDateUtilities::daysOfMonth(13, 2001), 31u);
-    EXPECT_EQ(KZDateUtilities::daysOfMonth(0, 2001), 31u);
-    EXPECT_EQ(KZDateUtilities::daysOfMonth(1, 2001), 31u);
-}
+    // Only the four-year rule, and every month above 11 has 31 days.
+    const std::tuple<quint16, qint64, unsigned> months[]
+        = {{2, 2000, 29},  {2, 2100, 29},  {2, 2001, 28}, {9, 2001, 30}, {11, 2001, 30},
+           {12, 2001, 31}, {13, 2001, 31}, {0, 2001, 31}, {1, 2001, 31}};
+    for (const auto &[month, year, days] : months)
+        EXPECT_EQ(KZDateUtilities::daysOfMonth(month, year), days) << month << "/" << year;
 
-TEST(DateUtilities, MinutesAndSecondsAreCheckedAndPadded)
-{
     const KZDateUtilities dates = datesIn("en_US");
-    const QString colon = QStringLiteral(":");
-    QString minutes = QStringLiteral("60");
-    EXPECT_FALSE(dates.isValidStringWithMinutes(&minutes, QStringLiteral("0"), colon));
-    EXPECT_EQ(minutes, QStringLiteral("60"));
-    minutes = QStringLiteral("10");
-    EXPECT_FALSE(dates.isValidStringWithMinutes(&minutes, QStringLiteral("60"), colon));
-    minutes = QStringLiteral("-1"); // 16 unsigned bits: 65535
-    EXPECT_FALSE(dates.isValidStringWithMinutes(&minutes, QStringLiteral("0"), colon));
-
-    const std::pair<const char *, const char *> cases[][2] = {
-        {{"3", "45"}, {"03:45", nullptr}},  {{"5", "7"}, {"05:07", nullptr}},
-        {{"0", "0"}, {"00:00", nullptr}},   {{"12", "5"}, {"12:05", nullptr}},
-        {{"00", "00"}, {"00:00", nullptr}}, {{"07", "30"}, {"7:30", nullptr}},
-    };
-    for (const auto &c : cases) {
-        minutes = QLatin1String(c[0].first);
-        ASSERT_TRUE(dates.isValidStringWithMinutes(&minutes, QLatin1String(c[0].second), colon));
-        EXPECT_EQ(minutes, QLatin1String(c[1].first));
+    // {minutes, seconds, separator, rewritten minutes or nullptr when refused}; "-1" minutes
+    // are 65535 in 16 unsigned bits.
+    const std::tuple<const char *, const char *, const char *, const char *> cases[]
+        = {{"60", "0", ":", nullptr}, {"10", "60", ":", nullptr}, {"-1", "0", ":", nullptr},
+           {"3", "45", ":", "03:45"}, {"5", "7", ":", "05:07"},   {"0", "0", ":", "00:00"},
+           {"12", "5", ":", "12:05"}, {"00", "00", ":", "00:00"}, {"07", "30", ":", "7:30"},
+           {"4", "9", "'", "04'09"}};
+    for (const auto &[minutes, seconds, separator, rewritten] : cases) {
+        QString text = QLatin1String(minutes);
+        EXPECT_EQ(
+            dates.isValidStringWithMinutes(&text, QLatin1String(seconds), QLatin1String(separator)),
+            rewritten != nullptr)
+            << minutes << separator << seconds;
+        EXPECT_EQ(text, QLatin1String(rewritten ? rewritten : minutes));
     }
-    minutes = QStringLiteral("4");
-    ASSERT_TRUE(dates.isValidStringWithMinutes(&minutes, QStringLiteral("9"), QStringLiteral("'")));
-    EXPECT_EQ(minutes, QStringLiteral("04'09"));
 }
 
 TEST(DateUtilities, ClassicSecondsCountLocalTimeAndHideTheNoDateMarker)
 {
-    {
-        const KZDateUtilities dates = datesIn("en_US");
-        const QDateTime reference(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC);
-        EXPECT_EQ(dates.secondsFromDate(reference), 3061152000u);
-        EXPECT_EQ(dates.secondsFromDate(reference.addSecs(3600)), 0u); // 3061155600
-        EXPECT_EQ(dates.secondsFromDate(reference.addSecs(3601)), 3061155601u);
-        // Outside the 32 unsigned bits since 1904.
-        EXPECT_EQ(dates.secondsFromDate(QDateTime(QDate(1903, 12, 31), QTime(), Qt::UTC)), 0u);
-        EXPECT_EQ(dates.secondsFromDate(QDateTime(QDate(2050, 1, 1), QTime(), Qt::UTC)), 0u);
-        EXPECT_EQ(dates.secondsFromDate(QDateTime()), 0u);
-    }
-    {
-        // One hour east of Greenwich the reference date itself is the marker.
-        ScopedTimeZone rome("Europe/Rome");
-        const KZDateUtilities dates = datesIn("it_IT");
-        EXPECT_EQ(dates.secondsFromDate(QDateTime(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC)), 0u);
-        EXPECT_EQ(dates.secondsFromDate(QDateTime(QDate(2001, 7, 1), QTime(0, 0), Qt::UTC)),
-                  3061152000u + 181u * 86400u + 7200u); // summer time
-    }
-}
-
-TEST(DateUtilities, ClassicRecordsConvertToAbsoluteSeconds)
-{
     const KZDateUtilities dates = datesIn("en_US");
+    EXPECT_EQ(dates.secondsFromDate(kReference), 3061152000u);
+    EXPECT_EQ(dates.secondsFromDate(kReference.addSecs(3600)), 0u); // 3061155600
+    EXPECT_EQ(dates.secondsFromDate(kReference.addSecs(3601)), 3061155601u);
+    // Outside the 32 unsigned bits since 1904.
+    EXPECT_EQ(dates.secondsFromDate(QDateTime(QDate(1903, 12, 31), QTime(), Qt::UTC)), 0u);
+    EXPECT_EQ(dates.secondsFromDate(QDateTime(QDate(2050, 1, 1), QTime(), Qt::UTC)), 0u);
+
     EXPECT_EQ(dates.utcDateTimeToAbsoluteTime({0, 3061152000u + 100u, 0}), 100u);
     // The high 16 bits of the record are not read.
     EXPECT_EQ(dates.utcDateTimeToAbsoluteTime({1, 3061152000u + 100u, 0}), 100u);
     EXPECT_EQ(dates.utcDateTimeToAbsoluteTime({0, 5, 0}), 0u);
-    EXPECT_EQ(dates.convertDateOfCurrFile({0, 3061152000u, 0}),
-              QDateTime(QDate(2001, 1, 1), QTime(0, 0), Qt::UTC));
+    EXPECT_EQ(dates.convertDateOfCurrFile({0, 3061152000u, 0}), kReference);
+
+    // One hour east of Greenwich the reference date itself is the marker.
+    icu::TimeZone *utc = icu::TimeZone::createDefault();
+    icu::TimeZone::adoptDefault(icu::TimeZone::createTimeZone("Europe/Rome"));
+    const auto restore = qScopeGuard([utc] { icu::TimeZone::adoptDefault(utc); });
+    const KZDateUtilities rome = datesIn("it_IT");
+    EXPECT_EQ(rome.secondsFromDate(kReference), 0u);
+    EXPECT_EQ(rome.secondsFromDate(QDateTime(QDate(2001, 7, 1), QTime(0, 0), Qt::UTC)),
+              3061152000u + 181u * 86400u + 7200u); // summer time
 }
 
 TEST(DateUtilities, LocaleDateDictionaryOrdersFieldsAndStopsAtTheFirstMissingArray)
 {
     KZUserDefaults &defaults = KZUserDefaults::sharedControl();
-    defaults.setValue(QStringLiteral("NSEarlierTimeDesignations"),
-                      QStringList{QStringLiteral("prior")});
-    defaults.setValue(QStringLiteral("NSHourNameDesignations"),
-                      QStringList{QStringLiteral("noon")});
-    // NSLaterTimeDesignations missing: everything after it is dropped too.
-    defaults.setValue(QStringLiteral("NSPriorDayDesignations"),
-                      QStringList{QStringLiteral("ieri")});
+    // NSLaterTimeDesignations is missing: everything after it is dropped too.
+    const QStringList keys
+        = {QStringLiteral("NSEarlierTimeDesignations"), QStringLiteral("NSHourNameDesignations"),
+           QStringLiteral("NSPriorDayDesignations")};
+    for (const QString &key : keys)
+        defaults.setValue(key, QStringList{QStringLiteral("word")});
 
-    KZDateUtilities english = datesIn("en_US");
-    const QVariantMap dict = english.localeDateDict();
+    const QVariantMap dict = datesIn("en_US").localeDateDict();
     EXPECT_EQ(dict.value(QStringLiteral("NSDateTimeOrdering")).toString(), QStringLiteral("MDYH"));
-    EXPECT_EQ(dict.keys(), (QStringList{QStringLiteral("NSDateTimeOrdering"),
-                                        QStringLiteral("NSEarlierTimeDesignations"),
-                                        QStringLiteral("NSHourNameDesignations")}));
-    KZDateUtilities german = datesIn("de_DE");
-    EXPECT_EQ(german.localeDateDict().value(QStringLiteral("NSDateTimeOrdering")).toString(),
+    EXPECT_EQ(dict.keys(), QStringList({QStringLiteral("NSDateTimeOrdering"), keys[0], keys[1]}));
+    EXPECT_EQ(datesIn("de_DE").localeDateDict().value(QStringLiteral("NSDateTimeOrdering")),
               QStringLiteral("DMYH"));
-
-    for (const char *key :
-         {"NSEarlierTimeDesignations", "NSHourNameDesignations", "NSPriorDayDesignations"})
-        defaults.removeValue(QLatin1String(key));
+    for (const QString &key : keys)
+        defaults.removeValue(key);
 }
 
 TEST(DateUtilities, LooseDatesAreRewrittenInTheChosenStyle)
 {
     KZDateUtilities english = datesIn("en_US");
-    QString text = QStringLiteral("1/2/2020");
-    ASSERT_TRUE(english.isValidStringDate(&text, 3));
-    EXPECT_EQ(text, QStringLiteral("January 2, 2020"));
-    text = QStringLiteral("March 5, 2019");
-    ASSERT_TRUE(english.isValidStringDate(&text, 1));
-    EXPECT_EQ(text, QStringLiteral("3/5/19"));
-    text = QStringLiteral("yesterday");
-    EXPECT_TRUE(english.isValidStringDate(&text, 3));
-    text = QStringLiteral("not a date");
-    EXPECT_FALSE(english.isValidStringDate(&text, 3));
-    EXPECT_EQ(text, QStringLiteral("not a date"));
-    text = QStringLiteral("2/30/2020");
-    EXPECT_FALSE(english.isValidStringDate(&text, 3));
-
     KZDateUtilities german = datesIn("de_DE");
-    text = QStringLiteral("1.2.2020");
-    ASSERT_TRUE(german.isValidStringDate(&text, 3));
-    EXPECT_EQ(text, QStringLiteral("1. Februar 2020"));
+    // {dates, text, style, rewritten or nullptr when it is no date}
+    const std::tuple<KZDateUtilities *, const char *, unsigned, const char *> cases[] = {
+        {&english, "1/2/2020", 3, "January 2, 2020"}, {&english, "March 5, 2019", 1, "3/5/19"},
+        {&english, "not a date", 3, nullptr},         {&english, "2/30/2020", 3, nullptr},
+        {&german, "1.2.2020", 3, "1. Februar 2020"},
+    };
+    for (const auto &[dates, input, style, rewritten] : cases) {
+        QString text = QLatin1String(input);
+        EXPECT_EQ(dates->isValidStringDate(&text, style), rewritten != nullptr) << input;
+        EXPECT_EQ(text, QLatin1String(rewritten ? rewritten : input));
+    }
+    QString yesterday = QStringLiteral("yesterday");
+    EXPECT_TRUE(english.isValidStringDate(&yesterday, 3));
 
-    EXPECT_TRUE(
-        english.dateStringIsSmaller(QStringLiteral("1/2/2020"), QStringLiteral("1/3/2020")));
-    EXPECT_FALSE(
-        english.dateStringIsSmaller(QStringLiteral("1/3/2020"), QStringLiteral("1/2/2020")));
-    EXPECT_FALSE(
-        english.dateStringIsSmaller(QStringLiteral("1/2/2020"), QStringLiteral("1/2/2020")));
-    EXPECT_FALSE(english.dateStringIsSmaller(QStringLiteral("junk"), QStringLiteral("1/2/2020")));
-    EXPECT_TRUE(english.dateStringIsSmaller(QStringLiteral("yesterday"), QStringLiteral("today")));
-
+    const auto smaller = [&](const char *first, const char *second) {
+        return english.dateStringIsSmaller(QLatin1String(first), QLatin1String(second));
+    };
+    EXPECT_TRUE(smaller("1/2/2020", "1/3/2020"));
+    EXPECT_FALSE(smaller("1/3/2020", "1/2/2020"));
+    EXPECT_FALSE(smaller("1/2/2020", "1/2/2020"));
+    EXPECT_FALSE(smaller("junk", "1/2/2020"));
+    EXPECT_TRUE(smaller("yesterday", "today"));
     EXPECT_EQ(english.yearFromDateString(QStringLiteral("2019-04-01")), 2019);
     EXPECT_EQ(english.yearFromDateString(QStringLiteral("March 5, 2019")), 2019);
     EXPECT_EQ(english.yearFromDateString(QStringLiteral("junk")), 0);

@@ -1,9 +1,7 @@
 #include "smartwindow/KZAttributedStringUtilities.h"
 #include "KZCellTestSupport.h"
-#include "KZPaintRecorder.h"
 
 #include <QFontMetricsF>
-#include <QPainter>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -13,73 +11,57 @@ KZAttributedStringUtilities &strings()
 {
     return KZAttributedStringUtilities::sharedControl();
 }
+const QString kLong = QStringLiteral("A name that is certainly too long for the space");
 const QChar kEllipsis(0x2026);
 } // namespace
 
-TEST(AttributedStringUtilities, BuildersLeaveShorteningToTheDrawing)
+TEST(AttributedStringUtilities, SizeOfStringAndInlineImages)
 {
-    const KZAttributedString title = strings().attributedStringWithString(
-        QStringLiteral("Home Trash"), 13, Qt::red, true, Qt::AlignRight, 50, Qt::ElideLeft);
-    EXPECT_EQ(title.font().pixelSize(), 13);
-    EXPECT_TRUE(title.font().bold());
-    // The space to fit in is not used by the builder: the elide mode shortens when drawing.
-    EXPECT_EQ(title,
-              strings().attributedStringWithString(QStringLiteral("Home Trash"), 13, Qt::red, true,
-                                                   Qt::AlignRight, 900, Qt::ElideLeft));
-    EXPECT_EQ(strings().attributedStringWithString(QStringLiteral("a"), true, 11, Qt::blue).color(),
-              QColor(Qt::white));
-}
+    const QFont font = KZAttributedStringUtilities::systemFontOfSize(13, true);
+    const QFontMetricsF metrics(font);
+    EXPECT_EQ(strings().sizeOfString(kLong, font),
+              QSizeF(metrics.horizontalAdvance(kLong), metrics.height()));
 
-TEST(AttributedStringUtilities, InlineImageIsDrawnBeforeItsText)
-{
+    // An image given with the text is drawn first, the text after it.
     const KZAttributedString line
         = strings().attributedStringWithString(QStringLiteral("Locked"), solidImage(16, Qt::red));
-    KZPaintRecorder recorder;
-    QPainter painter(&recorder);
-    line.drawInRect(&painter, QRectF(5, 5, 300, 20));
-    painter.end();
-    ASSERT_EQ(recorder.images.size(), 1);
-    ASSERT_EQ(recorder.texts.size(), 1);
-    EXPECT_EQ(recorder.images[0].target.left(), 5);
-    EXPECT_EQ(recorder.images[0].target.size(), QSizeF(16, 16));
-    EXPECT_DOUBLE_EQ(recorder.texts[0].origin.x(), 5 + 16);
-    EXPECT_GT(line.size().width(), 16);
+    const KZPaintRecord record
+        = recorded([&](QPainter *painter) { line.drawInRect(painter, QRectF(5, 5, 300, 20)); });
+    ASSERT_EQ(record.images.size(), 1);
+    ASSERT_EQ(record.texts.size(), 1);
+    EXPECT_EQ(record.images[0].target.left(), 5);
+    EXPECT_EQ(record.images[0].target.size(), QSizeF(16, 16));
+    EXPECT_EQ(record.texts[0].origin.x(), 5 + 16);
 }
 
-TEST(AttributedStringUtilities, TruncateStringDropsCharactersUntilItFits)
+TEST(AttributedStringUtilities, TruncateStringKeepsTheLongestPrefixThatFits)
 {
-    const QString text = QStringLiteral("A name that is certainly too long for the space");
     const QFontMetricsF metrics(QFontDatabase::systemFont(QFontDatabase::GeneralFont));
-    EXPECT_EQ(strings().truncateString(text, QFontDatabase::GeneralFont, 10000), text);
+    const auto truncate = [](const QString &text, qreal space) {
+        return strings().truncateString(text, QFontDatabase::GeneralFont, space);
+    };
+    EXPECT_EQ(truncate(kLong, 10000), kLong);
 
-    const qreal space = metrics.horizontalAdvance(text) / 2;
-    const QString cut = strings().truncateString(text, QFontDatabase::GeneralFont, space);
-    ASSERT_TRUE(cut.endsWith(kEllipsis));
-    EXPECT_LE(metrics.horizontalAdvance(cut), space);
-    const QString prefix = cut.chopped(1);
-    EXPECT_TRUE(text.startsWith(prefix));
-    // The longest prefix that fits: one more character would not.
-    EXPECT_GT(metrics.horizontalAdvance(text.left(prefix.size() + 1) + kEllipsis), space);
-
+    for (const qreal share : {0.2, 0.35, 0.5, 0.65, 0.8}) {
+        const qreal space = metrics.horizontalAdvance(kLong) * share;
+        const QString cut = truncate(kLong, space);
+        ASSERT_TRUE(cut.endsWith(kEllipsis)) << share;
+        const QString prefix = cut.chopped(1);
+        EXPECT_TRUE(kLong.startsWith(prefix));
+        EXPECT_LE(metrics.horizontalAdvance(cut), space);
+        EXPECT_GT(metrics.horizontalAdvance(kLong.left(prefix.size() + 1) + kEllipsis), space);
+    }
     // Nothing fits: the loop stops with one character left.
-    EXPECT_EQ(strings().truncateString(text, QFontDatabase::GeneralFont, 1),
-              QStringLiteral("A") + kEllipsis);
-
-    // Characters outside the basic plane are never split in two, whatever fits.
+    EXPECT_EQ(truncate(kLong, 1), QStringLiteral("A") + kEllipsis);
+    // Characters outside the basic plane are never split in two.
     const QString emoji = QStringLiteral("\U0001F5D1\U0001F5D1\U0001F5D1\U0001F5D1");
     for (int room = 1; room < metrics.horizontalAdvance(emoji); room += 3)
-        EXPECT_TRUE(
-            strings().truncateString(emoji, QFontDatabase::GeneralFont, room).isValidUtf16())
-            << room;
-}
+        EXPECT_TRUE(truncate(emoji, room).isValidUtf16()) << room;
 
-TEST(AttributedStringUtilities, TruncateStringLeavesTextAloneOffTheGuiThread)
-{
-    const QString text = QStringLiteral("A name that is certainly too long for the space");
-    QString result;
-    std::unique_ptr<QThread> worker(QThread::create(
-        [&] { result = strings().truncateString(text, QFontDatabase::GeneralFont, 20); }));
+    // Off the GUI thread the string comes back as it is.
+    QString offThread;
+    std::unique_ptr<QThread> worker(QThread::create([&] { offThread = truncate(kLong, 20); }));
     worker->start();
     ASSERT_TRUE(worker->wait(10000));
-    EXPECT_EQ(result, text);
+    EXPECT_EQ(offThread, kLong);
 }

@@ -1,71 +1,113 @@
 #include "KZCellTestSupport.h"
 
+#include "smartwindow/KZTextFieldCell.h"
+
+#include <QPaintEngine>
 #include <QPainter>
+#include <QPainterPath>
+#include <QStandardItemModel>
+#include <QStyleOptionViewItem>
 
-#include <cstdlib>
+namespace {
 
-KZCellRow makeCellRow(const QMap<int, QVariant> &roles)
+// Records into record, reading pen, brush, opacity and transform from the painter's state.
+class RecordingEngine : public QPaintEngine
 {
-    KZCellRow row;
-    row.model = std::make_unique<QStandardItemModel>(1, 1);
-    auto *item = new QStandardItem;
-    for (auto it = roles.constBegin(); it != roles.constEnd(); ++it)
-        item->setData(it.value(), it.key());
-    row.model->setItem(0, 0, item);
-    row.index = row.model->index(0, 0);
-    return row;
+public:
+    explicit RecordingEngine(KZPaintRecord *record)
+        : QPaintEngine(QPaintEngine::AllFeatures)
+        , m_record(record)
+    {}
+
+    bool begin(QPaintDevice *) override { return true; }
+    bool end() override { return true; }
+    Type type() const override { return QPaintEngine::User; }
+    void updateState(const QPaintEngineState &) override {}
+
+    void drawTextItem(const QPointF &origin, const QTextItem &item) override
+    {
+        m_record->texts.append(
+            {item.text(), state->transform().map(origin), item.font(), state->pen().color()});
+    }
+    void drawPixmap(const QRectF &target, const QPixmap &, const QRectF &) override
+    {
+        m_record->images.append({state->transform().mapRect(target), state->opacity()});
+    }
+    void drawImage(const QRectF &target, const QImage &, const QRectF &,
+                   Qt::ImageConversionFlags) override
+    {
+        drawPixmap(target, {}, {});
+    }
+    void drawPath(const QPainterPath &path) override
+    {
+        bool rounded = false;
+        for (int i = 0; i < path.elementCount(); ++i)
+            rounded |= path.elementAt(i).isCurveTo();
+        if (state->brush().style() != Qt::NoBrush)
+            m_record->shapes.append(
+                {state->transform().map(path).boundingRect(), state->brush().color(), rounded});
+    }
+
+private:
+    KZPaintRecord *m_record;
+};
+
+// An image that keeps what is painted on it instead of pixels; the image gives the painter its
+// size and resolution.
+class Recorder : public QImage
+{
+public:
+    Recorder()
+        : QImage(800, 200, QImage::Format_ARGB32_Premultiplied)
+    {}
+    QPaintEngine *paintEngine() const override { return &m_engine; }
+    KZPaintRecord record;
+
+private:
+    mutable RecordingEngine m_engine{&record};
+};
+
+} // namespace
+
+QStringList KZPaintRecord::lines() const
+{
+    QStringList lines;
+    for (const Text &text : texts)
+        lines << text.text;
+    return lines;
 }
 
-QStyleOptionViewItem cellOption(const QRect &rect, bool selected, bool windowActive)
+KZPaintRecord recorded(const std::function<void(QPainter *)> &draw)
 {
+    Recorder device;
+    QPainter painter(&device);
+    draw(&painter);
+    painter.end();
+    return device.record;
+}
+
+KZPaintRecord drawn(const KZTextFieldCell &cell, const QRectF &frame)
+{
+    return recorded([&](QPainter *painter) { cell.drawWithFrame(painter, frame); });
+}
+
+KZPaintRecord painted(const KZTextFieldCell &cell, const QMap<int, QVariant> &roles,
+                      const QRect &rect, bool selected, bool windowActive)
+{
+    QStandardItemModel model(1, 1);
+    for (auto it = roles.constBegin(); it != roles.constEnd(); ++it)
+        model.setData(model.index(0, 0), it.value(), it.key());
     QStyleOptionViewItem option;
     option.rect = rect;
     option.state = QStyle::State_Enabled;
-    if (selected)
-        option.state |= QStyle::State_Selected;
-    if (windowActive)
-        option.state |= QStyle::State_Active;
-    return option;
+    option.state.setFlag(QStyle::State_Selected, selected);
+    option.state.setFlag(QStyle::State_Active, windowActive);
+    return recorded([&](QPainter *painter) { cell.paint(painter, option, model.index(0, 0)); });
 }
 
-QImage renderOnWhite(const QSize &size, const std::function<void(QPainter *)> &draw)
+QImage solidImage(int side, const QColor &colour)
 {
-    QImage image(size, QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::white);
-    QPainter painter(&image);
-    draw(&painter);
-    painter.end();
-    return image;
-}
-
-QImage solidImage(int side, const QColor &colour, qreal ratio)
-{
-    QImage image(qRound(side * ratio), qRound(side * ratio), QImage::Format_ARGB32_Premultiplied);
+    QImage image(side, side, QImage::Format_ARGB32_Premultiplied);
     image.fill(colour);
-    image.setDevicePixelRatio(ratio);
     return image;
-}
-
-bool closeColours(const QColor &a, const QColor &b, int tolerance)
-{
-    return std::abs(a.red() - b.red()) <= tolerance && std::abs(a.green() - b.green()) <= tolerance
-           && std::abs(a.blue() - b.blue()) <= tolerance
-           && std::abs(a.alpha() - b.alpha()) <= tolerance;
-}
-
-std::pair<int, int> inkColumns(const QImage &image, int threshold)
-{
-    int first = -1;
-    int last = -1;
-    for (int x = 0; x < image.width(); ++x) {
-        for (int y = 0; y < image.height(); ++y) {
-            if (qGray(image.pixel(x, y)) < threshold) {
-                if (first < 0)
-                    first = x;
-                last = x;
-                break;
-            }
-        }
-    }
-    return {first, last};
 }

@@ -1,38 +1,60 @@
 #pragma once
 
 #include <QColor>
+#include <QFont>
 #include <QImage>
+#include <QList>
 #include <QMap>
-#include <QModelIndex>
-#include <QStandardItemModel>
-#include <QStyleOptionViewItem>
+#include <QRectF>
+#include <QStringList>
 #include <QVariant>
 
 #include <functional>
-#include <memory>
 
+class KZTextFieldCell;
 class QPainter;
 
-// One model row for a cell to draw, with the given roles in its only column.
-struct KZCellRow
+// What was painted: each piece of text with its baseline origin, font and colour, each image
+// with its target rectangle and opacity, each filled shape with its bounds and fill, all in
+// device coordinates.
+struct KZPaintRecord
 {
-    std::unique_ptr<QStandardItemModel> model;
-    QModelIndex index;
+    struct Text
+    {
+        QString text;
+        QPointF origin;
+        QFont font;
+        QColor color;
+        bool operator==(const Text &) const = default;
+    };
+    struct Image
+    {
+        QRectF target;
+        qreal opacity = 1;
+        bool operator==(const Image &) const = default;
+    };
+    struct Shape
+    {
+        QRectF bounds;
+        QColor fill;
+        bool rounded = false; // the outline holds curves
+        bool operator==(const Shape &) const = default;
+    };
+    QList<Text> texts;
+    QList<Image> images;
+    QList<Shape> shapes;
+    // The painted texts in order.
+    [[nodiscard]] QStringList lines() const;
+    bool operator==(const KZPaintRecord &) const = default;
 };
-KZCellRow makeCellRow(const QMap<int, QVariant> &roles);
 
-// What a view hands its delegate for a row at rect, without a widget.
-QStyleOptionViewItem cellOption(const QRect &rect, bool selected = false, bool windowActive = true);
+// What draw paints through a painter on a device that records instead of drawing pixels.
+KZPaintRecord recorded(const std::function<void(QPainter *)> &draw);
+// What cell.drawWithFrame(frame) paints.
+KZPaintRecord drawn(const KZTextFieldCell &cell, const QRectF &frame);
+// What cell.paint() paints for a row holding roles, asked for as a view without a widget would.
+KZPaintRecord painted(const KZTextFieldCell &cell, const QMap<int, QVariant> &roles,
+                      const QRect &rect, bool selected = false, bool windowActive = true);
 
-// A white image of size on which draw paints.
-QImage renderOnWhite(const QSize &size, const std::function<void(QPainter *)> &draw);
-
-// An image filled with colour, logical size side x side at ratio.
-QImage solidImage(int side, const QColor &colour, qreal ratio = 1);
-
-// Whether two colours differ by at most tolerance in each channel.
-bool closeColours(const QColor &a, const QColor &b, int tolerance = 3);
-
-// Columns of image that hold a pixel darker than threshold (text on white), as [first, last];
-// {-1, -1} when none.
-std::pair<int, int> inkColumns(const QImage &image, int threshold = 160);
+// A side x side image filled with colour.
+QImage solidImage(int side, const QColor &colour);
