@@ -223,42 +223,48 @@ TEST_F(HelperErase, LockedRootOwnedAndProtectedItemsGoWithContinuedTotals)
     folder(files + "/root dir", 0);
     folder(files + "/root dir/sub", 0);
     file(files + "/root dir/sub/f", QByteArray(5000, 'R'), 0);
-    // A file in a folder the user may not write: the engine left the folder for the helper.
+    // A file in a folder the user may not write: the engine left it and the folders above it,
+    // listed here shallowest first, for the helper.
     folder(files + "/protected");
-    file(files + "/protected/inner.txt", QByteArray(3000, 'P'));
-    chmod((files + "/protected").constData(), 0555);
-    file(files + "/keep", "stays");
+    folder(files + "/protected/deep");
+    file(files + "/protected/deep/inner.txt", QByteArray(3000, 'P'));
+    chmod((files + "/protected/deep").constData(), 0555);
+    folder(files + "/keep"); // not empty: it stays
+    file(files + "/keep/f", "stays");
     for (const char *name : {"locked.txt", "root dir", "protected", "keep"})
         trashed(name);
     file(trash + "/directorysizes", "4096 1700000000 root%20dir\n8192 1700000001 keep\n", kUser,
          0640);
     const std::uint64_t locked = allocated(files + "/locked.txt");
     const std::uint64_t rootDir = allocated(files + "/root dir/sub/f");
-    const std::uint64_t inner = allocated(files + "/protected/inner.txt");
+    const std::uint64_t inner = allocated(files + "/protected/deep/inner.txt");
 
     Helper helper = start();
-    helper.send(erase({.unlock = {files + "/locked.txt"},
-                       .permissions = {files + "/root dir", files + "/protected/inner.txt"},
-                       .notTrashed = {files + "/protected"},
-                       .count = 5,
-                       .size = 1000}));
+    helper.send(
+        erase({.unlock = {files + "/locked.txt"},
+               .permissions = {files + "/root dir", files + "/protected/deep/inner.txt"},
+               .notTrashed = {files + "/protected", files + "/protected/deep", files + "/keep"},
+               .count = 5,
+               .size = 1000}));
     const std::vector<KZCborValue> frames = helper.untilReply();
-    ASSERT_EQ(frames.size(), 6u) << helper.log();
+    ASSERT_EQ(frames.size(), 7u) << helper.log();
     // Path, count (the item and everything in it), total size, item size.
+    const std::uint64_t total = 1000 + locked + rootDir + inner;
     const std::tuple<QByteArray, std::uint64_t, std::uint64_t, std::uint64_t> expected[] = {
         {files + "/locked.txt", 6, 1000 + locked, locked},
         {files + "/root dir", 9, 1000 + locked + rootDir, rootDir},
-        {files + "/protected/inner.txt", 10, 1000 + locked + rootDir + inner, inner},
-        {files + "/protected", 11, 1000 + locked + rootDir + inner, 0},
+        {files + "/protected/deep/inner.txt", 10, total, inner},
+        {files + "/protected/deep", 11, total, 0},
+        {files + "/protected", 12, total, 0},
     };
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(field(frames[i], "message"), P::kItemsErasedMessage.data());
         EXPECT_EQ(std::tuple(field(frames[i], "itemPath"), number(frames[i], "itemsErased"),
                              number(frames[i], "totSize"), number(frames[i], "itemSize")),
                   expected[i]);
     }
-    EXPECT_EQ(number(frames[4], "finishedWithNonErasedCount"), 0u);
-    EXPECT_EQ(frames[5].find("error"), nullptr);
+    EXPECT_EQ(number(frames[5], "finishedWithNonErasedCount"), 0u);
+    EXPECT_EQ(frames[6].find("error"), nullptr);
 
     // Only the untouched item and its records stay.
     for (const char *name : {"locked.txt", "root dir", "protected", "keep"}) {
@@ -312,12 +318,12 @@ TEST_F(HelperErase, NothingOutsideTheTrashIsErasedOrUnlockedAndLinksGoAsLinks)
 
     Helper helper = start();
     helper.send(erase({.permissions = {
-                           outside + "/victim",                   // not in a Trash
-                           files + "/../../../../outside/victim", // climbs out
-                           "relative/files/x",                    // not absolute
-                           files + "/via/f",                      // through a link
-                           files + "/link",                       // a link itself
-                           info + "/link.trashinfo",              // the Trash, not its files/
+                           outside + "/victim",                      // not in a Trash
+                           files + "/../../../../../outside/victim", // climbs out
+                           "relative/files/x",                       // not absolute
+                           files + "/via/f",                         // through a link
+                           files + "/link",                          // a link itself
+                           info + "/link.trashinfo",                 // the Trash, not its files/
                        }}));
     const std::vector<KZCborValue> frames = helper.untilReply();
     ASSERT_EQ(frames.size(), 3u) << helper.log();
