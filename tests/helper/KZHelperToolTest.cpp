@@ -1,74 +1,155 @@
-// The real binwise-helper, started directly as root for an unprivileged user (65534), erasing
-// in a Trash set up as that user would have it.
-#include "KZHelperProcess.h"
+// The real binwise-helper, started directly as root for an unprivileged user (65534) over its
+// pipes, erasing in a Trash set up as that user would have it.
+#include "KZTestMount.h"
+#include "KZTestTrash.h"
+#include "protocol/KZCbor.h"
 #include "protocol/KZHelperProtocol.h"
 
 #include <gtest/gtest.h>
 
+#include <QProcess>
 #include <QTemporaryDir>
 
 #include <fcntl.h>
-#include <linux/fs.h>
-#include <sys/ioctl.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
+#include <optional>
 
 namespace P = KZHelperProtocol;
-using namespace KZHelperTestMessages;
+using namespace KZTestFiles;
 
 namespace {
 
 constexpr uid_t kUser = 65534;
 
-bool exists(const std::string &path)
+// The helper as the application runs it: frames on stdin and stdout. withPause adds the
+// test-only pipe on which it waits for one byte before each batch item.
+class Helper
 {
-    struct stat st
+public:
+    explicit Helper(QStringList arguments, bool withPause = false, const QString &pkexecUid = {})
     {
-    };
-    return lstat(path.c_str(), &st) == 0;
-}
-
-std::string readFile(const std::string &path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream content;
-    content << in.rdbuf();
-    return content.str();
-}
-
-std::uint64_t allocated(const std::string &path)
-{
-    struct stat st
+        if (withPause && pipe2(m_pause, O_CLOEXEC) == 0) {
+            arguments << QStringLiteral("--test-pause-fd") << QString::number(m_pause[0]);
+            m_process.setChildProcessModifier([fd = m_pause[0]] { fcntl(fd, F_SETFD, 0); });
+        }
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        if (!pkexecUid.isEmpty())
+            environment.insert(QStringLiteral("PKEXEC_UID"), pkexecUid);
+        m_process.setProcessEnvironment(environment);
+        m_process.start(QStringLiteral(BINWISE_HELPER_BINARY), arguments);
+    }
+    ~Helper()
     {
-    };
-    return lstat(path.c_str(), &st) == 0 ? static_cast<std::uint64_t>(st.st_blocks) * 512 : 0;
-}
+        m_process.kill();
+        m_process.waitForFinished();
+        for (int fd : m_pause)
+            close(fd);
+    }
 
-// Sets or clears the immutable flag; false where the file system has no such flag.
-bool setImmutable(const std::string &path, bool on)
+    void send(const KZCborValue &message) { sendRaw(P::encodeFrame(message)); }
+    void sendRaw(const std::string &bytes) { m_process.write(bytes.data(), qint64(bytes.size())); }
+    void release() { (void)!write(m_pause[1], "g", 1); }
+    // The next frame, decoded; nullopt at the end of the output or after 20 s without one.
+    std::optional<KZCborValue> receive()
+    {
+        for (;;) {
+            m_buffer += m_process.readAllStandardOutput();
+            const auto *head = reinterpret_cast<const unsigned char *>(m_buffer.constData());
+            const qsizetype size = m_buffer.size() < 4 ? -1 : qsizetype(P::frameSize(head));
+            if (size >= 0 && m_buffer.size() >= 4 + size) {
+                KZCborValue value;
+                const bool ok
+                    = KZCbor::decode({m_buffer.constData() + 4, size_t(size)}, &value, nullptr);
+                m_buffer.remove(0, 4 + size);
+                return ok ? std::optional(value) : std::nullopt;
+            }
+            if (!m_process.waitForReadyRead(20000) && m_process.bytesAvailable() == 0)
+                return std::nullopt;
+        }
+    }
+    // Every frame up to and including the reply to an erase.
+    std::vector<KZCborValue> untilReply()
+    {
+        std::vector<KZCborValue> frames;
+        while (auto frame = receive()) {
+            frames.push_back(*frame);
+            if (frame->find("message")->toString() == P::kEraseMessage)
+                break;
+        }
+        return frames;
+    }
+    // Ends the input and waits: the exit status, or -1 after a crash.
+    int finish()
+    {
+        m_process.closeWriteChannel();
+        m_process.waitForFinished(20000);
+        return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+    }
+    std::string log() { return m_process.readAllStandardError().toStdString(); }
+
+private:
+    QProcess m_process;
+    QByteArray m_buffer;
+    int m_pause[2] = {-1, -1};
+};
+
+QByteArray field(const KZCborValue &message, const char *key)
 {
-    const int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-    int flags = 0;
-    bool ok = fd >= 0 && ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
-    flags = on ? (flags | FS_IMMUTABLE_FL) : (flags & ~FS_IMMUTABLE_FL);
-    ok = ok && ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
-    if (fd >= 0)
-        close(fd);
-    return ok;
+    const KZCborValue *value = message.find(key);
+    return value ? QByteArray::fromStdString(value->toString()) : QByteArray();
 }
 
-KZCborValue paths(const std::vector<std::string> &list)
+std::uint64_t number(const KZCborValue &message, const char *key)
+{
+    const KZCborValue *value = message.find(key);
+    return value ? value->toUnsigned() : ~std::uint64_t{0};
+}
+
+KZCborValue request(std::string_view name, const char *key = nullptr, KZCborValue value = {})
+{
+    KZCborValue message = KZCborValue::map({{"message", KZCborValue::text(std::string(name))}});
+    if (key)
+        message.insert(key, std::move(value));
+    return message;
+}
+
+KZCborValue paths(const QList<QByteArray> &list)
 {
     KZCborValue array = KZCborValue::array();
-    for (const std::string &path : list)
-        array.append(KZCborValue::bytes(path));
+    for (const QByteArray &path : list)
+        array.append(KZCborValue::bytes(path.toStdString()));
     return array;
+}
+
+struct Batch
+{
+    QList<QByteArray> unlock = {}, permissions = {}, notTrashed = {};
+    std::uint64_t count = 0, size = 0;
+    bool secure = false;
+};
+
+KZCborValue erase(const Batch &batch)
+{
+    KZCborValue items = KZCborValue::map({{"erasedCount", KZCborValue::number(batch.count)},
+                                          {"erasedSize", KZCborValue::number(batch.size)},
+                                          {"eraseSecurely", KZCborValue::boolean(batch.secure)}});
+    items.insert("unlockItems", paths(batch.unlock));
+    items.insert("permissionsItems", paths(batch.permissions));
+    items.insert("notTrashedBecauseFolderNotEmpty", paths(batch.notTrashed));
+    KZCborValue message = request(P::kEraseMessage, "itemsDictionary", items);
+    message.insert("eraseWithAuthorization", KZCborValue::bytes(std::string(32, '\x01')));
+    return message;
+}
+
+std::uint64_t allocated(const QByteArray &path)
+{
+    struct stat st
+    {
+    };
+    return lstat(path.constData(), &st) == 0 ? std::uint64_t(st.st_blocks) * 512 : 0;
 }
 
 class HelperErase : public ::testing::Test
@@ -79,18 +160,16 @@ protected:
         if (geteuid() != 0)
             GTEST_SKIP() << "needs root: the helper acts as root for another user";
         ASSERT_TRUE(m_dir.isValid());
-        root = m_dir.path().toStdString();
-        chmod(root.c_str(), 0755);
+        root = QFile::encodeName(m_dir.path());
+        chmod(root.constData(), 0755);
         dataHome = root + "/home/.local/share";
-        folder(root + "/home");
-        folder(root + "/home/.local");
-        folder(dataHome);
         trash = dataHome + "/Trash";
         files = trash + "/files";
         info = trash + "/info";
-        folder(trash, kUser, 0700);
-        folder(files, kUser, 0700);
-        folder(info, kUser, 0700);
+        for (const QByteArray &path : {root + "/home", root + "/home/.local", dataHome})
+            folder(path);
+        for (const QByteArray &path : {trash, files, info})
+            folder(path, kUser, 0700);
         outside = root + "/outside";
         folder(outside, 0);
     }
@@ -98,235 +177,217 @@ protected:
     void TearDown() override
     {
         // Whatever a failed test left locked must not stop the temporary folder's removal.
-        if (!root.empty())
-            system(("chattr -R -i -a '" + root + "' 2>/dev/null").c_str());
+        if (!root.isEmpty())
+            system(("chattr -R -i -a '" + root + "' 2>/dev/null").constData());
     }
 
-    static void folder(const std::string &path, uid_t owner = kUser, mode_t mode = 0755)
+    static void folder(const QByteArray &path, uid_t owner = kUser, mode_t mode = 0755)
     {
-        mkdir(path.c_str(), mode);
-        ASSERT_EQ(chown(path.c_str(), owner, owner), 0) << path;
-        chmod(path.c_str(), mode);
+        mkdir(path.constData(), mode);
+        ASSERT_EQ(chown(path.constData(), owner, owner), 0) << path.constData();
+        chmod(path.constData(), mode);
     }
 
-    static void file(const std::string &path, const std::string &content = "data",
+    static void file(const QByteArray &path, const QByteArray &content = "data",
                      uid_t owner = kUser, mode_t mode = 0644)
     {
-        std::ofstream(path, std::ios::binary) << content;
-        ASSERT_EQ(chown(path.c_str(), owner, owner), 0) << path;
-        chmod(path.c_str(), mode);
+        ASSERT_TRUE(writeFile(path, content)) << path.constData();
+        ASSERT_EQ(chown(path.constData(), owner, owner), 0);
+        chmod(path.constData(), mode);
     }
 
-    // A top-level Trash item with its info file.
-    void trashed(const std::string &name)
+    // A top-level Trash item's info file.
+    void trashed(const QByteArray &name)
     {
         file(info + "/" + name + ".trashinfo",
              "[Trash Info]\nPath=/somewhere/" + name + "\nDeletionDate=2024-01-01T10:00:00\n");
     }
 
-    static KZCborValue erase(const std::vector<std::string> &unlock,
-                             const std::vector<std::string> &permissions,
-                             const std::vector<std::string> &notTrashed = {},
-                             std::uint64_t count = 0, std::uint64_t size = 0, bool secure = false)
+    Helper start(bool withPause = false)
     {
-        KZCborValue items = KZCborValue::map();
-        if (!unlock.empty())
-            items.insert("unlockItems", paths(unlock));
-        if (!permissions.empty())
-            items.insert("permissionsItems", paths(permissions));
-        if (!notTrashed.empty())
-            items.insert("notTrashedBecauseFolderNotEmpty", paths(notTrashed));
-        items.insert("erasedCount", KZCborValue::number(count));
-        items.insert("erasedSize", KZCborValue::number(size));
-        items.insert("eraseSecurely", KZCborValue::boolean(secure));
-        KZCborValue message = request(std::string(P::kEraseMessage));
-        message.insert("eraseWithAuthorization", KZCborValue::bytes(std::string(32, '\x01')));
-        message.insert("itemsDictionary", std::move(items));
-        return message;
-    }
-
-    std::unique_ptr<KZHelperProcess> start(bool withPause = false,
-                                           std::vector<std::string> extra = {})
-    {
-        KZHelperProcess::Options options;
-        options.arguments = {"--uid", std::to_string(kUser), "--data-home", dataHome};
-        options.arguments.insert(options.arguments.end(), extra.begin(), extra.end());
-        options.withPause = withPause;
-        return std::make_unique<KZHelperProcess>(options);
-    }
-
-    // Every frame up to and including the erase reply.
-    static std::vector<KZCborValue> untilReply(KZHelperProcess &helper)
-    {
-        std::vector<KZCborValue> frames;
-        while (auto frame = helper.receive()) {
-            frames.push_back(*frame);
-            if (text(*frame, "message") == P::kEraseMessage)
-                break;
-        }
-        return frames;
+        return Helper({QStringLiteral("--uid"), QString::number(kUser),
+                       QStringLiteral("--data-home"), QFile::decodeName(dataHome)},
+                      withPause);
     }
 
     QTemporaryDir m_dir;
-    std::string root, dataHome, trash, files, info, outside;
+    QByteArray root, dataHome, trash, files, info, outside;
 };
 
 TEST_F(HelperErase, LockedRootOwnedAndProtectedItemsGoWithContinuedTotals)
 {
-    file(files + "/locked.txt", std::string(10000, 'L'));
+    file(files + "/locked.txt", QByteArray(10000, 'L'));
     if (!setImmutable(files + "/locked.txt", true))
         GTEST_SKIP() << "this file system has no immutable flag";
-    trashed("locked.txt");
     // A folder and its contents that only root may remove; its name needs percent-encoding.
     folder(files + "/root dir", 0);
     folder(files + "/root dir/sub", 0);
-    file(files + "/root dir/sub/f", std::string(5000, 'R'), 0);
-    trashed("root dir");
-    // A file in a folder the user may not write: the engine left the folder for the helper.
+    file(files + "/root dir/sub/f", QByteArray(5000, 'R'), 0);
+    // A file in a folder the user may not write: the engine left it and the folders above it,
+    // listed here shallowest first, for the helper.
     folder(files + "/protected");
-    file(files + "/protected/inner.txt", std::string(3000, 'P'));
-    chmod((files + "/protected").c_str(), 0555);
-    trashed("protected");
-    file(files + "/keep", "stays");
-    trashed("keep");
+    folder(files + "/protected/deep");
+    file(files + "/protected/deep/inner.txt", QByteArray(3000, 'P'));
+    chmod((files + "/protected/deep").constData(), 0555);
+    folder(files + "/keep"); // not empty: it stays
+    file(files + "/keep/f", "stays");
+    for (const char *name : {"locked.txt", "root dir", "protected", "keep"})
+        trashed(name);
     file(trash + "/directorysizes", "4096 1700000000 root%20dir\n8192 1700000001 keep\n", kUser,
          0640);
+    const std::uint64_t locked = allocated(files + "/locked.txt");
+    const std::uint64_t rootDir = allocated(files + "/root dir/sub/f");
+    const std::uint64_t inner = allocated(files + "/protected/deep/inner.txt");
 
-    const std::uint64_t lockedSize = allocated(files + "/locked.txt");
-    const std::uint64_t rootDirSize = allocated(files + "/root dir/sub/f");
-    const std::uint64_t innerSize = allocated(files + "/protected/inner.txt");
-
-    auto helper = start();
-    helper->send(erase({files + "/locked.txt"},
-                       {files + "/root dir", files + "/protected/inner.txt"},
-                       {files + "/protected"}, 5, 1000));
-    const std::vector<KZCborValue> frames = untilReply(*helper);
-
-    ASSERT_EQ(frames.size(), 6u) << helper->log();
-    struct Expected
-    {
-        std::string path;
-        std::uint64_t count, total, size;
+    Helper helper = start();
+    helper.send(
+        erase({.unlock = {files + "/locked.txt"},
+               .permissions = {files + "/root dir", files + "/protected/deep/inner.txt"},
+               .notTrashed = {files + "/protected", files + "/protected/deep", files + "/keep"},
+               .count = 5,
+               .size = 1000}));
+    const std::vector<KZCborValue> frames = helper.untilReply();
+    ASSERT_EQ(frames.size(), 7u) << helper.log();
+    // Path, count (the item and everything in it), total size, item size.
+    const std::uint64_t total = 1000 + locked + rootDir + inner;
+    const std::tuple<QByteArray, std::uint64_t, std::uint64_t, std::uint64_t> expected[] = {
+        {files + "/locked.txt", 6, 1000 + locked, locked},
+        {files + "/root dir", 9, 1000 + locked + rootDir, rootDir},
+        {files + "/protected/deep/inner.txt", 10, total, inner},
+        {files + "/protected/deep", 11, total, 0},
+        {files + "/protected", 12, total, 0},
     };
-    const Expected expected[] = {
-        {files + "/locked.txt", 6, 1000 + lockedSize, lockedSize},
-        {files + "/root dir", 9, 1000 + lockedSize + rootDirSize, rootDirSize},
-        {files + "/protected/inner.txt", 10, 1000 + lockedSize + rootDirSize + innerSize,
-         innerSize},
-        {files + "/protected", 11, 1000 + lockedSize + rootDirSize + innerSize, 0},
-    };
-    for (int i = 0; i < 4; ++i) {
-        SCOPED_TRACE(expected[i].path);
-        EXPECT_EQ(text(frames[i], "message"), P::kItemsErasedMessage);
-        EXPECT_EQ(text(frames[i], "itemPath"), expected[i].path);
-        EXPECT_EQ(number(frames[i], "itemsErased"), expected[i].count);
-        EXPECT_EQ(number(frames[i], "totSize"), expected[i].total);
-        EXPECT_EQ(number(frames[i], "itemSize"), expected[i].size);
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(field(frames[i], "message"), P::kItemsErasedMessage.data());
+        EXPECT_EQ(std::tuple(field(frames[i], "itemPath"), number(frames[i], "itemsErased"),
+                             number(frames[i], "totSize"), number(frames[i], "itemSize")),
+                  expected[i]);
     }
-    EXPECT_EQ(text(frames[4], "message"), P::kFinishedMessage);
-    EXPECT_EQ(number(frames[4], "finishedWithNonErasedCount"), 0u);
-    EXPECT_EQ(frames[5].find("error"), nullptr);
+    EXPECT_EQ(number(frames[5], "finishedWithNonErasedCount"), 0u);
+    EXPECT_EQ(frames[6].find("error"), nullptr);
 
     // Only the untouched item and its records stay.
-    EXPECT_FALSE(exists(files + "/locked.txt"));
-    EXPECT_FALSE(exists(files + "/root dir"));
-    EXPECT_FALSE(exists(files + "/protected"));
-    EXPECT_TRUE(exists(files + "/keep"));
-    EXPECT_FALSE(exists(info + "/locked.txt.trashinfo"));
-    EXPECT_FALSE(exists(info + "/root dir.trashinfo"));
-    EXPECT_FALSE(exists(info + "/protected.trashinfo"));
-    EXPECT_TRUE(exists(info + "/keep.trashinfo"));
+    for (const char *name : {"locked.txt", "root dir", "protected", "keep"}) {
+        const bool kept = qstrcmp(name, "keep") == 0;
+        EXPECT_EQ(exists(files + "/" + name), kept) << name;
+        EXPECT_EQ(exists(info + "/" + name + ".trashinfo"), kept) << name;
+    }
     EXPECT_EQ(readFile(trash + "/directorysizes"), "8192 1700000001 keep\n");
     struct stat st
     {
     };
-    ASSERT_EQ(stat((trash + "/directorysizes").c_str(), &st), 0);
-    EXPECT_EQ(st.st_uid, kUser);
-    EXPECT_EQ(st.st_mode & 0777, 0640u);
-
-    helper->closeInput();
-    const int status = helper->wait();
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    ASSERT_EQ(stat((trash + "/directorysizes").constData(), &st), 0);
+    EXPECT_EQ(std::pair(st.st_uid, st.st_mode & 0777), std::pair(kUser, 0640u));
+    EXPECT_EQ(helper.finish(), 0);
 }
 
 TEST_F(HelperErase, SecureEraseOverwritesTheFileButNotDataSharedByAHardLink)
 {
-    const std::string secret(200000, 'S');
+    const QByteArray secret(200000, 'S');
     file(files + "/secret", secret);
-    file(outside + "/shared", "shared data", kUser);
-    ASSERT_EQ(link((outside + "/shared").c_str(), (files + "/linked").c_str()), 0);
+    file(outside + "/shared", "shared data");
+    ASSERT_EQ(link((outside + "/shared").constData(), (files + "/linked").constData()), 0);
     // Keeps the erased file's data reachable, to see what was written over it.
-    const int watch = open((files + "/secret").c_str(), O_RDONLY | O_CLOEXEC);
+    const int watch = open((files + "/secret").constData(), O_RDONLY | O_CLOEXEC);
     ASSERT_GE(watch, 0);
 
-    auto helper = start();
-    helper->send(erase({}, {files + "/secret", files + "/linked"}, {}, 0, 0, true));
-    const std::vector<KZCborValue> frames = untilReply(*helper);
-    ASSERT_EQ(frames.size(), 4u) << helper->log();
+    Helper helper = start();
+    helper.send(erase({.permissions = {files + "/secret", files + "/linked"}, .secure = true}));
+    const std::vector<KZCborValue> frames = helper.untilReply();
+    ASSERT_EQ(frames.size(), 4u) << helper.log();
     EXPECT_EQ(number(frames[2], "finishedWithNonErasedCount"), 0u);
-
     EXPECT_FALSE(exists(files + "/secret"));
     EXPECT_FALSE(exists(files + "/linked"));
-    std::string after(secret.size(), '\0');
-    ASSERT_EQ(pread(watch, after.data(), after.size(), 0), static_cast<ssize_t>(after.size()));
+    QByteArray after(secret.size(), '\0');
+    ASSERT_EQ(pread(watch, after.data(), size_t(after.size()), 0), after.size());
     close(watch);
     // Random bytes hold an "S" once in 256; the secret's own bytes would all be one.
-    EXPECT_LT(std::count(after.begin(), after.end(), 'S'), 2000);
-    EXPECT_LT(std::count(after.begin(), after.end(), '\xff'), 2000); // the last pass is random
-    EXPECT_EQ(readFile(outside + "/shared"), "shared data"); // the other link keeps its data
+    EXPECT_LT(after.count('S'), 2000);
+    EXPECT_LT(after.count('\xff'), 2000); // the last pass is random
+    EXPECT_EQ(readFile(outside + "/shared"), "shared data");
 }
 
-TEST_F(HelperErase, NothingOutsideTheTrashIsTouchedAndLinksAreRemovedAsLinks)
+TEST_F(HelperErase, NothingOutsideTheTrashIsErasedOrUnlockedAndLinksGoAsLinks)
 {
     file(outside + "/victim", "keep me", 0);
     folder(outside + "/dir", 0);
     file(outside + "/dir/f", "keep me too", 0);
-    ASSERT_EQ(symlink((outside + "/dir").c_str(), (files + "/link").c_str()), 0);
-    ASSERT_EQ(symlink((outside + "/dir").c_str(), (files + "/via").c_str()), 0);
+    ASSERT_EQ(symlink((outside + "/dir").constData(), (files + "/link").constData()), 0);
+    ASSERT_EQ(symlink((outside + "/dir").constData(), (files + "/via").constData()), 0);
     trashed("link");
 
-    auto helper = start();
-    helper->send(erase({}, {
-                               outside + "/victim",                   // not in a Trash
-                               files + "/../../../../outside/victim", // climbs out
-                               "relative/files/x",                    // not absolute
-                               files + "/via/f",                      // through a link
-                               files + "/link",                       // a link itself
-                               trash + "/info/link.trashinfo",        // the Trash, not its files/
-                           }));
-    const std::vector<KZCborValue> frames = untilReply(*helper);
-    ASSERT_EQ(frames.size(), 3u) << helper->log();
-    EXPECT_EQ(text(frames[0], "itemPath"), files + "/link");
+    Helper helper = start();
+    helper.send(erase({.permissions = {
+                           outside + "/victim",                      // not in a Trash
+                           files + "/../../../../../outside/victim", // climbs out
+                           "relative/files/x",                       // not absolute
+                           files + "/via/f",                         // through a link
+                           files + "/link",                          // a link itself
+                           info + "/link.trashinfo",                 // the Trash, not its files/
+                       }}));
+    const std::vector<KZCborValue> frames = helper.untilReply();
+    ASSERT_EQ(frames.size(), 3u) << helper.log();
+    EXPECT_EQ(field(frames[0], "itemPath"), files + "/link");
     EXPECT_EQ(number(frames[1], "finishedWithNonErasedCount"), 5u);
-
     EXPECT_FALSE(exists(files + "/link"));
     EXPECT_EQ(readFile(outside + "/victim"), "keep me");
     EXPECT_EQ(readFile(outside + "/dir/f"), "keep me too");
     EXPECT_TRUE(exists(files + "/via"));
-    EXPECT_NE(helper->log().find("refused"), std::string::npos);
+
+    // Unlocking clears flags inside a Trash folder, and nowhere else.
+    folder(files + "/box");
+    file(files + "/box/f");
+    ASSERT_TRUE(setImmutable(files + "/box/f", true) && setImmutable(files + "/box", true));
+    ASSERT_TRUE(setImmutable(outside + "/victim", true));
+    helper.send(request(P::kUnlockItemsMessage, "unlockItemsWithArray",
+                        paths({files + "/box", outside + "/victim"})));
+    const std::optional<KZCborValue> reply = helper.receive();
+    ASSERT_TRUE(reply && reply->find("reply")) << helper.log();
+    EXPECT_EQ(*reply->find("reply"), paths({files + "/box"}));
+    EXPECT_EQ(unlink((files + "/box/f").constData()), 0);
+    EXPECT_EQ(rmdir((files + "/box").constData()), 0);
+    EXPECT_NE(unlink((outside + "/victim").constData()), 0);
 }
 
-TEST_F(HelperErase, ADataHomeOrTrashThatIsNotTheUsersIsRefused)
+TEST_F(HelperErase, OnlyTheUsersOwnTrashFoldersCount)
 {
+    Helper helper = start();
+    // A data home or a files/ folder that is not the user's is refused.
     file(files + "/a");
-    ASSERT_EQ(chown(dataHome.c_str(), 0, 0), 0);
-    {
-        auto helper = start();
-        helper->send(erase({}, {files + "/a"}));
-        const auto frames = untilReply(*helper);
-        ASSERT_EQ(frames.size(), 2u);
-        EXPECT_EQ(number(frames[0], "finishedWithNonErasedCount"), 1u);
-    }
-    ASSERT_EQ(chown(dataHome.c_str(), kUser, kUser), 0);
-    ASSERT_EQ(chown(files.c_str(), 0, 0), 0);
-    {
-        auto helper = start();
-        helper->send(erase({}, {files + "/a"}));
-        const auto frames = untilReply(*helper);
-        ASSERT_EQ(frames.size(), 2u);
-        EXPECT_EQ(number(frames[0], "finishedWithNonErasedCount"), 1u);
+    for (const QByteArray &path : {dataHome, files}) {
+        ASSERT_EQ(chown(path.constData(), 0, 0), 0);
+        helper.send(erase({.permissions = {files + "/a"}}));
+        const std::vector<KZCborValue> frames = helper.untilReply();
+        ASSERT_EQ(frames.size(), 2u) << helper.log();
+        EXPECT_EQ(number(frames[0], "finishedWithNonErasedCount"), 1u) << path.constData();
+        ASSERT_EQ(chown(path.constData(), kUser, kUser), 0);
     }
     EXPECT_TRUE(exists(files + "/a"));
+
+    // On a volume: .Trash-UID or a sticky .Trash/UID at the top of a mount.
+    QString whyNot;
+    const auto volume = KZTestMount::tmpfs(root + "/volume", &whyNot);
+    const auto unsticky = KZTestMount::tmpfs(root + "/unsticky", &whyNot);
+    if (!volume || !unsticky)
+        GTEST_SKIP() << whyNot.toStdString();
+    folder(root + "/volume/.Trash", 0, 01777);
+    folder(root + "/unsticky/.Trash", 0, 0777);
+    folder(root + "/volume/deeper");
+    QList<QByteArray> items;
+    for (const char *trashRoot : {"volume/.Trash-65534", "volume/.Trash/65534",
+                                  "volume/deeper/.Trash-65534", "unsticky/.Trash/65534"}) {
+        folder(root + "/" + trashRoot, kUser, 0700);
+        folder(root + "/" + trashRoot + "/files", kUser, 0700);
+        file(items.emplace_back(root + "/" + trashRoot + "/files/x"));
+    }
+    helper.send(erase({.permissions = items}));
+    const std::vector<KZCborValue> frames = helper.untilReply();
+    ASSERT_EQ(frames.size(), 4u) << helper.log();
+    EXPECT_EQ(number(frames[2], "finishedWithNonErasedCount"), 2u);
+    EXPECT_FALSE(exists(items[0]));
+    EXPECT_FALSE(exists(items[1]));
+    EXPECT_TRUE(exists(items[2]));
+    EXPECT_TRUE(exists(items[3]));
 }
 
 TEST_F(HelperErase, APathSwappedForALinkDuringTheBatchIsNotFollowed)
@@ -340,25 +401,24 @@ TEST_F(HelperErase, APathSwappedForALinkDuringTheBatchIsNotFollowed)
     file(outside + "/target/c", "outside c", 0);
     file(outside + "/target/e", "outside e", 0);
 
-    auto helper = start(true);
-    helper->send(erase({}, {files + "/a", files + "/b/c", files + "/d"}));
-    helper->release();
-    auto first = helper->receive();
-    ASSERT_TRUE(first) << helper->log();
-    EXPECT_EQ(text(*first, "itemPath"), files + "/a");
+    Helper helper = start(true);
+    helper.send(erase({.permissions = {files + "/a", files + "/b/c", files + "/d"}}));
+    helper.release();
+    const std::optional<KZCborValue> first = helper.receive();
+    ASSERT_TRUE(first) << helper.log();
+    EXPECT_EQ(field(*first, "itemPath"), files + "/a");
 
     // The user swaps a folder on the way to the next item, and the last item itself, for links
     // into a folder of root's.
-    ASSERT_EQ(rename((files + "/b").c_str(), (files + "/b.moved").c_str()), 0);
-    ASSERT_EQ(symlink((outside + "/target").c_str(), (files + "/b").c_str()), 0);
-    ASSERT_EQ(rename((files + "/d").c_str(), (files + "/d.moved").c_str()), 0);
-    ASSERT_EQ(symlink((outside + "/target").c_str(), (files + "/d").c_str()), 0);
-    helper->release();
-    helper->release();
-
-    const std::vector<KZCborValue> frames = untilReply(*helper);
-    ASSERT_EQ(frames.size(), 3u) << helper->log();
-    EXPECT_EQ(text(frames[0], "itemPath"), files + "/d"); // the link, as a link
+    for (const char *name : {"/b", "/d"}) {
+        ASSERT_EQ(rename((files + name).constData(), (files + name + ".moved").constData()), 0);
+        ASSERT_EQ(symlink((outside + "/target").constData(), (files + name).constData()), 0);
+    }
+    helper.release();
+    helper.release();
+    const std::vector<KZCborValue> frames = helper.untilReply();
+    ASSERT_EQ(frames.size(), 3u) << helper.log();
+    EXPECT_EQ(field(frames[0], "itemPath"), files + "/d"); // the link, as a link
     EXPECT_EQ(number(frames[0], "itemSize"), 0u);
     EXPECT_EQ(number(frames[1], "finishedWithNonErasedCount"), 1u); // b/c
     EXPECT_EQ(readFile(outside + "/target/c"), "outside c");
@@ -370,187 +430,108 @@ TEST_F(HelperErase, APathSwappedForALinkDuringTheBatchIsNotFollowed)
 
 TEST_F(HelperErase, StopEndsTheBatchAndLeavesTheRestAsItIs)
 {
-    for (const char *name : {"1", "2", "3", "4"})
-        file(files + "/" + name);
-
-    auto helper = start(true);
-    helper->send(erase({files + "/1", files + "/2"}, {files + "/3", files + "/4"}, {}, 7, 70));
-    helper->release();
-    auto first = helper->receive();
-    ASSERT_TRUE(first) << helper->log();
+    for (const char *name : {"/1", "/2", "/3", "/4"})
+        file(files + name);
+    Helper helper = start(true);
+    helper.send(erase({.unlock = {files + "/1", files + "/2"},
+                       .permissions = {files + "/3", files + "/4"},
+                       .count = 7,
+                       .size = 70}));
+    helper.release();
+    const std::optional<KZCborValue> first = helper.receive();
+    ASSERT_TRUE(first) << helper.log();
     EXPECT_EQ(number(*first, "itemsErased"), 8u);
 
-    KZCborValue stop = request(std::string(P::kSetStoppedMessage));
-    stop.insert("setStoppedByUser", KZCborValue::boolean(true));
-    helper->send(stop);
-    ASSERT_TRUE(helper->waitForLog("stop requested"));
-    helper->release();
-
-    const std::vector<KZCborValue> frames = untilReply(*helper);
-    ASSERT_EQ(frames.size(), 2u) << helper->log();
+    helper.send(request(P::kSetStoppedMessage, "setStoppedByUser", KZCborValue::boolean(true)));
+    // Frames are taken in order: once the version is answered, the stop is set.
+    helper.send(request(P::kGetVersionMessage));
+    ASSERT_EQ(field(helper.receive().value_or(KZCborValue()), "reply"), "1.0.1");
+    helper.release();
+    const std::vector<KZCborValue> frames = helper.untilReply();
+    ASSERT_EQ(frames.size(), 2u) << helper.log();
     EXPECT_EQ(number(frames[0], "finishedWithNonErasedCount"), 3u);
     EXPECT_FALSE(exists(files + "/1"));
-    for (const char *name : {"2", "3", "4"})
-        EXPECT_TRUE(exists(files + "/" + name)) << name;
-}
-
-TEST_F(HelperErase, UnlockClearsFlagsInsideFoldersAndErasesNothing)
-{
-    folder(files + "/box");
-    file(files + "/box/f");
-    if (!setImmutable(files + "/box/f", true))
-        GTEST_SKIP() << "this file system has no immutable flag";
-    ASSERT_TRUE(setImmutable(files + "/box", true));
-    file(outside + "/locked", "x", 0);
-    ASSERT_TRUE(setImmutable(outside + "/locked", true));
-
-    auto helper = start();
-    KZCborValue message = request(std::string(P::kUnlockItemsMessage));
-    message.insert("unlockItemsWithArray", paths({files + "/box", outside + "/locked"}));
-    helper->send(message);
-    auto reply = helper->receive();
-    ASSERT_TRUE(reply) << helper->log();
-    const KZCborValue *unlocked = reply->find("reply");
-    ASSERT_TRUE(unlocked && unlocked->isArray());
-    ASSERT_EQ(unlocked->toArray().size(), 1u);
-    EXPECT_EQ(unlocked->toArray()[0].toString(), files + "/box");
-
-    // Cleared, so an ordinary removal now works; the outside file stays locked.
-    EXPECT_EQ(unlink((files + "/box/f").c_str()), 0);
-    EXPECT_EQ(rmdir((files + "/box").c_str()), 0);
-    EXPECT_NE(unlink((outside + "/locked").c_str()), 0);
-    setImmutable(outside + "/locked", false);
-}
-
-TEST_F(HelperErase, VolumeTrashesMustSitAtTheTopOfAMountAndBelongToTheUser)
-{
-    const std::string volume = root + "/volume";
-    folder(volume, 0);
-    if (mount("binwise-test", volume.c_str(), "tmpfs", 0, "size=8m") != 0)
-        GTEST_SKIP() << "cannot mount a tmpfs here";
-    struct Unmount
-    {
-        std::string path;
-        ~Unmount() { umount2(path.c_str(), MNT_DETACH); }
-    } unmount{volume};
-
-    const std::string own = volume + "/.Trash-65534";
-    folder(own, kUser, 0700);
-    folder(own + "/files", kUser, 0700);
-    file(own + "/files/x");
-    folder(volume + "/.Trash", 0, 01777);
-    folder(volume + "/.Trash/65534", kUser, 0700);
-    folder(volume + "/.Trash/65534/files", kUser, 0700);
-    file(volume + "/.Trash/65534/files/y");
-    // Look-alikes: not at a mount's top, and a shared .Trash that is not sticky.
-    folder(volume + "/deeper", kUser);
-    folder(volume + "/deeper/.Trash-65534", kUser, 0700);
-    folder(volume + "/deeper/.Trash-65534/files", kUser, 0700);
-    file(volume + "/deeper/.Trash-65534/files/z");
-    folder(volume + "/deeper/.Trash", kUser, 0777);
-    folder(volume + "/deeper/.Trash/65534", kUser, 0700);
-    folder(volume + "/deeper/.Trash/65534/files", kUser, 0700);
-    file(volume + "/deeper/.Trash/65534/files/w");
-
-    auto helper = start();
-    helper->send(erase({}, {own + "/files/x", volume + "/.Trash/65534/files/y",
-                            volume + "/deeper/.Trash-65534/files/z",
-                            volume + "/deeper/.Trash/65534/files/w"}));
-    const std::vector<KZCborValue> frames = untilReply(*helper);
-    ASSERT_EQ(frames.size(), 4u) << helper->log();
-    EXPECT_EQ(number(frames[2], "finishedWithNonErasedCount"), 2u);
-    EXPECT_FALSE(exists(own + "/files/x"));
-    EXPECT_FALSE(exists(volume + "/.Trash/65534/files/y"));
-    EXPECT_TRUE(exists(volume + "/deeper/.Trash-65534/files/z"));
-    EXPECT_TRUE(exists(volume + "/deeper/.Trash/65534/files/w"));
+    for (const char *name : {"/2", "/3", "/4"})
+        EXPECT_TRUE(exists(files + name)) << name;
 }
 
 TEST_F(HelperErase, BadFramesGetErrorsAndTheHelperKeepsServing)
 {
-    auto helper = start();
-    auto expectError = [&](const std::string &message, P::HelperError code) {
-        auto frame = helper->receive();
-        ASSERT_TRUE(frame) << helper->log();
-        EXPECT_EQ(text(*frame, "message"), message);
-        const KZCborValue *error = frame->find("error");
-        ASSERT_TRUE(error);
-        EXPECT_EQ(text(*error, "domain"), P::kHelperDomain);
-        EXPECT_EQ(error->find("code")->toInteger(), static_cast<std::int64_t>(code));
-        EXPECT_FALSE(text(*error, "description").empty());
+    KZCborValue numbers = erase({});
+    const KZCborValue two = KZCborValue::array({KZCborValue::number(1), KZCborValue::number(2)});
+    numbers.insert("itemsDictionary", KZCborValue::map({{"permissionsItems", two}}));
+    KZCborValue shortAuthorization = erase({.permissions = {files + "/nothing"}});
+    shortAuthorization.insert("eraseWithAuthorization", KZCborValue::bytes("short"));
+    const std::string erasing(P::kEraseMessage), helperDomain(P::kHelperDomain);
+    const struct
+    {
+        std::string frame;
+        std::uint64_t notErased; // a refused erase is first answered as not erased
+        std::string message, domain;
+        std::int64_t code;
+    } cases[] = {
+        {P::frameHeader(3) + std::string("\xff\x00\x01", 3), 0, "protocolError", helperDomain, 1},
+        {P::encodeFrame(request("removeEverything:")), 0, "protocolError", helperDomain, 4},
+        // Declaring more than the limit: refused, its bytes skipped.
+        {P::frameHeader(P::kMaxFrameSize + 1) + std::string(P::kMaxFrameSize + 1, 'x'), 0,
+         "protocolError", helperDomain, 2},
+        {P::encodeFrame(numbers), 2, erasing, helperDomain, 5},
+        {P::encodeFrame(shortAuthorization), 1, erasing, std::string(P::kOSStatusDomain),
+         P::kAuthorizationInvalidRef},
     };
+    Helper helper = start();
+    auto expectError = [&](const auto &expected) {
+        if (expected.notErased != 0) {
+            const std::optional<KZCborValue> finished = helper.receive();
+            ASSERT_TRUE(finished) << helper.log();
+            EXPECT_EQ(number(*finished, "finishedWithNonErasedCount"), expected.notErased);
+        }
+        const std::optional<KZCborValue> frame = helper.receive();
+        ASSERT_TRUE(frame && frame->find("error")) << helper.log();
+        const KZCborValue &error = *frame->find("error");
+        EXPECT_EQ(field(*frame, "message").toStdString(), expected.message);
+        EXPECT_EQ(field(error, "domain").toStdString(), expected.domain);
+        EXPECT_EQ(error.find("code")->toInteger(), expected.code);
+        EXPECT_FALSE(field(error, "description").isEmpty());
+    };
+    for (const auto &expected : cases) {
+        SCOPED_TRACE(expected.code);
+        helper.sendRaw(expected.frame);
+        expectError(expected);
+    }
+    helper.send(request(P::kGetVersionMessage));
+    EXPECT_EQ(field(helper.receive().value_or(KZCborValue()), "reply"), "1.0.1");
 
-    helper->sendRaw(P::frameHeader(3) + std::string("\xff\x00\x01", 3));
-    expectError("protocolError", P::HelperError::MalformedFrame);
-    helper->send(request("removeEverything:"));
-    expectError("protocolError", P::HelperError::UnknownMessage);
-    // A frame declaring more than the limit: refused, its bytes skipped.
-    helper->sendRaw(P::frameHeader(P::kMaxFrameSize + 1) + std::string(P::kMaxFrameSize + 1, 'x'));
-    expectError("protocolError", P::HelperError::OversizedFrame);
-    // An erase with a list of numbers: the batch is answered as not erased, then refused.
-    KZCborValue bad = erase({}, {});
-    KZCborValue items = KZCborValue::map();
-    items.insert("permissionsItems",
-                 KZCborValue::array({KZCborValue::number(1), KZCborValue::number(2)}));
-    bad.insert("itemsDictionary", items);
-    helper->send(bad);
-    auto finished = helper->receive();
-    ASSERT_TRUE(finished);
-    EXPECT_EQ(number(*finished, "finishedWithNonErasedCount"), 2u);
-    expectError(std::string(P::kEraseMessage), P::HelperError::BadArguments);
-    // A short authorization is refused in the status domain.
-    KZCborValue shortAuth = erase({}, {files + "/nothing"});
-    shortAuth.insert("eraseWithAuthorization", KZCborValue::bytes("short"));
-    helper->send(shortAuth);
-    ASSERT_TRUE(helper->receive());
-    auto refused = helper->receive();
-    ASSERT_TRUE(refused && refused->find("error"));
-    EXPECT_EQ(refused->find("error")->find("code")->toInteger(), P::kAuthorizationInvalidRef);
-
-    // Still serving.
-    helper->send(request(std::string(P::kGetVersionMessage)));
-    auto version = helper->receive();
-    ASSERT_TRUE(version);
-    EXPECT_EQ(text(*version, "reply"), "1.0.1");
-
-    // Input that ends inside a frame: one last error, then a normal exit.
-    helper->sendRaw(P::frameHeader(50) + "abc");
-    helper->closeInput();
-    expectError("protocolError", P::HelperError::TruncatedFrame);
-    const int status = helper->wait();
-    EXPECT_TRUE(WIFEXITED(status)) << "the helper died of a signal";
-    EXPECT_EQ(WEXITSTATUS(status), 2);
+    // Input that ends inside a frame: one last error, then exit status 2.
+    auto truncated = cases[0];
+    truncated.code = 3;
+    helper.sendRaw(P::frameHeader(50) + "abc");
+    EXPECT_EQ(helper.finish(), 2);
+    expectError(truncated);
 }
 
 TEST_F(HelperErase, WhomTheHelperServesComesOnlyFromPkexecOrFromRoot)
 {
-    // Under pkexec, arguments that pick the user are refused outright.
-    KZHelperProcess::Options options;
-    options.arguments = {"--uid", "0"};
-    options.environment = {"PKEXEC_UID=65534"};
-    KZHelperProcess underPkexec(options);
-    int status = underPkexec.wait();
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1);
+    file(files + "/a");
+    const QStringList dataHomeArgument{QStringLiteral("--data-home"), QFile::decodeName(dataHome)};
+    // Under pkexec, an argument that picks the user is refused outright.
+    Helper underPkexec({QStringLiteral("--uid"), QStringLiteral("0")}, false,
+                       QStringLiteral("65534"));
+    EXPECT_EQ(underPkexec.finish(), 1);
 
     // Root without --uid knows no user: the batch is refused as a whole.
-    file(files + "/a");
-    KZHelperProcess::Options noUser;
-    noUser.arguments = {"--data-home", dataHome};
-    KZHelperProcess helper(noUser);
-    helper.send(erase({}, {files + "/a"}));
-    const auto frames = untilReply(helper);
-    ASSERT_EQ(frames.size(), 2u);
-    EXPECT_EQ(number(frames[0], "finishedWithNonErasedCount"), 1u);
-    EXPECT_EQ(frames[1].find("error")->find("code")->toInteger(), P::kAuthorizationDenied);
+    Helper noUser(dataHomeArgument);
+    noUser.send(erase({.permissions = {files + "/a"}}));
+    const std::vector<KZCborValue> refused = noUser.untilReply();
+    ASSERT_EQ(refused.size(), 2u) << noUser.log();
+    EXPECT_EQ(number(refused[0], "finishedWithNonErasedCount"), 1u);
+    EXPECT_EQ(refused[1].find("error")->find("code")->toInteger(), P::kAuthorizationDenied);
     EXPECT_TRUE(exists(files + "/a"));
 
-    // PKEXEC_UID names the user; the version needs no user at all.
-    KZHelperProcess::Options pkexec;
-    pkexec.arguments = {"--data-home", dataHome};
-    pkexec.environment = {"PKEXEC_UID=65534"};
-    KZHelperProcess served(pkexec);
-    served.send(erase({}, {files + "/a"}));
-    const auto done = untilReply(served);
-    ASSERT_EQ(done.size(), 3u) << served.log();
+    // PKEXEC_UID names the user.
+    Helper served(dataHomeArgument, false, QStringLiteral("65534"));
+    served.send(erase({.permissions = {files + "/a"}}));
+    ASSERT_EQ(served.untilReply().size(), 3u) << served.log();
     EXPECT_FALSE(exists(files + "/a"));
 }
 

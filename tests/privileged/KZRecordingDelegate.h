@@ -3,7 +3,6 @@
 #include "privileged/KZSecureAccessDelegate.h"
 
 #include <QList>
-#include <QString>
 #include <QStringList>
 
 #include <optional>
@@ -12,23 +11,17 @@
 class KZRecordingDelegate : public KZSecureAccessDelegate
 {
 public:
-    void setTotItemsDeleted(quint64 count) override
-    {
-        calls << QStringLiteral("count %1").arg(count);
-    }
-    void setTotSizeDeleted(quint64 bytes) override
-    {
-        calls << QStringLiteral("size %1").arg(bytes);
-    }
+    void setTotItemsDeleted(quint64 n) override { calls << QStringLiteral("count %1").arg(n); }
+    void setTotSizeDeleted(quint64 n) override { calls << QStringLiteral("size %1").arg(n); }
     void writeLogEntryWithPath(const QByteArray &path, quint64 itemSize) override
     {
         calls << QStringLiteral("log %1 %2").arg(QString::fromUtf8(path)).arg(itemSize);
         loggedPaths << path;
     }
-    void setNotErasedCount(quint64 count) override
+    void setNotErasedCount(quint64 n) override
     {
-        calls << QStringLiteral("notErased %1").arg(count);
-        notErased = count;
+        calls << QStringLiteral("notErased %1").arg(n);
+        notErased = n;
     }
     void setIsWorking(bool working) override
     {
