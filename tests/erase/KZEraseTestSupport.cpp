@@ -1,46 +1,57 @@
 #include "KZEraseTestSupport.h"
 
-#include <unistd.h>
-
 #include "app/KZNotificationCenter.h"
 #include "model/KZPath.h"
 
-#include <QDir>
 #include <QDirIterator>
 #include <QTest>
 
 #include <gtest/gtest.h>
 
-void KZRecordingHelperClient::authorizedEraseWithDictionary(const QVariantMap &itemsDictionary)
+#include <unistd.h>
+
+namespace {
+
+class RecordingHelperClient : public KZHelperClient
 {
-    m_record->batches.append(itemsDictionary);
-    // As the helper does: continue the totals, one report per item, then the end.
-    quint64 count = itemsDictionary.value(KZBatchKey::erasedCount).toULongLong();
-    quint64 size = itemsDictionary.value(KZBatchKey::erasedSize).toULongLong();
-    QByteArrayList items;
-    for (const QString &key : {KZBatchKey::unlockItems, KZBatchKey::permissionsItems}) {
-        for (const QVariant &path : itemsDictionary.value(key).toList())
-            items.append(path.toByteArray());
-    }
-    if (m_record->reportItems) {
-        for (const QByteArray &path : std::as_const(items)) {
-            ++count;
-            size += 4096;
-            m_delegate->setTotItemsDeleted(count);
-            m_delegate->setTotSizeDeleted(size);
-            m_delegate->writeLogEntryWithPath(path, 4096);
+public:
+    RecordingHelperClient(KZSecureAccessDelegate *delegate, std::shared_ptr<KZHelperRecord> record)
+        : m_delegate(delegate)
+        , m_record(std::move(record))
+    {}
+
+    void authorizedEraseWithDictionary(const QVariantMap &batch) override
+    {
+        m_record->batches.append(batch);
+        // As the helper does: the totals go on from the engine's, one report per item.
+        quint64 count = batch.value(KZBatchKey::erasedCount).toULongLong();
+        quint64 size = batch.value(KZBatchKey::erasedSize).toULongLong();
+        for (const QString &key : {KZBatchKey::unlockItems, KZBatchKey::permissionsItems}) {
+            for (const QVariant &item : batch.value(key).toList()) {
+                const QByteArray path = item.toByteArray();
+                m_delegate->setTotItemsDeleted(++count);
+                m_delegate->setTotSizeDeleted(size += 4096);
+                m_delegate->writeLogEntryWithPath(path, 4096);
+                if (m_record->removeItems)
+                    ::unlink(path.constData());
+            }
         }
+        if (m_record->removeItems) {
+            for (const QVariant &folder :
+                 batch.value(KZBatchKey::notTrashedBecauseFolderNotEmpty).toList())
+                ::rmdir(folder.toByteArray().constData());
+        }
+        m_delegate->setNotErasedCount(0);
+        m_delegate->setIsWorking(false);
     }
-    if (m_record->removeItems) {
-        for (const QByteArray &path : std::as_const(items))
-            ::unlink(path.constData());
-        for (const QVariant &folder :
-             itemsDictionary.value(KZBatchKey::notTrashedBecauseFolderNotEmpty).toList())
-            ::rmdir(folder.toByteArray().constData());
-    }
-    m_delegate->setNotErasedCount(m_record->reportItems ? 0 : quint64(items.size()));
-    m_delegate->setIsWorking(false);
-}
+    void stoppedByUser(bool) override { ++m_record->stops; }
+
+private:
+    KZSecureAccessDelegate *m_delegate;
+    std::shared_ptr<KZHelperRecord> m_record;
+};
+
+} // namespace
 
 KZEraseFixture::KZEraseFixture()
     : defaults(sandbox.path(QStringLiteral("settings.ini")))
@@ -52,19 +63,7 @@ KZEraseFixture::KZEraseFixture()
     defaults.setValue(KZUserDefaults::kShowAlert, true);
     defaults.setValue(KZUserDefaults::kWriteLog, false);
     KZAppGlobals::setHelperAvailable(false);
-
-    KZDeleteItems::Environment environment;
-    environment.fileManager = &fileManager;
-    environment.userDefaults = &defaults;
-    environment.presenter = &presenter;
-    environment.alert = &alert;
-    environment.logsFolder = logFolder();
-    engine = std::make_unique<KZDeleteItems>(environment);
-    QObject::connect(engine.get(), &KZDeleteItems::jobEnded, engine.get(),
-                     [this](const KZEraseSummary &summary) { ended.append(summary); });
-    KZNotificationCenter::defaultCenter().addObserver(
-        KZDeleteItems::kStopWorkingNotification, nullptr, engine.get(),
-        [this](const KZNotification &) { ++stopWorkingPosted; });
+    makeEngine();
 }
 
 KZEraseFixture::~KZEraseFixture()
@@ -72,6 +71,23 @@ KZEraseFixture::~KZEraseFixture()
     engine.reset();
     KZHelperClient::setFactory({});
     KZAppGlobals::setHelperAvailable(false);
+}
+
+void KZEraseFixture::makeEngine(const std::function<double()> &clock)
+{
+    KZDeleteItems::Environment environment;
+    environment.fileManager = &fileManager;
+    environment.userDefaults = &defaults;
+    environment.presenter = &presenter;
+    environment.alert = &alert;
+    environment.logsFolder = logFolder();
+    environment.clock = clock;
+    engine = std::make_unique<KZDeleteItems>(environment);
+    QObject::connect(engine.get(), &KZDeleteItems::jobEnded, engine.get(),
+                     [this](const KZEraseSummary &summary) { ended.append(summary); });
+    KZNotificationCenter::defaultCenter().addObserver(
+        KZDeleteItems::kStopWorkingNotification, nullptr, engine.get(),
+        [this](const KZNotification &) { ++stopWorkingPosted; });
 }
 
 QByteArray KZEraseFixture::logFolder() const
@@ -88,10 +104,10 @@ bool KZEraseFixture::run(const KZEraseRequest &request)
     return started;
 }
 
-bool KZEraseFixture::waitForEnd(int timeoutMs)
+bool KZEraseFixture::waitForEnd()
 {
     const qsizetype before = ended.size();
-    return QTest::qWaitFor([&] { return ended.size() > before; }, timeoutMs);
+    return QTest::qWaitFor([&] { return ended.size() > before; }, 60000);
 }
 
 KZEraseRecord KZEraseFixture::location(const KZTestTrash &trash, const QString &volumeName,
@@ -109,7 +125,7 @@ void KZEraseFixture::installHelper(std::shared_ptr<KZHelperRecord> record)
 {
     KZAppGlobals::setHelperAvailable(true);
     KZHelperClient::setFactory([record](KZSecureAccessDelegate *delegate) {
-        return std::make_unique<KZRecordingHelperClient>(delegate, record);
+        return std::make_unique<RecordingHelperClient>(delegate, record);
     });
 }
 
@@ -118,9 +134,7 @@ QByteArrayList KZEraseFixture::logLines() const
     QDirIterator it(QString::fromLocal8Bit(logFolder()), QDir::Files | QDir::Hidden,
                     QDirIterator::Subdirectories);
     QByteArrayList lines;
-    while (it.hasNext()) {
-        const QByteArray content = KZTestFiles::readFile(it.next().toLocal8Bit());
-        lines += content.split('\n');
-    }
+    while (it.hasNext())
+        lines += KZTestFiles::readFile(it.next().toLocal8Bit()).split('\n');
     return lines;
 }
