@@ -79,12 +79,12 @@ TEST(CliList, EachVolumeTrashAsTabbedTextAndAsJsonInRecordOrder)
     const QByteArray beta = cli.addVolume("Beta", &whyNot);
     if (alpha.isEmpty() || beta.isEmpty())
         GTEST_SKIP() << whyNot.toStdString();
-    KZTestTrash full = KZCliRunner::trashOn(alpha);
+    KZTestTrash full = KZTestTrash::onVolume(alpha);
     full.addFile("big", QByteArray(5000, 'x'));
     full.addFolder("folder", {"one", "deeper/two"});
     const quint64 size = allocatedBelow(full.files());
     ASSERT_GT(size, 0u);
-    const KZTestTrash empty = KZCliRunner::trashOn(beta);
+    const KZTestTrash empty = KZTestTrash::onVolume(beta);
 
     const KZCliResult json = cli.run({"list", "--json"});
     ASSERT_EQ(json.exitCode, 0) << str(json.err);
@@ -186,9 +186,9 @@ TEST(CliList, ItemsOfTheVolumesNamedByNameOrMountPoint)
     const QByteArray other = cli.addVolume("Other", &whyNot);
     if (first.isEmpty() || second.isEmpty() || other.isEmpty())
         GTEST_SKIP() << whyNot.toStdString();
-    KZCliRunner::trashOn(first).addFile("in first");
-    KZCliRunner::trashOn(second).addFile("in second");
-    KZCliRunner::trashOn(other).addFile("in other");
+    KZTestTrash::onVolume(first).addFile("in first");
+    KZTestTrash::onVolume(second).addFile("in second");
+    KZTestTrash::onVolume(other).addFile("in other");
 
     const KZCliResult byName = cli.run({"items", "Other"});
     EXPECT_EQ(byName.exitCode, 0);

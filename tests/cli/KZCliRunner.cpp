@@ -126,11 +126,6 @@ QByteArray KZCliRunner::addVolume(const QByteArray &name, QString *whyNot, int s
     return mountPoint;
 }
 
-KZTestTrash KZCliRunner::trashOn(const QByteArray &volume)
-{
-    return KZTestTrash::onVolume(volume);
-}
-
 bool KZCliRunner::useHomeVolume(QString *whyNot)
 {
     const auto mount = KZFilesUtilities().mountForPath(local(m_sandbox.home()));
@@ -148,7 +143,7 @@ std::optional<KZTestTrash> KZCliRunner::someTrash(QString *whyNot)
     if (::geteuid() == 0) {
         const QByteArray volume = addVolume("Work", whyNot);
         if (!volume.isEmpty())
-            return trashOn(volume);
+            return KZTestTrash::onVolume(volume);
     }
     if (useHomeVolume(whyNot))
         return KZTestTrash::home();
@@ -252,7 +247,6 @@ KZCliResult KZCliRunner::run(const QByteArrayList &arguments, Input input, const
             && ::write(terminal.leader(), typed.constData(), size_t(typed.size())) != typed.size())
             return {};
     }
-    KZCliResult result;
     QByteArray shown;
     const auto drainTerminal = [&] {
         char buffer[4096];
@@ -284,11 +278,11 @@ KZCliResult KZCliRunner::run(const QByteArrayList &arguments, Input input, const
     if (process.state() != QProcess::NotRunning && !process.waitForFinished(timeoutMs)) {
         process.kill();
         process.waitForFinished(5000);
-        result.crashed = true;
     }
+    KZCliResult result;
     result.out = process.readAllStandardOutput();
     result.err = input == Input::TerminalWithErrors ? shown : process.readAllStandardError();
-    result.crashed = result.crashed || process.exitStatus() != QProcess::NormalExit;
-    result.exitCode = process.exitCode();
+    if (process.exitStatus() == QProcess::NormalExit)
+        result.exitCode = process.exitCode();
     return result;
 }

@@ -22,8 +22,7 @@ inline void PrintTo(const QByteArray &bytes, std::ostream *out)
 // What one run of the real binwise executable did.
 struct KZCliResult
 {
-    int exitCode = -1;
-    bool crashed = false;
+    int exitCode = -1; // -1 also when binwise crashed or had to be killed
     QByteArray out;
     QByteArray err;
 };
@@ -52,8 +51,6 @@ public:
 
     // A tmpfs volume named name inside the sandbox (root only): null with *whyNot otherwise.
     [[nodiscard]] QByteArray addVolume(const QByteArray &name, QString *whyNot, int sizeMiB = 16);
-    // The current user's Trash on a volume made by addVolume.
-    [[nodiscard]] static KZTestTrash trashOn(const QByteArray &volume);
     // The sandbox home's Trash, when its volume is one binwise lists; else empty with *whyNot.
     [[nodiscard]] bool useHomeVolume(QString *whyNot);
     // One Trash to work in: on a volume of the test's own (root), else the home's.
