@@ -7,6 +7,7 @@
 //
 // Prints the medians and "erase/rm ratio: X" per shape (below 1.0: the engine is faster).
 // HOME and the XDG folders point into the temporary folder: nothing of the user's is touched.
+#include "KZBenchTree.h"
 #include "app/KZAppGlobals.h"
 #include "app/KZUserDefaults.h"
 #include "erase/KZBWAlert.h"
@@ -32,123 +33,13 @@
 
 namespace {
 
-int g_entries = 0;
-
-void makeFolder(const QByteArray &path)
+void makeTrash(KZBenchTree &tree, const QByteArray &trash, bool mixed)
 {
-    if (::mkdir(path.constData(), 0755) == 0)
-        ++g_entries;
-}
-
-void makeFile(const QByteArray &path, int bytes)
-{
-    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (fd < 0)
-        return;
-    if (bytes > 0) {
-        const QByteArray data(bytes, 'b');
-        if (::write(fd, data.constData(), size_t(bytes)) != bytes)
-            std::perror("write");
-    }
-    ::close(fd);
-    ++g_entries;
-}
-
-int sizeFor(int i)
-{
-    return i % 10 == 0 ? 1000 + (i * 37) % 9000 : (i % 3 == 0 ? 100 : 0);
-}
-
-void makeInfo(const QByteArray &trash, const QByteArray &name)
-{
-    const int fd = ::open((trash + "/info/" + name + ".trashinfo").constData(),
-                          O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0)
-        return;
-    const QByteArray content = "[Trash Info]\nPath=/home/user/" + name.toPercentEncoding("/")
-                               + "\nDeletionDate=2024-03-05T10:20:30\n";
-    if (::write(fd, content.constData(), size_t(content.size())) != content.size())
-        std::perror("write");
-    ::close(fd);
-}
-
-// A Trash (ROOT/files, ROOT/info) with a mixed tree of about 100,000 entries: flat and wide
-// folders, deep chains, links of every kind, dot-files; each top-level item has its info file.
-void generateMixed(const QByteArray &trash)
-{
-    const QByteArray files = trash + "/files";
-    for (int f = 0; f < 20; ++f) {
-        const QByteArray name = "flat" + QByteArray::number(f);
-        makeFolder(files + '/' + name);
-        makeInfo(trash, name);
-        for (int i = 0; i < 2250; ++i)
-            makeFile(files + '/' + name + "/file" + QByteArray::number(i) + ".txt", sizeFor(i));
-    }
-    makeFolder(files + "/wide");
-    makeInfo(trash, "wide");
-    for (int i = 0; i < 30000; ++i)
-        makeFile(files + (i % 10 == 0 ? "/wide/.dot" : "/wide/entry") + QByteArray::number(i),
-                 sizeFor(i));
-    for (int chain = 0; chain < 50; ++chain) {
-        const QByteArray name = "deep" + QByteArray::number(chain);
-        QByteArray path = files + '/' + name;
-        makeFolder(path);
-        makeInfo(trash, name);
-        for (int level = 0; level < 200; ++level) {
-            path += "/d";
-            makeFolder(path);
-            makeFile(path + (level % 5 == 0 ? "/.hidden-note" : "/note"), sizeFor(level));
-        }
-    }
-    makeFolder(files + "/links");
-    makeInfo(trash, "links");
-    for (int i = 0; i < 5000; ++i) {
-        const QByteArray target = i % 3 == 0   ? QByteArray("/usr")
-                                  : i % 3 == 1 ? files + "/wide/entry1"
-                                               : QByteArray("/no/such/target");
-        if (::symlink(target.constData(),
-                      (files + "/links/link" + QByteArray::number(i)).constData())
-            == 0)
-            ++g_entries;
-    }
-    for (int i = 0; i < 1000; ++i) {
-        if (::link((files + "/flat0/file" + QByteArray::number(i) + ".txt").constData(),
-                   (files + "/links/hard" + QByteArray::number(i)).constData())
-            == 0)
-            ++g_entries;
-    }
-    for (int i = 0; i < 2000; ++i) {
-        const QByteArray name = ".dotfile" + QByteArray::number(i);
-        makeFile(files + '/' + name, sizeFor(i));
-        makeInfo(trash, name);
-    }
-}
-
-// 20,000 top-level files, each with its info file.
-void generateFlat(const QByteArray &trash)
-{
-    for (int i = 0; i < 20000; ++i) {
-        const QByteArray name = "item " + QByteArray::number(i) + ".dat";
-        makeFile(trash + "/files/" + name, sizeFor(i));
-        makeInfo(trash, name);
-    }
-}
-
-void makeTrash(const QByteArray &trash, bool mixed)
-{
-    ::mkdir(trash.constData(), 0700);
-    ::mkdir((trash + "/files").constData(), 0700);
-    ::mkdir((trash + "/info").constData(), 0700);
+    tree.makeTrashFolders(trash);
     if (mixed)
-        generateMixed(trash);
+        tree.generateMixed(trash, true);
     else
-        generateFlat(trash);
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
+        tree.generateFlat(trash);
 }
 
 struct Engine
@@ -271,10 +162,10 @@ int main(int argc, char **argv)
             // A volume Trash: the engine checks every item against it, as it does for real.
             const QByteArray trash = root + "/.Trash-" + QByteArray::number(::getuid());
             const QByteArray copy = root + "/rm-copy";
-            g_entries = 0;
-            makeTrash(trash, mixed);
-            const int entries = g_entries;
-            makeTrash(copy, mixed);
+            KZBenchTree tree;
+            makeTrash(tree, trash, mixed);
+            const int entries = tree.entries();
+            makeTrash(tree, copy, mixed);
             ::sync();
             // Alternate which goes first, so neither always meets the other's write-back.
             double rmTime = 0;
@@ -298,8 +189,9 @@ int main(int argc, char **argv)
         }
         std::printf("%s: erase median %.1f ms, rm -rf median %.1f ms\n",
                     mixed ? "mixed tree (about 100,000 entries)" : "20,000 top-level items",
-                    median(eraseTimes), median(rmTimes));
-        std::printf("erase/rm ratio: %.3f\n", median(eraseTimes) / median(rmTimes));
+                    KZBenchTree::median(eraseTimes), KZBenchTree::median(rmTimes));
+        std::printf("erase/rm ratio: %.3f\n",
+                    KZBenchTree::median(eraseTimes) / KZBenchTree::median(rmTimes));
     }
     return failures == 0 ? 0 : 2;
 }

@@ -5,6 +5,7 @@
 //   binwise_walk_bench [--dir FOLDER] [--runs N]
 //
 // Prints the medians and "walk/du ratio: X" (below 1.0: the walk is faster).
+#include "KZBenchTree.h"
 #include "model/KZDirectoryWalker.h"
 #include "model/KZFilesUtilities.h"
 
@@ -24,83 +25,6 @@
 
 namespace {
 
-int g_entries = 0;
-
-void makeFolder(const QByteArray &path)
-{
-    if (::mkdir(path.constData(), 0755) == 0)
-        ++g_entries;
-}
-
-void makeFile(const QByteArray &path, int bytes)
-{
-    const int fd = ::open(path.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (fd < 0)
-        return;
-    if (bytes > 0) {
-        const QByteArray data(bytes, 'b');
-        if (::write(fd, data.constData(), size_t(bytes)) != bytes)
-            std::perror("write");
-    }
-    ::close(fd);
-    ++g_entries;
-}
-
-// Mostly empty files, like a real Trash's clutter, with a tenth holding a few kilobytes.
-int sizeFor(int i)
-{
-    return i % 10 == 0 ? 1000 + (i * 37) % 9000 : (i % 3 == 0 ? 100 : 0);
-}
-
-void generate(const QByteArray &files)
-{
-    // Flat folders: 20 folders of 2,250 files.
-    for (int f = 0; f < 20; ++f) {
-        const QByteArray folder = files + "/flat" + QByteArray::number(f);
-        makeFolder(folder);
-        for (int i = 0; i < 2250; ++i)
-            makeFile(folder + "/file" + QByteArray::number(i) + ".txt", sizeFor(i));
-    }
-    // One wide folder of 30,000 files, a dot-file in every tenth place.
-    const QByteArray wide = files + "/wide";
-    makeFolder(wide);
-    for (int i = 0; i < 30000; ++i)
-        makeFile(wide + (i % 10 == 0 ? "/.dot" : "/entry") + QByteArray::number(i), sizeFor(i));
-    // Deep folders: 50 chains of 200 levels, one file per level.
-    for (int chain = 0; chain < 50; ++chain) {
-        QByteArray path = files + "/deep" + QByteArray::number(chain);
-        makeFolder(path);
-        for (int level = 0; level < 200; ++level) {
-            path += "/d";
-            makeFolder(path);
-            makeFile(path + (level % 5 == 0 ? "/.hidden-note" : "/note"), sizeFor(level));
-        }
-    }
-    // Symbolic links (inside, outside, dangling) and hard links.
-    const QByteArray links = files + "/links";
-    makeFolder(links);
-    for (int i = 0; i < 5000; ++i) {
-        const QByteArray target = i % 3 == 0   ? QByteArray("/usr")
-                                  : i % 3 == 1 ? files + "/wide/entry1"
-                                               : QByteArray("/no/such/target");
-        if (::symlink(target.constData(), (links + "/link" + QByteArray::number(i)).constData())
-            == 0)
-            ++g_entries;
-    }
-    for (int i = 0; i < 1000; ++i) {
-        if (::link((files + "/flat0/file" + QByteArray::number(i) + ".txt").constData(),
-                   (links + "/hard" + QByteArray::number(i)).constData())
-            == 0)
-            ++g_entries;
-    }
-    // Dot-files and dot-folders at the top.
-    for (int i = 0; i < 2000; ++i)
-        makeFile(files + "/.dotfile" + QByteArray::number(i), sizeFor(i));
-    makeFolder(files + "/.dotfolder");
-    for (int i = 0; i < 100; ++i)
-        makeFile(files + "/.dotfolder/f" + QByteArray::number(i), sizeFor(i));
-}
-
 // Bytes allocated to the folders themselves (the root included), which du counts.
 quint64 folderBlocks(const QByteArray &root)
 {
@@ -119,12 +43,6 @@ quint64 folderBlocks(const QByteArray &root)
     };
     walker.walk(::open(root.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return total;
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
 }
 
 } // namespace
@@ -150,15 +68,14 @@ int main(int argc, char **argv)
     const QByteArray trash
         = temporary.path().toLocal8Bit() + "/.Trash-" + QByteArray::number(::getuid());
     const QByteArray files = trash + "/files";
-    ::mkdir(trash.constData(), 0700);
-    ::mkdir(files.constData(), 0700);
-    ::mkdir((trash + "/info").constData(), 0700);
+    KZBenchTree tree;
+    tree.makeTrashFolders(trash);
 
     QElapsedTimer clock;
     clock.start();
-    generate(files);
-    std::printf("generated %d entries in %.1f s under %s\n", g_entries, clock.elapsed() / 1000.0,
-                files.constData());
+    tree.generateMixed(trash, false);
+    std::printf("generated %d entries in %.1f s under %s\n", tree.entries(),
+                clock.elapsed() / 1000.0, files.constData());
 
     const KZFilesUtilities &utilities = KZFilesUtilities::sharedControl();
     const QUrl url = KZPath::urlFromPath(files);
@@ -186,8 +103,8 @@ int main(int argc, char **argv)
         }
     }
     const quint64 folders = folderBlocks(files);
-    const double walk = median(walkTimes);
-    const double du = median(duTimes);
+    const double walk = KZBenchTree::median(walkTimes);
+    const double du = KZBenchTree::median(duTimes);
     std::printf("walk: %llu items, %llu allocated bytes, %llu logical bytes, median %.2f ms\n",
                 static_cast<unsigned long long>(count),
                 static_cast<unsigned long long>(size.totalFileSize),
