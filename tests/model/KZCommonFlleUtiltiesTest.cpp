@@ -161,11 +161,9 @@ TEST_F(RemovalTest, FailuresKeepTheRestTheInfoFileAndTheSizeCache)
 {
     using Category = KZFileManager::ErrorCategory;
     // errno, its category, and the code the erase engine was written against
-    const std::tuple<int, Category, int> cases[] = {
-        {EBUSY, Category::Busy, -47},          {ETXTBSY, Category::Busy, -47},
-        {EACCES, Category::NoPermission, 513}, {EPERM, Category::NoPermission, 513},
-        {EROFS, Category::Other, EROFS},
-    };
+    const std::tuple<int, Category, int> cases[] = {{ETXTBSY, Category::Busy, -47},
+                                                    {EPERM, Category::NoPermission, 513},
+                                                    {EROFS, Category::Other, EROFS}};
     for (const auto &[errnum, category, cocoaCode] : cases) {
         m_trash.addFolder("Folder", {"a", "stuck", "c", "sub/d"});
         FaultyFileManager fileManager;
@@ -301,10 +299,9 @@ TEST_F(RemovalTest, ImmutableItemsStayUntilUnlocked)
 
 TEST_F(RemovalTest, HundredThousandLevelsAreSizedTestedAndRemoved)
 {
-    // Deep enough that one stack frame or one open folder per level would fail.
+    // Deep enough that one stack frame or one open folder per level would fail; on a tmpfs
+    // where possible, as a journalled disk spends half a minute making it.
     constexpr int kLevels = 100000;
-    // On a tmpfs where possible: a journalled disk spends half a minute on 200,000 folder
-    // operations, which the walk itself does not need.
     QString whyNot;
     const QByteArray top = m_sandbox.path(u"deep-volume"_s).toLocal8Bit();
     const auto mount = KZTestMount::tmpfs(top, &whyNot, 512);
@@ -378,8 +375,6 @@ TEST(CommonFileUtilities, SecureRemoveMessagesMapToRemovalErrors)
     const std::pair<const char *, int> lines[] = {
         {"Permission denied and Operation not permitted", 1}, // the table's order decides
         {"Couldn't delete x. Permission denied", 13},
-        {"No such file or directory", 2},
-        {"", 45},
         {"operation not permitted", 45}, // case-sensitive
     };
     for (const auto &[line, code] : lines) {
@@ -400,7 +395,6 @@ TEST(CommonFileUtilities, SecureRemoveMessagesMapToRemovalErrors)
         // The name itself may read like a reason, or hold a newline.
         {"Warning: Unable to unlink file /t/Permission denied - Operation not permitted\n", 1},
         {"Error: File /t/new\nline - Operation not permitted\n", 1},
-        {"Wiping imm Couldn't delete imm. v2. Permission denied\n", 13},
         {"Warning: Unable to remove directory d - Directory not empty\n", 45},
         {"mac style: unable to remove x: Permission denied", 13},
         // Pieces between "%" are taken in order; the first failing piece decides.
