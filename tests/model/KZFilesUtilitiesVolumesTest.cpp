@@ -232,37 +232,6 @@ TEST_F(VolumeTest, VolumesAreNamedByUdevLinksElseTheirLabel)
     EXPECT_EQ(trash->volumeName, u"Udev Name"_s);
 }
 
-namespace {
-
-// Capacities that read as 0, or cannot be read at all.
-struct CapacityFileManager : KZFileManager
-{
-    bool fail = false;
-    int statvfs(const char *, struct statvfs *out) override
-    {
-        *out = {};
-        errno = EIO;
-        return fail ? -1 : 0;
-    }
-};
-
-} // namespace
-
-TEST_F(VolumeTest, CapacitiesOfZeroReadAsUnknownAndUnreadableAsLocked)
-{
-    CapacityFileManager fileManager;
-    KZFilesUtilities::Roots roots;
-    roots.fileManager = &fileManager;
-    const KZFilesUtilities capacities(roots);
-    const auto record = capacities.directoryInfoForPath("/");
-    ASSERT_TRUE(record && record->isDisk);
-    EXPECT_EQ(record->totSize, KZCapacity(u"unknown"_s));
-    EXPECT_EQ(record->freeSize, KZCapacity(u"unknown"_s));
-    EXPECT_EQ(record->isLocked, std::optional<bool>(false));
-    fileManager.fail = true;
-    EXPECT_EQ(capacities.directoryInfoForPath("/")->isLocked, std::optional<bool>(true));
-}
-
 TEST_F(VolumeTest, DirectoryInfoOfFoldersFilesPackagesAndLinks)
 {
     KZTestFiles::makeFolders(path("Folder \xe9"));

@@ -27,21 +27,7 @@ protected:
 
 } // namespace
 
-TEST_F(IconTheme, SizeChoicePrefersExactThenLargerThenLargest)
-{
-    const KZIconTheme kz = theme();
-    const QStringList text{u"text-x-generic"_s};
-    // 20 is nearer 16, but scaling down keeps the icon sharp.
-    for (const auto &[pixels, folder] : {std::pair(16, "/16x16/"), std::pair(20, "/48x48/"),
-                                         std::pair(96, "/48x48/"), std::pair(8, "/16x16/")})
-        EXPECT_TRUE(kz.filePathForNames(text, pixels).contains(QLatin1String(folder))) << pixels;
-    const QImage image = kz.imageForNames(text, 72);
-    EXPECT_EQ(image.size(), QSize(72, 72));
-    EXPECT_EQ(centre(image), KZTestIconTheme::kTextColor);
-    EXPECT_TRUE(kz.imageForNames({u"no-such-icon"_s}, 32).isNull());
-}
-
-TEST_F(IconTheme, ThemesAreAskedInOrderBeforeNames)
+TEST_F(IconTheme, ThemesAreAskedInOrderBeforeNamesThenSizesChosen)
 {
     m_themes.writeIcon(u"hicolor"_s, u"48x48/mimetypes"_s, u"from-hicolor"_s, 48, Qt::red);
     QDir().mkpath(m_themes.base() + u"/pix"_s);
@@ -60,6 +46,15 @@ TEST_F(IconTheme, ThemesAreAskedInOrderBeforeNames)
     // hicolor closes the chain, then the unthemed pixmaps.
     EXPECT_EQ(colourOf({u"from-hicolor"_s}), QColor(Qt::red));
     EXPECT_EQ(colourOf({u"unthemed"_s}), QColor(Qt::green));
+
+    // Sizes: exact, else the smallest larger (20 is nearer 16, but scaling down keeps the icon
+    // sharp), else the largest; the image comes at the size asked.
+    const QStringList text{u"text-x-generic"_s};
+    for (const auto &[pixels, folder] : {std::pair(16, "/16x16/"), std::pair(20, "/48x48/"),
+                                         std::pair(96, "/48x48/"), std::pair(8, "/16x16/")})
+        EXPECT_TRUE(kz.filePathForNames(text, pixels).contains(QLatin1String(folder))) << pixels;
+    EXPECT_EQ(kz.imageForNames(text, 72).size(), QSize(72, 72));
+    EXPECT_TRUE(kz.imageForNames({u"no-such-icon"_s}, 32).isNull());
 
     // Inheritance loops end.
     m_themes.writeTheme(u"LoopA"_s, {}, u"LoopB"_s);
