@@ -54,17 +54,21 @@ TEST_F(FilesUtilitiesDocumentTypes, DeclaredTypesSkipFoldersWildcardsAndRepeatsO
     EXPECT_EQ(multiTypes("image/jpeg;image/png;image/jpeg", false),
               u"\"jpg\",\"jpeg\",\"jpe\",\"png\",\"jpeg\",\"jpe\""_s);
 
-    // No MimeType key, types of another group, no [Desktop Entry], no file, no URL: nothing.
-    for (const QByteArray contents :
-         {"[Desktop Entry]\nType=Application\nExec=x\n",
-          "[Desktop Entry]\nType=Application\n[Desktop Action new]\nMimeType=text/plain\n",
-          "MimeType=text/plain\n"}) {
-        const QUrl url = KZPath::urlFromPath(write("none.desktop", contents));
-        EXPECT_EQ(m_utilities.multiTypesFromURL(url, true), QString()) << contents.constData();
-    }
-    EXPECT_EQ(m_utilities.multiTypesFromURL(KZPath::urlFromPath("/no/such.desktop"), true),
-              QString());
+    // No MimeType key, no file, no URL: nothing.
+    const QByteArray none = write("none.desktop", "[Desktop Entry]\nType=Application\n");
+    EXPECT_EQ(m_utilities.multiTypesFromURL(KZPath::urlFromPath(none), true), QString());
+    EXPECT_EQ(m_utilities.multiTypesFromURL(KZPath::urlFromPath(none + ".gone"), true), QString());
     EXPECT_EQ(m_utilities.multiTypesFromURL(QUrl(), false), QString());
+
+    // Kind names group codes and extensions; unknown ones name no kind.
+    QStringList ordered;
+    const QVariantMap kinds = m_utilities.kindNamesWithTypes(
+        u",'fold','TEXT','TEXT','ZZZZ'"_s, u",\"txt\",\"jpeg\",\"jpg\",\"binwise-unknown\""_s,
+        &ordered);
+    EXPECT_EQ(ordered, QStringList({u"Folder"_s, u"JPEG image"_s, u"plain text document"_s}));
+    const QVariantMap text = kinds.value(u"plain text document"_s).toMap();
+    EXPECT_EQ(text.value(u"types"_s).toStringList(), QStringList{u"TEXT"_s});
+    EXPECT_EQ(text.value(u"extensions"_s).toStringList(), QStringList{u"txt"_s});
 }
 
 TEST_F(FilesUtilitiesDocumentTypes, GatheringWalksApplicationFoldersInOrder)
@@ -88,6 +92,18 @@ TEST_F(FilesUtilitiesDocumentTypes, GatheringWalksApplicationFoldersInOrder)
     EXPECT_EQ(types, u",'PDF ','TIFF','PNGf','JPEG'"_s);
     EXPECT_EQ(extensions, u",\"pdf\",\"tif\",\"tiff\",\"png\",\"jpg\",\"jpeg\",\"jpe\""_s);
 
+    // By default the user's folder, then those of XDG_DATA_DIRS (absolute, once each).
+    const QByteArray savedDirs = qgetenv("XDG_DATA_DIRS");
+    qputenv("XDG_DATA_DIRS", "/opt/share/:relative/share:/usr/share:/opt/share");
+    EXPECT_EQ(m_utilities.applicationFolders(),
+              QByteArrayList({QFile::encodeName(m_sandbox.dataHome()) + "/applications",
+                              "/opt/share/applications", "/usr/share/applications"}));
+    qunsetenv("XDG_DATA_DIRS");
+    EXPECT_EQ(m_utilities.applicationFolders().mid(1),
+              QByteArrayList({"/usr/local/share/applications", "/usr/share/applications"}));
+    if (!savedDirs.isNull())
+        qputenv("XDG_DATA_DIRS", savedDirs);
+
     m_utilities.setApplicationFolders({root + "/home", root + "/system"});
     const QVariantList kinds = m_utilities.allDocumentsNamesWithTypes();
     QStringList names;
@@ -97,32 +113,4 @@ TEST_F(FilesUtilitiesDocumentTypes, GatheringWalksApplicationFoldersInOrder)
     EXPECT_EQ(names, QStringList({u"JPEG image"_s, u"plain text document"_s, u"PNG image"_s}));
     EXPECT_EQ(kinds.at(1).toMap().value(u"extensions"_s).toStringList(),
               QStringList({u"txt"_s, u"asc"_s}));
-}
-
-TEST_F(FilesUtilitiesDocumentTypes, KindNamesGroupCodesAndExtensions)
-{
-    QStringList ordered;
-    const QVariantMap kinds = m_utilities.kindNamesWithTypes(
-        u",'fold','TEXT','TEXT','ZZZZ'"_s, u",\"txt\",\"jpeg\",\"jpg\",\"binwise-unknown\""_s,
-        &ordered);
-    EXPECT_EQ(ordered, QStringList({u"Folder"_s, u"JPEG image"_s, u"plain text document"_s}));
-    const QVariantMap text = kinds.value(u"plain text document"_s).toMap();
-    EXPECT_EQ(text.value(u"types"_s).toStringList(), QStringList{u"TEXT"_s});
-    EXPECT_EQ(text.value(u"extensions"_s).toStringList(), QStringList{u"txt"_s});
-}
-
-TEST_F(FilesUtilitiesDocumentTypes, ApplicationFoldersFollowTheXDGVariables)
-{
-    const QByteArray savedDirs = qgetenv("XDG_DATA_DIRS");
-    const QByteArray dataHome = QFile::encodeName(m_sandbox.dataHome());
-    qputenv("XDG_DATA_DIRS", "/opt/share/:relative/share:/usr/share:/opt/share");
-    EXPECT_EQ(m_utilities.applicationFolders(),
-              QByteArrayList({dataHome + "/applications", "/opt/share/applications",
-                              "/usr/share/applications"}));
-    qunsetenv("XDG_DATA_DIRS");
-    EXPECT_EQ(m_utilities.applicationFolders(),
-              QByteArrayList({dataHome + "/applications", "/usr/local/share/applications",
-                              "/usr/share/applications"}));
-    if (!savedDirs.isNull())
-        qputenv("XDG_DATA_DIRS", savedDirs);
 }

@@ -32,19 +32,6 @@ public:
     }
 };
 
-// Records the "updateOtherInfo" notifications posted on this thread.
-class InfoRecorder : public QObject
-{
-public:
-    InfoRecorder()
-    {
-        KZNotificationCenter::defaultCenter().addObserver(
-            KZFilesUtilities::kUpdateOtherInfoNotification, nullptr, this,
-            [this](const KZNotification &notification) { posted.append(notification); });
-    }
-    QList<KZNotification> posted;
-};
-
 class SizesTest : public ::testing::Test
 {
 protected:
@@ -135,37 +122,38 @@ TEST_F(SizesTest, UnreadableFoldersArePassedOver)
     EXPECT_EQ(found, 3) << "open, open/a and the closed folder itself";
 }
 
-TEST_F(SizesTest, StoppedWalksAnswerNothingLongOnesAnnounceThemselvesOnce)
+TEST_F(SizesTest, StoppedWalksAnswerNothingLongOnesAnnounceThemselvesOnceQueuedOnesNot)
 {
-    InfoRecorder recorder;
+    QList<KZNotification> posted; // the "updateOtherInfo" notifications
+    QObject plain;                // an owner without wasStopped
+    KZNotificationCenter::defaultCenter().addObserver(
+        KZFilesUtilities::kUpdateOtherInfoNotification, nullptr, &plain,
+        [&](const KZNotification &notification) { posted.append(notification); });
     const QUrl url = folder("Slow Folder", {"a", "b", "c", "d"});
     StoppingDelegate delegate;
     delegate.stopped = true;
     KZItemCountInfo counts;
     EXPECT_EQ(m_utilities.iterateFolderForSize(url, &delegate, &counts, true), KZItemSizeInfo{});
     // An owner without wasStopped relies on gatheringSizeIsWorking, which starts false.
-    QObject plain;
     EXPECT_EQ(m_utilities.iterateFolderForSize(url, &plain, &counts, true), KZItemSizeInfo{});
     EXPECT_EQ(counts, KZItemCountInfo{});
-    EXPECT_TRUE(recorder.posted.isEmpty());
+    EXPECT_TRUE(posted.isEmpty());
     m_utilities.setGatheringSizeIsWorking(true);
     EXPECT_EQ(m_utilities.iterateFolderForSize(url, &plain, &counts, true).fileSize, 40u);
 
     delegate.stopped = false;
     delegate.delayMilliseconds = 300; // two tests per item: three items take 1.8 seconds
     EXPECT_EQ(m_utilities.iterateFolderForSize(url, &delegate, &counts, true).fileSize, 40u);
-    ASSERT_EQ(recorder.posted.size(), 2);
-    const KZNotification &shown = recorder.posted[0];
+    ASSERT_EQ(posted.size(), 2);
+    const KZNotification &shown = posted[0];
     EXPECT_EQ(shown.object, KZNotification::identity(&delegate));
     EXPECT_EQ(shown.userInfo.value(u"show"_s), QVariant(true));
     EXPECT_TRUE(shown.userInfo.value(u"whichInfo"_s).toString().contains(u"Slow Folder"_s));
-    EXPECT_EQ(recorder.posted[1].userInfo, (QVariantMap{{u"show"_s, false}}));
+    EXPECT_EQ(posted[1].userInfo, (QVariantMap{{u"show"_s, false}}));
     EXPECT_FALSE(m_utilities.infoAlreadyShown());
-}
 
-TEST_F(SizesTest, QueuedFoldersGetNoMessageOfTheirOwn)
-{
-    InfoRecorder recorder;
+    // Folders that start while the message is on show queue up without one of their own.
+    posted.clear();
     QObject owner;
     KZFilesUtilities &sizes = m_utilities;
     EXPECT_TRUE(sizes.showInfoIfNeeded(u"A"_s, &owner));
@@ -184,7 +172,7 @@ TEST_F(SizesTest, QueuedFoldersGetNoMessageOfTheirOwn)
     sizes.removeInfo(u"D"_s, &owner); // E is taken and the queue gone, yet the message stays
     EXPECT_TRUE(sizes.infoAlreadyShown());
     QList<bool> shows;
-    for (const KZNotification &each : recorder.posted)
+    for (const KZNotification &each : posted)
         shows.append(each.userInfo.value(u"show"_s).toBool());
     EXPECT_EQ(shows, QList<bool>({true, false, false, true, false}));
 }

@@ -12,19 +12,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QVariantList strings(std::initializer_list<const char *> paths)
+// Paths as strings, or as records with the path under "path".
+QVariantList list(std::initializer_list<const char *> paths, bool asRecords = false)
 {
     QVariantList list;
-    for (const char *path : paths)
-        list.append(QString::fromUtf8(path));
-    return list;
-}
-
-QVariantList records(std::initializer_list<const char *> paths)
-{
-    QVariantList list;
-    for (const char *path : paths)
-        list.append(QVariantMap{{u"path"_s, QString::fromUtf8(path)}});
+    for (const char *path : paths) {
+        const QString text = QString::fromUtf8(path);
+        list.append(asRecords ? QVariant(QVariantMap{{u"path"_s, text}}) : QVariant(text));
+    }
     return list;
 }
 
@@ -32,58 +27,45 @@ QVariantList records(std::initializer_list<const char *> paths)
 
 TEST(FilesUtilitiesSystem, ContainmentComparesWholeComponents)
 {
-    QVariantList stringsThenRecord = strings({"/nowhere"});
-    stringsThenRecord.append(records({"/Users"}));
     const std::tuple<QByteArray, QVariantList, bool> rows[] = {
-        {"/Users/a", strings({"/Users/a"}), true},
-        {"/Users/a", strings({"/Users/a/b"}), true}, // encloses
-        {"/Users/a", strings({"/Users"}), true},     // lies inside
-        {"/Users/a", records({"/Users"}), true},
-        {"/Users/a", strings({"/Users/ab"}), false},
-        {"/Users/ab", strings({"/Users/a"}), false},
-        {"/Users/a", records({"/Users/ab"}), false},
-        {"/Users/a", {}, false},
-        {"/Users/a", strings({"/Volumes", "/Users/ab", "/Users"}), true}, // any element answers
-        {"/a", strings({"/b/a/c"}), false},                               // not at the start
-        {"/Users/a", strings({"/"}), false}, // "/" is never followed by another "/"
-        {"/Users/a/", strings({"/Users/a"}), true},
-        {"/Users/a", strings({"/Users/"}), false},
+        {"/Users/a", list({"/Users/a/b"}), true},   // encloses
+        {"/Users/a", list({"/Users"}, true), true}, // lies inside
+        {"/Users/a", list({"/Users/ab"}), false},
+        {"/Users/ab", list({"/Users/a"}, true), false},
+        {"/Users/a", list({"/Volumes", "/Users/ab", "/Users"}), true}, // any element answers
+        {"/a", list({"/b/a/c"}), false},                               // not at the start
+        {"/Users/a", list({"/"}), false}, // "/" is never followed by another "/"
+        {"/Users/a/", list({"/Users/a"}), true},
+        {"/Users/a", list({"/Users/"}), false},
         {"/mnt/caf\xe9/x", QVariantList{QByteArray("/mnt/caf\xe9")}, true}, // bytes
-        {"/users/a", strings({"/Users"}), false},
-        {"", strings({"/Users"}), false},
-        {"/Users/a", stringsThenRecord, false}, // the first element decides the list's kind
+        // The first element decides the list's kind.
+        {"/Users/a", list({"/nowhere"}) + list({"/Users"}, true), false},
     };
     const KZFilesUtilities utilities;
-    for (const auto &[path, list, contained] : rows)
-        EXPECT_EQ(utilities.location(path, list), contained) << path.constData();
-}
+    for (const auto &[path, paths, contained] : rows)
+        EXPECT_EQ(utilities.location(path, paths), contained) << path.constData();
 
-TEST(FilesUtilitiesSystem, MalformedListLogsBeepsAndProtects)
-{
-    KZFilesUtilities utilities;
+    // A malformed list logs, beeps and answers true, which protects the item.
+    KZFilesUtilities beeping;
     int beeps = 0;
-    utilities.setBeepHook([&] { ++beeps; });
+    beeping.setBeepHook([&] { ++beeps; });
     KZTestMessages messages;
-    QVariantList list{QVariantMap{{u"name"_s, u"x"_s}}};
-    list.append(records({"/Users"}));
-    EXPECT_TRUE(utilities.location("/elsewhere", list));
-    EXPECT_TRUE(utilities.location("/elsewhere", QVariantList{42}));
+    EXPECT_TRUE(beeping.location("/elsewhere", QVariantList{QVariantMap{{u"name"_s, u"x"_s}}}
+                                                   + list({"/"}, true)));
+    EXPECT_TRUE(beeping.location("/elsewhere", QVariantList{42}));
+    EXPECT_FALSE(beeping.location("/elsewhere", list({"/Users"}, true)));
     EXPECT_EQ(beeps, 2);
     ASSERT_EQ(messages.lines().size(), 2);
     EXPECT_EQ(messages.lines().first(),
               QStringLiteral("In the [KZFilesUtilities location:(NSString *) "
                              "isContainedInArray(NSArray *)] function the supplied array doesn't "
                              "contain a path string nor a dictionary with \"path\" as a key."));
-    // A well-formed list neither logs nor beeps.
-    EXPECT_FALSE(utilities.location("/elsewhere", records({"/Users"})));
-    EXPECT_EQ(messages.lines().size(), 2);
-    EXPECT_EQ(beeps, 2);
 }
 
-TEST(FilesUtilitiesSystem, StandardFoldersExistingMissingOrNone)
+TEST(FilesUtilitiesSystem, StandardFoldersAndLaunches)
 {
     KZTestSandbox sandbox;
-    const KZFilesUtilities utilities;
+    KZFilesUtilities utilities;
     const QByteArray music = sandbox.home().toLocal8Bit() + "/Music";
     // The user has a music folder, it just does not exist yet: no fallback then.
     EXPECT_TRUE(utilities.defaultSystemFolder(QStandardPaths::MusicLocation, "/fallback").isNull());
@@ -95,12 +77,8 @@ TEST(FilesUtilitiesSystem, StandardFoldersExistingMissingOrNone)
     qputenv("HOME", music + "/file/home");
     KZTestFiles::writeFile(music + "/file", "x");
     EXPECT_TRUE(utilities.folderPathOfKInd(QStandardPaths::MusicLocation).isNull());
-}
 
-TEST(FilesUtilitiesSystem, LaunchesGoThroughXdgOpenOrTheExecLine)
-{
-    KZTestSandbox sandbox;
-    KZFilesUtilities utilities;
+    // Launches go through xdg-open or the application's Exec line.
     QStringList launched; // program|arguments... in folder
     utilities.setLauncher(
         [&](const QString &program, const QStringList &arguments, const QString &folder) {

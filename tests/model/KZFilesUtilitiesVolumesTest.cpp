@@ -84,10 +84,10 @@ protected:
     }
 
     // A tmpfs of 16 MiB at volume(); the reason in m_whyNot when there is none.
-    bool mountVolume(bool readOnly = false)
+    bool mountVolume()
     {
         QString whyNot;
-        m_mount = KZTestMount::tmpfs(volume(), &whyNot, 16, readOnly);
+        m_mount = KZTestMount::tmpfs(volume(), &whyNot);
         m_whyNot = whyNot.toStdString();
         return m_mount != nullptr;
     }
@@ -100,7 +100,7 @@ protected:
 
 } // namespace
 
-TEST_F(VolumeTest, HomeTrashIsMadeOnTheHomeVolumeAndListed)
+TEST_F(VolumeTest, HomeTrashIsMadeListedAndEmptyWhileOnlyHiddenItemsAreLeft)
 {
     const QByteArray dataHome = m_sandbox.dataHome().toLocal8Bit();
     const QUrl trash = utilities().trashURLForItemURL(url(path("home/not-yet")));
@@ -108,59 +108,75 @@ TEST_F(VolumeTest, HomeTrashIsMadeOnTheHomeVolumeAndListed)
     EXPECT_EQ(modeOf(dataHome + "/Trash"), 0700u);
     EXPECT_TRUE(exists(dataHome + "/Trash/info"));
 
+    // Only visible top-level items count.
+    KZTestTrash home = KZTestTrash::home();
+    KZTestFiles::writeFile(home.itemPath(".DS_Store"), "x");
+    KZTestFiles::makeFolders(home.itemPath(".config/deep/visible"));
+    home.addFile("Icon\r");
+    KZTestFiles::writeFile(home.itemPath(".hidden"), "Icon\r\n");
+    EXPECT_TRUE(utilities().trashAtURLIsEmpty(trash));
+    home.addFile("report \xff.txt");
+    EXPECT_FALSE(utilities().trashAtURLIsEmpty(trash));
+
     const auto homeMount = utilities().mountForPath(path("home"));
     ASSERT_TRUE(homeMount);
     if (KZMountTable::isHidden(*homeMount, path("home"), {}))
         GTEST_SKIP() << "the temporary home is on a mount that is not a volume here";
-    const auto home = trashRecord(dataHome + "/Trash/files", utilities());
-    ASSERT_TRUE(home) << "the home Trash belongs to the home's volume";
-    EXPECT_EQ(pathOf(home->volumeURL), homeMount->mountPoint);
+    const auto record = trashRecord(dataHome + "/Trash/files", utilities());
+    ASSERT_TRUE(record) << "the home Trash belongs to the home's volume";
+    EXPECT_EQ(pathOf(record->volumeURL), homeMount->mountPoint);
+    EXPECT_FALSE(record->trashIsEmpty);
     if (homeMount->mountPoint == "/") {
         EXPECT_EQ(utilities().startupTrashURL(), trash);
     }
 }
 
-TEST_F(VolumeTest, TrashEmptinessLooksOnlyAtVisibleTopLevelItems)
-{
-    KZTestTrash trash = KZTestTrash::home();
-    KZTestFiles::writeFile(trash.itemPath(".DS_Store"), "x");
-    KZTestFiles::makeFolders(trash.itemPath(".config/deep/visible"));
-    EXPECT_TRUE(utilities().trashAtURLIsEmpty(trash.filesURL())) << "only dot-files";
-    trash.addFile("Icon\r");
-    KZTestFiles::writeFile(trash.itemPath(".hidden"), "Icon\r\n");
-    EXPECT_TRUE(utilities().trashAtURLIsEmpty(trash.filesURL())) << "listed in .hidden";
-    trash.addFile("report \xff.txt");
-    EXPECT_FALSE(utilities().trashAtURLIsEmpty(trash.filesURL()));
-}
-
-TEST_F(VolumeTest, SecondVolumeGetsItsOwnTrashCreated)
+TEST_F(VolumeTest, SecondVolumeGetsItsTrashUnlessHiddenReadOnlyOrCovered)
 {
     if (!mountVolume())
         GTEST_SKIP() << m_whyNot;
-    const QList<KZVolumeRecord> records = volumeRecords(utilities());
+    QList<KZVolumeRecord> records = volumeRecords(utilities());
     ASSERT_EQ(records.size(), 1);
     EXPECT_TRUE(records[0].isDisk);
     EXPECT_EQ(records[0].name, u"vol"_s);
     EXPECT_EQ(records[0].isLocked, std::optional<bool>(false));
     EXPECT_EQ(records[0].totSize, std::optional<KZCapacity>(quint64(16 * 1024 * 1024)));
+    EXPECT_TRUE(volumeRecords(utilities(",x-gvfs-hide")).isEmpty());
 
     EXPECT_FALSE(exists(ownTrash()));
     const auto trash = trashRecord(ownTrash() + "/files", utilities());
     ASSERT_TRUE(trash);
     EXPECT_EQ(pathOf(trash->volumeURL), volume());
-    EXPECT_TRUE(trash->trashIsEmpty);
     EXPECT_EQ(modeOf(ownTrash()), 0700u);
     EXPECT_TRUE(exists(ownTrash() + "/info"));
     // An item on the volume, even a vanished one, finds the same Trash.
     EXPECT_EQ(pathOf(utilities().trashURLForItemURL(url(volume() + "/gone/away.txt"))),
               ownTrash() + "/files");
-    KZTestFiles::writeFile(ownTrash() + "/files/visible", "x");
-    EXPECT_FALSE(trashRecord(ownTrash() + "/files", utilities())->trashIsEmpty);
-
     KZFilesUtilities &now = utilities();
     EXPECT_EQ(now.volumeIDWithItemURL(url(ownTrash())), now.volumeIDWithItemURL(url(volume())));
     EXPECT_NE(now.volumeIDWithItemURL(url(volume())), now.volumeIDWithItemURL(url("/")));
     EXPECT_TRUE(now.isVolumeWithURL(url(volume())) && !now.isVolumeWithURL(url(ownTrash())));
+
+    // Read-only: listed as locked, and no Trash can be made there.
+    KZTestSandbox::removeTree(ownTrash());
+    ASSERT_TRUE(m_mount->remount(true));
+    records = volumeRecords(utilities());
+    ASSERT_EQ(records.size(), 1);
+    EXPECT_EQ(records[0].isLocked, std::optional<bool>(true));
+    EXPECT_FALSE(trashRecord(ownTrash() + "/files", utilities()));
+    KZTestMessages log;
+    EXPECT_TRUE(utilities().trashURLForItemURL(url(volume() + "/x")).isEmpty());
+    ASSERT_EQ(log.lines().size(), 1);
+    EXPECT_TRUE(log.lines().first().startsWith(u"NSTrashDirectory error: "_s));
+    EXPECT_TRUE(log.lines().first().contains(u"Read-only"_s));
+
+    // A second mount on the same place covers the first: one volume, the visible one.
+    QString whyNot;
+    auto cover = KZTestMount::tmpfs(volume(), &whyNot, 8);
+    ASSERT_TRUE(cover) << whyNot.toStdString();
+    records = volumeRecords(utilities());
+    ASSERT_EQ(records.size(), 1);
+    EXPECT_EQ(records[0].totSize, std::optional<KZCapacity>(quint64(8 * 1024 * 1024)));
 }
 
 TEST_F(VolumeTest, SharedTrashFolderIsUsedOnlyWhenStickyAndReal)
@@ -196,37 +212,6 @@ TEST_F(VolumeTest, SharedTrashFolderIsUsedOnlyWhenStickyAndReal)
     EXPECT_FALSE(exists(volume() + "/real/" + QByteArray::number(::getuid())));
 }
 
-TEST_F(VolumeTest, ReadOnlyVolumeIsListedLockedAndGetsNoTrash)
-{
-    if (!mountVolume(true))
-        GTEST_SKIP() << m_whyNot;
-    const QList<KZVolumeRecord> records = volumeRecords(utilities());
-    ASSERT_EQ(records.size(), 1);
-    EXPECT_EQ(records[0].isLocked, std::optional<bool>(true));
-    for (const KZTrashLocation &each : utilities().trashesAndVolumesLocations())
-        EXPECT_NE(pathOf(each.volumeURL), volume());
-
-    KZTestMessages log;
-    EXPECT_TRUE(utilities().trashURLForItemURL(url(volume() + "/x")).isEmpty());
-    ASSERT_EQ(log.lines().size(), 1);
-    EXPECT_TRUE(log.lines().first().startsWith(u"NSTrashDirectory error: "_s));
-    EXPECT_TRUE(log.lines().first().contains(u"Read-only"_s));
-}
-
-TEST_F(VolumeTest, HiddenAndCoveredMountsAreNotVolumes)
-{
-    if (!mountVolume())
-        GTEST_SKIP() << m_whyNot;
-    EXPECT_TRUE(volumeRecords(utilities(",x-gvfs-hide")).isEmpty());
-    // A second mount on the same place covers the first: one volume, the visible one.
-    QString whyNot;
-    auto cover = KZTestMount::tmpfs(volume(), &whyNot, 8);
-    ASSERT_TRUE(cover) << whyNot.toStdString();
-    const QList<KZVolumeRecord> records = volumeRecords(utilities());
-    ASSERT_EQ(records.size(), 1);
-    EXPECT_EQ(records[0].totSize, std::optional<KZCapacity>(quint64(8 * 1024 * 1024)));
-}
-
 TEST_F(VolumeTest, VolumesAreNamedByUdevLinksElseTheirLabel)
 {
     QString whyNot;
@@ -245,38 +230,6 @@ TEST_F(VolumeTest, VolumesAreNamedByUdevLinksElseTheirLabel)
     const auto trash = trashRecord(ownTrash() + "/files", utilities({}, path("by-label")));
     ASSERT_TRUE(trash);
     EXPECT_EQ(trash->volumeName, u"Udev Name"_s);
-}
-
-namespace {
-
-// Capacities that read as 0, or cannot be read at all.
-class CapacityFileManager : public KZFileManager
-{
-public:
-    bool fail = false;
-    int statvfs(const char *, struct statvfs *out) override
-    {
-        *out = {};
-        errno = EIO;
-        return fail ? -1 : 0;
-    }
-};
-
-} // namespace
-
-TEST_F(VolumeTest, CapacitiesOfZeroReadAsUnknownAndUnreadableAsLocked)
-{
-    CapacityFileManager fileManager;
-    KZFilesUtilities::Roots roots;
-    roots.fileManager = &fileManager;
-    const KZFilesUtilities capacities(roots);
-    const auto record = capacities.directoryInfoForPath("/");
-    ASSERT_TRUE(record && record->isDisk);
-    EXPECT_EQ(record->totSize, KZCapacity(u"unknown"_s));
-    EXPECT_EQ(record->freeSize, KZCapacity(u"unknown"_s));
-    EXPECT_EQ(record->isLocked, std::optional<bool>(false));
-    fileManager.fail = true;
-    EXPECT_EQ(capacities.directoryInfoForPath("/")->isLocked, std::optional<bool>(true));
 }
 
 TEST_F(VolumeTest, DirectoryInfoOfFoldersFilesPackagesAndLinks)
@@ -298,16 +251,4 @@ TEST_F(VolumeTest, DirectoryInfoOfFoldersFilesPackagesAndLinks)
     EXPECT_EQ(std::pair(linked->path, pathOf(linked->url)),
               std::pair(path("link"), path("Folder \xe9")));
     EXPECT_EQ(linked->isSmartFolder, std::optional<bool>(false));
-}
-
-TEST(FilesUtilities, SlashesBecomeColonsAndFileURLsPaths)
-{
-    const KZFilesUtilities &utilities = KZFilesUtilities::sharedControl();
-    quint16 count = 0;
-    EXPECT_EQ(utilities.removeSlashesFromFileSystemName(u"a/b/c"_s, &count), u"a:b:c"_s);
-    EXPECT_EQ(count, 2);
-    // Only file URLs of items that exist become paths.
-    const QVariantList list{url("/"), url("/no/such/item"), QUrl(u"https://example.org/"_s), 42};
-    EXPECT_EQ(utilities.URLsToPaths(list),
-              QVariant(QVariantList{QByteArray("/"), list[1], list[2], 42}));
 }

@@ -5,7 +5,6 @@
 #include <QDir>
 #include <QFile>
 #include <QIcon>
-#include <QStandardPaths>
 
 #include <filesystem>
 
@@ -13,8 +12,6 @@ using namespace Qt::StringLiterals;
 
 KZTestIconTheme::KZTestIconTheme()
 {
-    m_savedTheme = QIcon::themeName();
-    m_savedSearchPaths = QIcon::themeSearchPaths();
     QDir().mkpath(scratch());
 
     const QStringList sections = {u"16x16/mimetypes:16:Fixed"_s, u"48x48/mimetypes:48:Fixed"_s,
@@ -60,12 +57,10 @@ void KZTestIconTheme::writeTheme(const QString &name, const QStringList &section
         QDir().mkpath(base() + u'/' + name + u'/' + parts[0]);
     }
     QFile index(base() + u'/' + name + u"/index.theme"_s);
-    if (!index.open(QIODevice::WriteOnly))
-        return;
-    QString header = u"[Icon Theme]\nName=%1\nDirectories=%2\n"_s.arg(name, directories.join(u','));
-    if (!inherits.isEmpty())
-        header += u"Inherits=%1\n"_s.arg(inherits);
-    index.write((header + body).toUtf8());
+    if (index.open(QIODevice::WriteOnly))
+        index.write(u"[Icon Theme]\nName=%1\nDirectories=%2\nInherits=%3\n%4"_s
+                        .arg(name, directories.join(u','), inherits, body)
+                        .toUtf8());
 }
 
 void KZTestIconTheme::writeIcon(const QString &theme, const QString &directory, const QString &name,

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <QColor>
+#include <QIcon>
 #include <QImage>
-#include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
 
@@ -12,7 +12,7 @@
 class KZTestIconTheme
 {
 public:
-    // Colours of the icons the main theme "KZTest" holds.
+    // Colours of the icons of the theme "KZTest" and of "parent-only" in its parent theme.
     static inline const QColor kTextColor{0, 0, 255};
     static inline const QColor kFolderColor{255, 200, 0};
     static inline const QColor kDriveColor{90, 90, 90};
@@ -25,25 +25,22 @@ public:
     KZTestIconTheme &operator=(const KZTestIconTheme &) = delete;
 
     [[nodiscard]] bool isValid() const { return m_dir.isValid(); }
-    // The folder holding the theme folders.
+    // The folder holding the theme folders, and one for the test's own files.
     [[nodiscard]] QString base() const { return m_dir.path() + QStringLiteral("/icons"); }
-    // A scratch folder for the test's own files, outside the themes.
     [[nodiscard]] QString scratch() const { return m_dir.path() + QStringLiteral("/files"); }
 
-    // Writes theme name (index.theme with the given directory sections and Inherits).
+    // Writes the index.theme of name: sections as "dir:size:type[:min:max]", then Inherits.
     void writeTheme(const QString &name, const QStringList &sections, const QString &inherits = {});
     // Writes icon name as a side x side PNG of colour into theme/directory.
     void writeIcon(const QString &theme, const QString &directory, const QString &name, int side,
                    const QColor &colour);
-
     // Makes QIcon and the icon functions use theme (from base() only).
     void use(const QString &theme = QStringLiteral("KZTest"));
 
-    // The colour at the centre of image.
     [[nodiscard]] static QColor centre(const QImage &image);
 
 private:
     QTemporaryDir m_dir;
-    QString m_savedTheme;
-    QStringList m_savedSearchPaths;
+    QString m_savedTheme = QIcon::themeName();
+    QStringList m_savedSearchPaths = QIcon::themeSearchPaths();
 };

@@ -37,15 +37,13 @@ KZTestMount::~KZTestMount()
 }
 
 std::unique_ptr<KZTestMount> KZTestMount::tmpfs(const QByteArray &mountPoint, QString *whyNot,
-                                                int sizeMiB, bool readOnly)
+                                                int sizeMiB)
 {
     if (!canMount(whyNot))
         return nullptr;
     QDir().mkpath(QString::fromLocal8Bit(mountPoint));
     const QByteArray options = "size=" + QByteArray::number(sizeMiB) + "m,mode=0755";
-    if (::mount("binwise-test", mountPoint.constData(), "tmpfs", readOnly ? MS_RDONLY : 0,
-                options.constData())
-        != 0) {
+    if (::mount("binwise-test", mountPoint.constData(), "tmpfs", 0, options.constData()) != 0) {
         *whyNot = QStringLiteral("cannot mount tmpfs: %1")
                       .arg(QString::fromLocal8Bit(std::strerror(errno)));
         return nullptr;

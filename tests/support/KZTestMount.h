@@ -17,7 +17,7 @@ public:
 
     // A tmpfs of sizeMiB at mountPoint (made when missing).
     static std::unique_ptr<KZTestMount> tmpfs(const QByteArray &mountPoint, QString *whyNot,
-                                              int sizeMiB = 16, bool readOnly = false);
+                                              int sizeMiB = 16);
     // An ext4 image of sizeMiB made with mkfs.ext4 -L label next to mountPoint and mounted
     // through a loop device.
     static std::unique_ptr<KZTestMount> ext4Image(const QByteArray &mountPoint,
