@@ -83,18 +83,6 @@ KZFileManager::ErrorCategory KZFileManager::categoryOf(const KZError &error)
     return categoryOfErrno(int(error.code));
 }
 
-int KZFileManager::cocoaCodeForErrno(int errnum)
-{
-    switch (categoryOfErrno(errnum)) {
-    case ErrorCategory::NoPermission:
-        return kNoPermissionCode;
-    case ErrorCategory::Busy:
-        return kBusyCode;
-    default:
-        return errnum;
-    }
-}
-
 KZError KZFileManager::errorForErrno(int errnum, const QByteArray &path)
 {
     KZError error = KZError::posix(errnum);

@@ -20,12 +20,6 @@ public:
     // reported as in use, everything else (EROFS, ENOSPC, ENOENT, ...) is reported as is.
     enum class ErrorCategory { None, NoPermission, Busy, Other };
 
-    // The codes the erase engine was written against: 513/257 for "no permission" and -47 for
-    // "busy"; any other errno answers its own value.
-    static constexpr int kNoPermissionCode = 513;
-    static constexpr int kNoReadPermissionCode = 257;
-    static constexpr int kBusyCode = -47;
-
     KZFileManager() = default;
     virtual ~KZFileManager() = default;
     KZFileManager(const KZFileManager &) = delete;
@@ -49,8 +43,6 @@ public:
     // The category of an errno value, or of an error this model handed back.
     [[nodiscard]] static ErrorCategory categoryOfErrno(int errnum);
     [[nodiscard]] static ErrorCategory categoryOf(const KZError &error);
-    // 513 for EACCES and EPERM, -47 for EBUSY and ETXTBSY, errnum otherwise.
-    [[nodiscard]] static int cocoaCodeForErrno(int errnum);
     // A POSIX-domain error for errnum about path; userInfo "NSFilePath" holds the path bytes.
     [[nodiscard]] static KZError errorForErrno(int errnum, const QByteArray &path);
 };
