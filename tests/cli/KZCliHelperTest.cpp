@@ -21,11 +21,6 @@ namespace {
 
 constexpr uid_t kUser = 65534;
 
-std::string str(const QByteArray &bytes)
-{
-    return bytes.toStdString();
-}
-
 bool chownTo(const QByteArray &path, uid_t uid)
 {
     return ::chown(path.constData(), uid, uid) == 0;
@@ -62,54 +57,49 @@ TEST(CliHelper, LockedAndForeignItemsAreErasedThroughPkexecAndTheHelper)
 
     // The user's home, and a volume inside it that holds the user's Trash.
     const QByteArray home = QFile::encodeName(base.filePath(QStringLiteral("home")));
-    for (const char *folder : {"", "/.local/share", "/.local/state", "/.config", "/.cache"})
-        ASSERT_TRUE(KZTestFiles::makeFolders(home + folder));
     for (const char *folder :
          {"", "/.local", "/.local/share", "/.local/state", "/.config", "/.cache"})
-        ASSERT_TRUE(chownTo(home + folder, kUser));
+        ASSERT_TRUE(KZTestFiles::makeFolders(home + folder) && chownTo(home + folder, kUser));
     QString whyNot;
     const auto volume = KZTestMount::ext4Image(home + "/vol", "HelperVol", &whyNot);
     if (!volume)
         GTEST_SKIP() << whyNot.toStdString();
     KZTestTrash trash = KZTestTrash::onVolume(volume->mountPoint(), int(kUser));
-    for (const QByteArray &folder : {trash.root(), trash.files(), trash.root() + "/info"})
-        ASSERT_TRUE(chownTo(folder, kUser));
-
     trash.addFile("locked", "immutable");
-    ASSERT_TRUE(chownTo(trash.itemPath("locked"), kUser));
-    ASSERT_TRUE(chownTo(trash.infoPath("locked"), kUser));
+    trash.addFile("plain");
     // Root's own folder, with a file of root's: the user may remove neither.
     trash.addFolder("root's", {"inside"});
-    ASSERT_TRUE(chownTo(trash.infoPath("root's"), kUser));
-    trash.addFile("plain");
-    for (const QByteArray &path : {trash.itemPath("plain"), trash.infoPath("plain")})
+    for (const QByteArray &path :
+         {trash.root(), trash.files(), trash.root() + "/info", trash.itemPath("locked"),
+          trash.infoPath("locked"), trash.itemPath("plain"), trash.infoPath("plain"),
+          trash.infoPath("root's")})
         ASSERT_TRUE(chownTo(path, kUser));
     KZTestFiles::ImmutableGuard locked(trash.itemPath("locked"));
     if (!locked.isSet())
         GTEST_SKIP() << "cannot set the immutable flag here";
 
     const QString rules = base.filePath(QStringLiteral("rules"));
-    QDir().mkpath(rules);
-    QFile rule(rules + QStringLiteral("/50-binwise-test.rules"));
-    ASSERT_TRUE(rule.open(QIODevice::WriteOnly));
-    rule.write("polkit.addRule(function(action, subject) {\n"
-               "    if (action.id == \"org.binwise.Binwise.eraseAuthorized\")\n"
-               "        return polkit.Result.YES;\n"
-               "});\n");
-    rule.close();
+    ASSERT_TRUE(KZTestFiles::makeFolders(QFile::encodeName(rules)));
+    ASSERT_TRUE(
+        KZTestFiles::writeFile(QFile::encodeName(rules) + "/50-binwise-test.rules",
+                               "polkit.addRule(function(action, subject) {\n"
+                               "    if (action.id == \"org.binwise.Binwise.eraseAuthorized\")\n"
+                               "        return polkit.Result.YES;\n"
+                               "});\n"));
 
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     const QString homeText = QFile::decodeName(home);
-    environment.insert(QStringLiteral("HOME"), homeText);
-    environment.insert(QStringLiteral("XDG_DATA_HOME"), homeText + QStringLiteral("/.local/share"));
-    environment.insert(QStringLiteral("XDG_STATE_HOME"),
-                       homeText + QStringLiteral("/.local/state"));
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), homeText + QStringLiteral("/.config"));
-    environment.insert(QStringLiteral("XDG_CACHE_HOME"), homeText + QStringLiteral("/.cache"));
-    environment.insert(QStringLiteral("BINWISE_HELPER_PATH"), helper);
-    environment.insert(QStringLiteral("BINWISE_POLKIT_ACTIONS_DIR"), actions);
     const QString table = homeText + QStringLiteral("/mountinfo");
-    environment.insert(QStringLiteral("BINWISE_MOUNTINFO"), table);
+    for (const auto &[name, value] :
+         {std::pair{"HOME", homeText},
+          {"XDG_DATA_HOME", homeText + QStringLiteral("/.local/share")},
+          {"XDG_STATE_HOME", homeText + QStringLiteral("/.local/state")},
+          {"XDG_CONFIG_HOME", homeText + QStringLiteral("/.config")},
+          {"XDG_CACHE_HOME", homeText + QStringLiteral("/.cache")},
+          {"BINWISE_HELPER_PATH", helper},
+          {"BINWISE_POLKIT_ACTIONS_DIR", actions},
+          {"BINWISE_MOUNTINFO", table}})
+        environment.insert(QLatin1String(name), value);
 
     // Inside the sandbox's mount namespace mounts have identifiers of their own, so binwise's
     // mount table (the test's volume alone) is taken there.
@@ -133,15 +123,13 @@ TEST(CliHelper, LockedAndForeignItemsAreErasedThroughPkexecAndTheHelper)
         GTEST_SKIP() << "the private bus and polkitd could not be started here: " << str(errors);
     EXPECT_EQ(sandbox.exitCode(), 0) << str(output) << str(errors);
 
-    QByteArrayList left;
-    for (const QString &name :
-         QDir(QFile::decodeName(trash.files()))
-             .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot))
-        left.append(QFile::encodeName(name));
-    EXPECT_TRUE(left.isEmpty()) << str(left.join(", "));
-    EXPECT_TRUE(QDir(QFile::decodeName(trash.root() + "/info"))
-                    .entryList(QDir::Files | QDir::Hidden)
-                    .isEmpty());
+    const auto entries = [](const QByteArray &folder) {
+        return QDir(QFile::decodeName(folder))
+            .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    };
+    EXPECT_TRUE(entries(trash.files()).isEmpty())
+        << entries(trash.files()).join(u',').toStdString();
+    EXPECT_TRUE(entries(trash.root() + "/info").isEmpty());
 
     // The log is complete: the user's own erase and the helper's, one line per item.
     const QDir logs(homeText + QStringLiteral("/.local/state/Binwise/Logs/HelperVol"));

@@ -10,6 +10,7 @@
 #include <QProcessEnvironment>
 
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <vector>
 
@@ -17,6 +18,11 @@
 inline void PrintTo(const QByteArray &bytes, std::ostream *out)
 {
     *out << '"' << bytes.toPercentEncoding(" /-_.!#$&'()*+,:;=?@[]~").toStdString() << '"';
+}
+
+inline std::string str(const QByteArray &bytes)
+{
+    return bytes.toStdString();
 }
 
 // What one run of the real binwise executable did.
@@ -27,38 +33,30 @@ struct KZCliResult
     QByteArray err;
 };
 
-// A sandboxed home, volumes of its own and the real binwise executable run against them. As
-// root the volumes are tmpfs mounts inside the sandbox and binwise sees nothing else (its mount
-// table is limited through BINWISE_MOUNTINFO); otherwise binwise sees only the home's volume,
-// and tests that need volumes of their own skip.
+// A sandboxed home, tmpfs volumes of its own (root only) and the real binwise executable run
+// against them. binwise sees those volumes and nothing else: its mount table is limited
+// through BINWISE_MOUNTINFO, so it never touches a Trash of the machine.
 class KZCliRunner
 {
 public:
-    enum class Input {
-        Closed,   // standard input is /dev/null: no terminal
-        Pipe,     // typed is written to a pipe, which is then closed
-        Terminal, // standard input is a pseudo-terminal; typed is typed on it
-        // Standard input and error on a pseudo-terminal (what it shows lands in err); typed
-        // answers the first question 0.8 s after it was asked.
-        TerminalWithErrors,
-    };
-
     KZCliRunner();
-    ~KZCliRunner();
 
     [[nodiscard]] bool isValid() const { return m_sandbox.isValid(); }
     [[nodiscard]] KZTestSandbox &sandbox() { return m_sandbox; }
 
     // A tmpfs volume named name inside the sandbox (root only): null with *whyNot otherwise.
-    [[nodiscard]] QByteArray addVolume(const QByteArray &name, QString *whyNot, int sizeMiB = 16);
-    // The sandbox home's Trash, when its volume is one binwise lists; else empty with *whyNot.
-    [[nodiscard]] bool useHomeVolume(QString *whyNot);
-    // One Trash to work in: on a volume of the test's own (root), else the home's.
+    [[nodiscard]] QByteArray addVolume(const QByteArray &name, QString *whyNot);
+    // The Trash of a new volume "Work", or nullopt with *whyNot.
     [[nodiscard]] std::optional<KZTestTrash> someTrash(QString *whyNot);
 
-    // Runs binwise with arguments to its end (at most timeoutMs).
-    KZCliResult run(const QByteArrayList &arguments, Input input = Input::Closed,
-                    const QByteArray &typed = {}, int timeoutMs = 120000);
+    // Runs binwise with standard input on /dev/null (no terminal) to its end.
+    KZCliResult run(const QByteArrayList &arguments) { return execute(arguments, false, {}); }
+    // Runs binwise with standard input and error on a pseudo-terminal (what it shows lands in
+    // err); typed answers the first question 0.8 s after it was asked.
+    KZCliResult runOnTerminal(const QByteArrayList &arguments, const QByteArray &typed)
+    {
+        return execute(arguments, true, typed);
+    }
     // Starts binwise without waiting (standard input closed); the caller owns the process.
     std::unique_ptr<QProcess> start(const QByteArrayList &arguments);
 
@@ -72,14 +70,14 @@ public:
     [[nodiscard]] QByteArray logText(const QString &jobFolder) const;
     [[nodiscard]] QStringList logFolders() const;
 
-    [[nodiscard]] static QByteArray binary();
+    [[nodiscard]] static QByteArray binary() { return BINWISE_CLI_BINARY; }
 
 private:
+    KZCliResult execute(const QByteArrayList &arguments, bool terminal, const QByteArray &typed);
     void writeMountTable();
 
     KZTestSandbox m_sandbox;
+    // Declared after the sandbox: the volumes go before the folder that holds their mount points.
     std::vector<std::unique_ptr<KZTestMount>> m_mounts;
-    bool m_homeVolume = false;
-    QByteArray m_mountTable;
     QProcessEnvironment m_environment;
 };

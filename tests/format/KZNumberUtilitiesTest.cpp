@@ -10,12 +10,11 @@ QString unit(const char *key)
 }
 } // namespace
 
-TEST(NumberUtilities, SizesPickTheUnitByScaleBeforeRounding)
+TEST(NumberUtilities, SizesPickTheUnitByScaleBeforeRoundingAndNumbersRoundHalfEven)
 {
     const KZNumberUtilities english(QStringLiteral("en_US"));
     // {bytes, scale, two fraction digits, number, unit}
     const std::tuple<quint64, qint16, bool, const char *, const char *> cases[] = {
-        {0, 4, true, "0", "byte"},
         {999, 4, true, "999", "byte"},
         {1000, 4, true, "1.00", "Kb"},
         {1'500'000, 4, true, "1.50", "Mb"},
@@ -25,13 +24,10 @@ TEST(NumberUtilities, SizesPickTheUnitByScaleBeforeRounding)
         {5'000'000'000'000'000, 4, true, "5,000.00", "Tb"}, // nothing above Tb
         // The unit is chosen before rounding: 999,999 bytes are not yet a megabyte.
         {999'999, 4, true, "1,000.00", "Kb"},
-        {999'999, 4, false, "1,000.0", "Kb"},
         // Scale 1 stops at bytes, 2 at Kb, 4 at Tb; every other scale at Mb.
         {1'234'567, 1, true, "1,234,567", "byte"},
         {5'000'000, 2, true, "5,000.00", "Kb"},
-        {5'000'000, 3, true, "5.00", "Mb"},
         {5'000'000'000, 3, true, "5,000.00", "Mb"},
-        {5'000'000'000, 0, true, "5,000.00", "Mb"},
         {5'000'000'000, -7, true, "5,000.00", "Mb"},
     };
     for (const auto &[bytes, scale, precision, number, key] : cases)
@@ -41,18 +37,13 @@ TEST(NumberUtilities, SizesPickTheUnitByScaleBeforeRounding)
 
     const KZNumberUtilities german(QStringLiteral("de_DE"));
     EXPECT_EQ(german.sizeToFormatString(999'999, 4, true), QStringLiteral("1.000,00") + unit("Kb"));
-    EXPECT_EQ(german.numberToFormatString(1234.5), QStringLiteral("1.234,5"));
-}
 
-TEST(NumberUtilities, PlainNumbersGroupAndRoundHalfEven)
-{
-    const KZNumberUtilities english(QStringLiteral("en_US"));
     EXPECT_EQ(english.numberToFormatString(2, true), QStringLiteral("2.00"));
     EXPECT_EQ(english.numberToFormatString(2, false), QStringLiteral("2.0"));
     // 0.125 and 0.375 are exact in binary, so these show the rounding mode itself.
-    const std::pair<double, const char *> cases[] = {
-        {3, "3"}, {1234.5, "1,234.5"}, {1'000'000, "1,000,000"}, {0.125, "0.12"}, {0.375, "0.38"}};
-    for (const auto &[number, text] : cases)
+    const std::pair<double, const char *> numbers[]
+        = {{3, "3"}, {1'234'567.5, "1,234,567.5"}, {0.125, "0.12"}, {0.375, "0.38"}};
+    for (const auto &[number, text] : numbers)
         EXPECT_EQ(english.numberToFormatString(number), QLatin1String(text)) << number;
 }
 
@@ -61,9 +52,8 @@ TEST(NumberUtilities, ClockStringsAndDegreesKeepTheirOldForms)
     const KZNumberUtilities english(QStringLiteral("en_US"));
     // A whole hour keeps the old "1:00:3600" form.
     const std::pair<qint64, const char *> clocks[]
-        = {{0, "00:00"},      {-5, "00:00"},     {5, "00:05"},        {59, "00:59"},
-           {60, "01:00"},     {600, "10:00"},    {3599, "59:59"},     {3600, "1:00:3600"},
-           {3661, "1:01:01"}, {7325, "2:02:05"}, {36'610, "10:10:10"}};
+        = {{-5, "00:00"},       {59, "00:59"},     {60, "01:00"},       {3599, "59:59"},
+           {3600, "1:00:3600"}, {3661, "1:01:01"}, {36'610, "10:10:10"}};
     for (const auto &[seconds, text] : clocks)
         EXPECT_EQ(english.secondsToFormatString(seconds), QLatin1String(text)) << seconds;
 
@@ -71,8 +61,6 @@ TEST(NumberUtilities, ClockStringsAndDegreesKeepTheirOldForms)
     // 3 minutes and 45 seconds.
     const std::pair<double, QString> degrees[] = {
         {0, QString()},
-        {-12.5, QString()},
-        {45.5, QStringLiteral("45\u00B0 30' 0.000\" N")},
         {12.04, QStringLiteral("12\u00B0 2' 0.000\" N")},
         {12.0625, QStringLiteral("12\u00B0 3' 45.000\" N")},
     };
