@@ -17,12 +17,10 @@ TEST(CommonHelper, OnlyTheEraseCommandRunsUnderARightAskingForAnAdministrator)
 {
     QStringList rights;
     KZCommonHelper::enumerateRightsUsingBlock(
-        [&](const QString &name, const QVariant &rule, const QString &description) {
-            rights << name << rule.toString() << description;
+        [&](const QString &name, const QVariant &rule, const QString &) {
+            rights << name << rule.toString();
         });
-    EXPECT_EQ(rights,
-              (QStringList{kRight, QStringLiteral("auth_admin"),
-                           QStringLiteral("Binwise is trying to erase with root authorization.")}));
+    EXPECT_EQ(rights, (QStringList{kRight, QStringLiteral("auth_admin")}));
     EXPECT_EQ(KZCommonHelper::authorizationRightForCommand(KZCommonHelper::kEraseCommand), kRight);
     EXPECT_TRUE(KZCommonHelper::authorizationRightForCommand(QStringLiteral("getVersionWithReply:"))
                     .isNull());

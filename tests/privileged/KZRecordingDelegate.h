@@ -2,10 +2,10 @@
 
 #include "privileged/KZSecureAccessDelegate.h"
 
-#include <QList>
 #include <QStringList>
 
-#include <optional>
+#include <string>
+#include <utility>
 
 // The erase engine's seat at the helper client: records every call, in order.
 class KZRecordingDelegate : public KZSecureAccessDelegate
@@ -16,13 +16,8 @@ public:
     void writeLogEntryWithPath(const QByteArray &path, quint64 itemSize) override
     {
         calls << QStringLiteral("log %1 %2").arg(QString::fromUtf8(path)).arg(itemSize);
-        loggedPaths << path;
     }
-    void setNotErasedCount(quint64 n) override
-    {
-        calls << QStringLiteral("notErased %1").arg(n);
-        notErased = n;
-    }
+    void setNotErasedCount(quint64 n) override { calls << QStringLiteral("notErased %1").arg(n); }
     void setIsWorking(bool working) override
     {
         calls << QStringLiteral("working %1").arg(working);
@@ -31,12 +26,15 @@ public:
     void showErrorWithError(const KZError &error) override
     {
         calls << QStringLiteral("error %1").arg(error.code);
-        errors << error;
+    }
+
+    // The calls so far, separated by commas; forgets them, and that the batch finished.
+    std::string take()
+    {
+        finished = false;
+        return std::exchange(calls, {}).join(u',').toStdString();
     }
 
     QStringList calls;
-    QList<QByteArray> loggedPaths;
-    QList<KZError> errors;
-    std::optional<quint64> notErased;
     bool finished = false;
 };

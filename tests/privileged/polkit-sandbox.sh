@@ -17,8 +17,8 @@ done
 [ -n "$polkitd" ] || fail "no polkitd"
 command -v dbus-daemon >/dev/null || fail "no dbus-daemon"
 
-mkdir -p "$work/run" "$work/rules-empty" || fail "cannot prepare $work"
-chmod 0755 "$work" "$work/run" "$work/rules-empty" "$rules" "$actions"
+mkdir -p "$work/rules-empty" || fail "cannot prepare $work"
+chmod 0755 "$work" "$work/rules-empty" "$rules" "$actions"
 mount -t tmpfs -o mode=0755 binwise-run /run || fail "cannot mount a private /run"
 mkdir -p /run/dbus
 mount --bind "$actions" /usr/share/polkit-1/actions || fail "cannot bind the actions"
@@ -35,14 +35,8 @@ cat > "$work/bus.conf" <<CONF
   <policy context="default">
     <allow user="*"/>
     <allow own="*"/>
-    <allow send_type="method_call"/>
-    <allow send_type="signal"/>
-    <allow send_type="method_return"/>
-    <allow send_type="error"/>
-    <allow receive_type="method_call"/>
-    <allow receive_type="method_return"/>
-    <allow receive_type="error"/>
-    <allow receive_type="signal"/>
+    <allow send_destination="*"/>
+    <allow receive_sender="*"/>
   </policy>
 </busconfig>
 CONF
