@@ -11,7 +11,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QProcess>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -35,10 +34,6 @@ TEST(Polkit, AnAllowedBatchRunsAsRootAndADeniedOneMapsToTheDeniedCode)
     struct stat pkexec = {};
     if (geteuid() != 0 || stat("/usr/bin/pkexec", &pkexec) != 0 || !(pkexec.st_mode & S_ISUID))
         GTEST_SKIP() << "needs root and a setuid pkexec (Debian package pkexec)";
-    for (const char *tool : {"unshare", "setpriv", "dbus-daemon", "dbus-send"}) {
-        if (QStandardPaths::findExecutable(QLatin1String(tool)).isEmpty())
-            GTEST_SKIP() << "missing " << tool;
-    }
 
     QTemporaryDir base;
     ASSERT_TRUE(base.isValid());

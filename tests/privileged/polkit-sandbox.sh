@@ -15,7 +15,7 @@ for candidate in /usr/lib/polkit-1/polkitd /usr/libexec/polkitd /usr/lib/policyk
     [ -x "$candidate" ] && polkitd=$candidate && break
 done
 [ -n "$polkitd" ] || fail "no polkitd"
-command -v dbus-daemon >/dev/null || fail "no dbus-daemon"
+for tool in dbus-daemon dbus-send setpriv; do command -v $tool >/dev/null || fail "no $tool"; done
 
 mkdir -p "$work/rules-empty" || fail "cannot prepare $work"
 chmod 0755 "$work" "$work/rules-empty" "$rules" "$actions"
