@@ -7,11 +7,7 @@
 #include <QFile>
 #include <QTemporaryDir>
 
-namespace {
-
-const QString kRight = QStringLiteral("org.binwise.Binwise.eraseAuthorized");
-
-} // namespace
+static const QString kRight = QStringLiteral("org.binwise.Binwise.eraseAuthorized");
 
 TEST(CommonHelperDeathTest, AMalformedTableEndsTheProcess)
 {

@@ -10,11 +10,8 @@ shift 5
 
 fail() { echo "polkit-sandbox: $*" >&2; exit 77; }
 
-polkitd=
-for candidate in /usr/lib/polkit-1/polkitd /usr/libexec/polkitd /usr/lib/policykit-1/polkitd; do
-    [ -x "$candidate" ] && polkitd=$candidate && break
-done
-[ -n "$polkitd" ] || fail "no polkitd"
+polkitd=/usr/lib/polkit-1/polkitd
+[ -x "$polkitd" ] || fail "no polkitd"
 for tool in dbus-daemon dbus-send setpriv; do command -v $tool >/dev/null || fail "no $tool"; done
 
 mkdir -p "$work/rules-empty" || fail "cannot prepare $work"
