@@ -48,9 +48,11 @@ TEST(HelperMessage, TheReaderWaitsForWholeFramesAndStopsAtABrokenOne)
     KZHelperMessage::Reader reader;
     QVariantMap back;
     QString why;
-    reader.append(frame.left(7));
-    EXPECT_EQ(reader.next(&back, &why), KZHelperMessage::Reader::Status::NeedMore);
-    reader.append(frame.mid(7) + QByteArray("\x00\x00\x00\x01\xff", 5));
+    for (qsizetype i = 0; i + 1 < frame.size(); ++i) { // byte by byte, all but the last
+        reader.append(frame.mid(i, 1));
+        EXPECT_EQ(reader.next(&back, &why), KZHelperMessage::Reader::Status::NeedMore) << i;
+    }
+    reader.append(frame.right(1) + QByteArray("\x00\x00\x00\x01\xff", 5));
     ASSERT_EQ(reader.next(&back, &why), KZHelperMessage::Reader::Status::Message);
     EXPECT_EQ(back.value(QStringLiteral("itemPath")).toByteArray(), path);
     EXPECT_EQ(back.value(QStringLiteral("code")).toLongLong(), -60005);

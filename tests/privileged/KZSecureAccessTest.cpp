@@ -176,13 +176,12 @@ TEST_F(SecureAccess, TheRealHelperReportsInOrderAndAStopAlwaysSaysYes)
     EXPECT_FALSE(KZTestFiles::exists(file) || KZTestFiles::exists(folder));
 
     // A stop is sent as YES whatever it is given: the next batch is left whole.
-    const QByteArray kept = files + "/kept";
-    ASSERT_TRUE(KZTestFiles::writeFile(kept, "content"));
+    ASSERT_TRUE(KZTestFiles::writeFile(file, "content"));
     access.stoppedByUser(false);
-    access.authorizedEraseWithDictionary({{KZBatchKey::permissionsItems, QVariantList{kept}}});
+    access.authorizedEraseWithDictionary({{KZBatchKey::permissionsItems, QVariantList{file}}});
     ASSERT_TRUE(QTest::qWaitFor([&] { return recorder.finished; }, 20000));
     EXPECT_EQ(recorder.take(), "notErased 1,working 0");
-    EXPECT_TRUE(KZTestFiles::exists(kept));
+    EXPECT_TRUE(KZTestFiles::exists(file));
 }
 
 // The real pkexec and polkitd: polkit-sandbox.sh starts a private bus and polkitd, with the
@@ -238,19 +237,18 @@ TEST_F(SecureAccess, AnInstalledHelperIsUsedWithoutAQuestionAndPolkitDecidesTheE
         return std::make_pair(process.exitCode(), QString::fromUtf8(process.readAll()));
     };
 
-    const auto [denied, deniedOutput] = run(QStringLiteral("NO"));
+    const auto [denied, deniedLog] = run(QStringLiteral("NO"));
     if (denied == 77)
         GTEST_SKIP() << "the private bus and polkitd could not be started here: "
-                     << deniedOutput.toStdString();
-    EXPECT_TRUE(
-        deniedOutput.contains(QStringLiteral("calls: notErased 1,working 0,error -60005\n")))
-        << deniedOutput.toStdString();
+                     << deniedLog.toStdString();
+    EXPECT_TRUE(deniedLog.contains(QStringLiteral("calls: notErased 1,working 0,error -60005\n")))
+        << deniedLog.toStdString();
     EXPECT_TRUE(QFileInfo::exists(item + QStringLiteral("/inside")));
 
-    const auto [allowed, allowedOutput] = run(QStringLiteral("YES"));
-    EXPECT_TRUE(allowedOutput.contains(QStringLiteral(",log ") + item + u' ')
-                && allowedOutput.contains(QStringLiteral(",notErased 0,working 0\n")))
-        << allowedOutput.toStdString();
+    const auto [allowed, allowedLog] = run(QStringLiteral("YES"));
+    EXPECT_TRUE(allowedLog.contains(QStringLiteral(",log ") + item + u' ')
+                && allowedLog.contains(QStringLiteral(",notErased 0,working 0\n")))
+        << allowedLog.toStdString();
     EXPECT_FALSE(QFileInfo::exists(item));
 }
 
