@@ -10,15 +10,12 @@ shift 5
 
 fail() { echo "polkit-sandbox: $*" >&2; exit 77; }
 
-polkitd=
-for candidate in /usr/lib/polkit-1/polkitd /usr/libexec/polkitd /usr/lib/policykit-1/polkitd; do
-    [ -x "$candidate" ] && polkitd=$candidate && break
-done
-[ -n "$polkitd" ] || fail "no polkitd"
-command -v dbus-daemon >/dev/null || fail "no dbus-daemon"
+polkitd=/usr/lib/polkit-1/polkitd
+[ -x "$polkitd" ] || fail "no polkitd"
+for tool in dbus-daemon dbus-send setpriv; do command -v $tool >/dev/null || fail "no $tool"; done
 
-mkdir -p "$work/run" "$work/rules-empty" || fail "cannot prepare $work"
-chmod 0755 "$work" "$work/run" "$work/rules-empty" "$rules" "$actions"
+mkdir -p "$work/rules-empty" || fail "cannot prepare $work"
+chmod 0755 "$work" "$work/rules-empty" "$rules" "$actions"
 mount -t tmpfs -o mode=0755 binwise-run /run || fail "cannot mount a private /run"
 mkdir -p /run/dbus
 mount --bind "$actions" /usr/share/polkit-1/actions || fail "cannot bind the actions"
@@ -35,14 +32,8 @@ cat > "$work/bus.conf" <<CONF
   <policy context="default">
     <allow user="*"/>
     <allow own="*"/>
-    <allow send_type="method_call"/>
-    <allow send_type="signal"/>
-    <allow send_type="method_return"/>
-    <allow send_type="error"/>
-    <allow receive_type="method_call"/>
-    <allow receive_type="method_return"/>
-    <allow receive_type="error"/>
-    <allow receive_type="signal"/>
+    <allow send_destination="*"/>
+    <allow receive_sender="*"/>
   </policy>
 </busconfig>
 CONF

@@ -33,19 +33,11 @@ public:
     {
         m_record->images.append({state->transform().mapRect(target), state->opacity()});
     }
-    void drawImage(const QRectF &target, const QImage &, const QRectF &,
-                   Qt::ImageConversionFlags) override
-    {
-        drawPixmap(target, {}, {});
-    }
     void drawPath(const QPainterPath &path) override
     {
-        bool rounded = false;
-        for (int i = 0; i < path.elementCount(); ++i)
-            rounded |= path.elementAt(i).isCurveTo();
         if (state->brush().style() != Qt::NoBrush)
             m_record->shapes.append(
-                {state->transform().map(path).boundingRect(), state->brush().color(), rounded});
+                {state->transform().map(path).boundingRect(), state->brush().color()});
     }
 
 private:
@@ -69,40 +61,28 @@ private:
 
 } // namespace
 
-QStringList KZPaintRecord::lines() const
-{
-    QStringList lines;
-    for (const Text &text : texts)
-        lines << text.text;
-    return lines;
-}
-
-KZPaintRecord recorded(const std::function<void(QPainter *)> &draw)
+KZPaintRecord drawn(const KZTextFieldCell &cell, const QRectF &frame)
 {
     Recorder device;
     QPainter painter(&device);
-    draw(&painter);
-    painter.end();
+    cell.drawWithFrame(&painter, frame);
     return device.record;
-}
-
-KZPaintRecord drawn(const KZTextFieldCell &cell, const QRectF &frame)
-{
-    return recorded([&](QPainter *painter) { cell.drawWithFrame(painter, frame); });
 }
 
 KZPaintRecord painted(const KZTextFieldCell &cell, const QMap<int, QVariant> &roles,
                       const QRect &rect, bool selected, bool windowActive)
 {
     QStandardItemModel model(1, 1);
-    for (auto it = roles.constBegin(); it != roles.constEnd(); ++it)
-        model.setData(model.index(0, 0), it.value(), it.key());
+    model.setItemData(model.index(0, 0), roles);
     QStyleOptionViewItem option;
     option.rect = rect;
     option.state = QStyle::State_Enabled;
     option.state.setFlag(QStyle::State_Selected, selected);
     option.state.setFlag(QStyle::State_Active, windowActive);
-    return recorded([&](QPainter *painter) { cell.paint(painter, option, model.index(0, 0)); });
+    Recorder device;
+    QPainter painter(&device);
+    cell.paint(&painter, option, model.index(0, 0));
+    return device.record;
 }
 
 QImage solidImage(int side, const QColor &colour)

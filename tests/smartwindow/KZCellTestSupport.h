@@ -3,20 +3,15 @@
 #include <QColor>
 #include <QFont>
 #include <QImage>
-#include <QList>
 #include <QMap>
 #include <QRectF>
 #include <QStringList>
 #include <QVariant>
 
-#include <functional>
-
 class KZTextFieldCell;
-class QPainter;
 
-// What was painted: each piece of text with its baseline origin, font and colour, each image
-// with its target rectangle and opacity, each filled shape with its bounds and fill, all in
-// device coordinates.
+// What was painted, in device coordinates: texts with their baseline origin, font and colour,
+// images with their target and opacity, filled shapes with their bounds and fill.
 struct KZPaintRecord
 {
     struct Text
@@ -37,19 +32,21 @@ struct KZPaintRecord
     {
         QRectF bounds;
         QColor fill;
-        bool rounded = false; // the outline holds curves
         bool operator==(const Shape &) const = default;
     };
     QList<Text> texts;
     QList<Image> images;
     QList<Shape> shapes;
-    // The painted texts in order.
-    [[nodiscard]] QStringList lines() const;
+    [[nodiscard]] QStringList lines() const // the texts in order
+    {
+        QStringList lines;
+        for (const Text &text : texts)
+            lines << text.text;
+        return lines;
+    }
     bool operator==(const KZPaintRecord &) const = default;
 };
 
-// What draw paints through a painter on a device that records instead of drawing pixels.
-KZPaintRecord recorded(const std::function<void(QPainter *)> &draw);
 // What cell.drawWithFrame(frame) paints.
 KZPaintRecord drawn(const KZTextFieldCell &cell, const QRectF &frame);
 // What cell.paint() paints for a row holding roles, asked for as a view without a widget would.

@@ -1,8 +1,6 @@
 #include "smartwindow/KZTextFieldCell.h"
-#include "KZCellTestSupport.h"
 #include "smartwindow/KZAttributedStringUtilities.h"
 
-#include <QApplication>
 #include <QFontMetricsF>
 
 #include <gtest/gtest.h>
@@ -35,8 +33,8 @@ TEST(TextFieldCell, TextFrameAlignsOnlyInFlippedViewsAndKeepsTheFrameWidth)
 {
     KZTextFieldCell cell;
     const QRectF frame(10, 20, 200, 30);
-    const QFont font = KZAttributedStringUtilities::systemFontOfSize(12);
-    const KZAttributedString size(QStringLiteral("12.3 MB"), font, Qt::black);
+    const KZAttributedString size(QStringLiteral("12.3 MB"),
+                                  KZAttributedStringUtilities::systemFontOfSize(12), Qt::black);
     const QFontMetricsF metrics(size.font());
     const qreal width = metrics.horizontalAdvance(size.text());
     const qreal offset = (30 - metrics.height()) / 2 - 1;
@@ -56,28 +54,4 @@ TEST(TextFieldCell, TextFrameAlignsOnlyInFlippedViewsAndKeepsTheFrameWidth)
                   QRectF(10, 20 - offset, 200, metrics.height()))
             << alignment;
     }
-    // Right alignment never starts left of the frame, however long the text.
-    cell.setFlipped(true);
-    EXPECT_EQ(
-        cell.cellTextFrame(frame, KZAttributedString(QString(80, u'W'), font, Qt::black), 1).x(),
-        10);
-}
-
-TEST(TextFieldCell, SelectionIsTonedDownWhereTheTextStaysBlack)
-{
-    // A list without the focus draws black text on its selection; the strong highlight
-    // behind it would make it unreadable, so the cell lightens the selection there only.
-    const QColor highlight = QApplication::palette().color(QPalette::Active, QPalette::Highlight);
-    const auto selectionOf = [&](int style, bool listActive) {
-        KZTextFieldCell cell;
-        cell.setSelectionHighlightStyle(style);
-        cell.setListIsActive(listActive);
-        return painted(cell, {{Qt::DisplayRole, QStringLiteral("name")}}, QRect(0, 0, 120, 24),
-                       true)
-            .shapes.value(0)
-            .fill;
-    };
-    EXPECT_EQ(selectionOf(0, true), highlight);
-    EXPECT_EQ(selectionOf(1, false), highlight);
-    EXPECT_GT(qGray(selectionOf(0, false).rgb()), qGray(highlight.rgb()) + 40);
 }
