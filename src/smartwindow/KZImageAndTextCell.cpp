@@ -23,10 +23,7 @@ void KZImageAndTextCell::prepareForRow(const QStyleOptionViewItem &option,
                                        const QModelIndex &index) const
 {
     KZTextFieldCell::prepareForRow(option, index);
-    const qreal ratio
-        = option.widget ? option.widget->devicePixelRatioF() : qApp->devicePixelRatio();
-    m_image
-        = pixmapFromDecoration(index.data(Qt::DecorationRole), QSizeF(kIconSide, kIconSide), ratio);
+    m_image = pixmapFromDecoration(option, index, kIconSide);
     m_size = index.data(SizeRole).toULongLong();
     m_itemsCount = index.data(ItemsCountRole).toUInt();
     m_isDirectory = index.data(IsDirectoryRole).toBool();

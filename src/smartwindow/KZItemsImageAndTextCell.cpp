@@ -3,9 +3,7 @@
 #include "KZAttributedStringUtilities.h"
 #include "model/KZPath.h"
 
-#include <QGuiApplication>
 #include <QPainter>
-#include <QWidget>
 #include <QtMath>
 
 namespace {
@@ -22,9 +20,7 @@ void KZItemsImageAndTextCell::prepareForRow(const QStyleOptionViewItem &option,
 {
     KZTextFieldCell::prepareForRow(option, index);
     const qreal side = option.rect.height() == kTwoLineRowHeight ? 36 : 24;
-    const qreal ratio
-        = option.widget ? option.widget->devicePixelRatioF() : qGuiApp->devicePixelRatio();
-    m_image = pixmapFromDecoration(index.data(Qt::DecorationRole), QSizeF(side, side), ratio);
+    m_image = pixmapFromDecoration(option, index, side);
     const QVariant path = index.data(PathRole);
     m_path = path.typeId() == QMetaType::QByteArray ? KZPath::displayString(path.toByteArray())
                                                     : path.toString();

@@ -164,9 +164,10 @@ QSize KZTextFieldCell::sizeHint(const QStyleOptionViewItem &option, const QModel
     return QSize(qCeil(size.width()) + 12, qCeil(size.height()) + 6);
 }
 
-QPixmap KZTextFieldCell::pixmapFromDecoration(const QVariant &decoration, const QSizeF &logicalSize,
-                                              qreal ratio)
+QPixmap KZTextFieldCell::pixmapFromDecoration(const QStyleOptionViewItem &option,
+                                              const QModelIndex &index, qreal side)
 {
+    const QVariant decoration = index.data(Qt::DecorationRole);
     if (decoration.typeId() == QMetaType::QImage) {
         const QImage image = decoration.value<QImage>();
         if (image.isNull())
@@ -185,7 +186,9 @@ QPixmap KZTextFieldCell::pixmapFromDecoration(const QVariant &decoration, const 
         return decoration.value<QPixmap>();
     if (decoration.typeId() == QMetaType::QIcon) {
         const QIcon icon = decoration.value<QIcon>();
-        return icon.isNull() ? QPixmap() : icon.pixmap(logicalSize.toSize(), ratio);
+        const qreal ratio
+            = option.widget ? option.widget->devicePixelRatioF() : qGuiApp->devicePixelRatio();
+        return icon.isNull() ? QPixmap() : icon.pixmap(QSizeF(side, side).toSize(), ratio);
     }
     return {};
 }

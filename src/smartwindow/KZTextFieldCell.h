@@ -106,10 +106,11 @@ protected:
     virtual void prepareForRow(const QStyleOptionViewItem &option, const QModelIndex &index) const;
     void copyStateTo(KZTextFieldCell &copy) const;
 
-    // The row's icon as a pixmap at logicalSize. Images from worker threads become pixmaps
-    // here, on the GUI thread, once per image (QPixmapCache).
-    [[nodiscard]] static QPixmap pixmapFromDecoration(const QVariant &decoration,
-                                                      const QSizeF &logicalSize, qreal ratio);
+    // The row's icon as a pixmap side points square, at the view's (else the application's)
+    // pixel ratio. Images from worker threads become pixmaps here, on the GUI thread, once per
+    // image (QPixmapCache).
+    [[nodiscard]] static QPixmap pixmapFromDecoration(const QStyleOptionViewItem &option,
+                                                      const QModelIndex &index, qreal side);
     // Draws pixmap scaled into target at opacity.
     static void drawImage(QPainter *painter, const QPixmap &pixmap, const QRectF &target,
                           qreal opacity);
