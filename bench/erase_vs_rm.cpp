@@ -8,12 +8,12 @@
 // Prints the medians and "erase/rm ratio: X" per shape (below 1.0: the engine is faster).
 // HOME and the XDG folders point into the temporary folder: nothing of the user's is touched.
 #include "KZBenchTree.h"
-#include "app/KZAppGlobals.h"
-#include "app/KZUserDefaults.h"
 #include "erase/KZBWAlert.h"
 #include "erase/KZDeleteItems.h"
 #include "erase/KZScriptedAlertBackend.h"
 #include "erase/KZTUErrorDelegate.h"
+#include "foundation/KZAppGlobals.h"
+#include "foundation/KZUserDefaults.h"
 #include "model/KZPath.h"
 
 #include <QCoreApplication>

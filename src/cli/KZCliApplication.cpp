@@ -4,7 +4,7 @@
 #include "KZCliListing.h"
 #include "KZCliTrashes.h"
 #include "KZCommandLine.h"
-#include "app/KZUserDefaults.h"
+#include "foundation/KZUserDefaults.h"
 #include "privileged/KZSecureAccess.h"
 
 #include <QCoreApplication>

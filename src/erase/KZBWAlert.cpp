@@ -1,10 +1,10 @@
 #include "KZBWAlert.h"
 
 #include "KZTUErrorDelegate.h"
-#include "app/KZMainThread.h"
-#include "app/KZUserDefaults.h"
 #include "format/KZLocalizedStrings.h"
 #include "format/KZNumberUtilities.h"
+#include "foundation/KZMainThread.h"
+#include "foundation/KZUserDefaults.h"
 #include "model/KZFilesUtilities.h"
 
 #include <QThread>

@@ -1,12 +1,12 @@
 #include "KZDeleteItems.h"
 
 #include "KZTUErrorDelegate.h"
-#include "app/KZAppGlobals.h"
-#include "app/KZMainThread.h"
-#include "app/KZNotificationCenter.h"
-#include "app/KZUserDefaults.h"
 #include "format/KZLocalizedStrings.h"
 #include "format/KZNumberUtilities.h"
+#include "foundation/KZAppGlobals.h"
+#include "foundation/KZMainThread.h"
+#include "foundation/KZNotificationCenter.h"
+#include "foundation/KZUserDefaults.h"
 #include "model/KZCommonFlleUtilties.h"
 #include "model/KZDirectoryWalker.h"
 #include "model/KZFileManager.h"
@@ -234,6 +234,14 @@ void KZDeleteItems::postStopWorking()
     KZNotificationCenter::defaultCenter().postNotificationName(kStopWorkingNotification);
 }
 
+void KZDeleteItems::setJobState(KZJobState state)
+{
+    if (m_jobState == state)
+        return;
+    m_jobState = state;
+    Q_EMIT jobStateChanged(state);
+}
+
 void KZDeleteItems::setProgressDisplayFactory(KZProgressUI::DisplayFactory factory)
 {
     m_displayFactory = std::move(factory);
@@ -243,10 +251,12 @@ void KZDeleteItems::setProgressDisplayFactory(KZProgressUI::DisplayFactory facto
 
 bool KZDeleteItems::prepareToEraseWithArray(const KZEraseRequest &array)
 {
-    if (m_isWorking.load() || m_walker) {
-        // The application never starts a second job while one runs; refuse rather than pull
-        // the first one's state from under its walker.
+    if (m_jobState != KZJobState::Idle || m_isWorking.load() || m_walker || m_inHandOver) {
+        // A second request can arrive from inside the confirmation's own event loop (a tray
+        // click, a hot key) or while the walk runs; refuse rather than pull the first job's
+        // state from under it.
         qCWarning(lcErase, "prepareToEraseWithArray: a job is already running");
+        beep();
         return false;
     }
     joinThreads();
@@ -283,8 +293,10 @@ bool KZDeleteItems::prepareToEraseWithArray(const KZEraseRequest &array)
     otherInfo.isSmartErase = m_isSmartErase;
 
     std::optional<KZBWAlert::CalculationInfo> calculation;
+    setJobState(KZJobState::Confirming);
     const int answer = alert().showAlertWithTrashInfo(array, otherInfo, &calculation);
     if (answer == KZAlertThirdButtonReturn) {
+        setJobState(KZJobState::Idle);
         postStopWorking();
         return false;
     }
@@ -301,6 +313,7 @@ bool KZDeleteItems::prepareToEraseWithArray(const KZEraseRequest &array)
                                                       QStringLiteral("no_btn"), QString());
             if (goOn != KZAlertFirstButtonReturn) {
                 m_logCntrl.reset();
+                setJobState(KZJobState::Idle);
                 postStopWorking();
                 return false;
             }
@@ -337,6 +350,7 @@ void KZDeleteItems::emptyTrashWithArray(const KZEraseRequest &array, bool secure
     m_deleteLockedAlreadyAsked = false;
     m_deleteLocked = userDefaults().boolForKey(KZUserDefaults::kDeleteLocked);
     m_isWorking.store(true);
+    setJobState(KZJobState::Running);
     m_totItemsDeleted.store(0);
     m_totSizeDeleted.store(0);
     m_notErasedCount.store(0);
@@ -743,6 +757,7 @@ void KZDeleteItems::endJob()
         m_lastJobSummary = summary;
     }
     m_logCntrl.reset();
+    setJobState(KZJobState::Idle);
     Q_EMIT jobEnded(summary);
     postStopWorking();
 }
@@ -992,6 +1007,7 @@ void KZDeleteItems::eraseWithAdminPrivileges()
 
 void KZDeleteItems::handOver(const QVariantMap &batch)
 {
+    setJobState(KZJobState::HelperHandOver);
     if (!m_secAccess)
         m_secAccess = KZHelperClient::create(this);
     if (!m_secAccess) {

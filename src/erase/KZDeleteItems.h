@@ -3,6 +3,7 @@
 #include "KZBWAlert.h"
 #include "KZEraseRecord.h"
 #include "KZEraseSummary.h"
+#include "KZJobState.h"
 #include "KZLogController.h"
 #include "KZProgressUI.h"
 #include "model/KZError.h"
@@ -109,8 +110,8 @@ public:
 
     // The single entry of every erase. Asks for confirmation when "showAlert" is on (and opens
     // the log when "writeLog" is), then starts the job. True when the job started; false when
-    // the user cancelled ("stopWorking" has then been posted), or, with nothing posted, when a
-    // job is still running. Main thread.
+    // the user cancelled ("stopWorking" has then been posted), or, with nothing posted and a
+    // beep, when the job state is not idle (a confirmation is up, or a job runs). Main thread.
     bool prepareToEraseWithArray(const KZEraseRequest &array);
     // Starts the job: counters, timer, walker thread. Main thread.
     void emptyTrashWithArray(const KZEraseRequest &array, bool secureDelete);
@@ -192,6 +193,8 @@ public:
     // Removals that failed for a reason other than permission or use (the engine beeps).
     [[nodiscard]] quint64 otherErrorCount() const { return m_otherErrorCount.load(); }
     [[nodiscard]] bool isWorking() const { return m_isWorking.load(); }
+    // The one job state every entry point checks. Main thread.
+    [[nodiscard]] KZJobState jobState() const { return m_jobState; }
     [[nodiscard]] bool isSmartErase() const { return m_isSmartErase; }
     [[nodiscard]] bool eraseSecurely() const { return m_eraseSecurely; }
     [[nodiscard]] bool isHelperAuthorized() const { return m_isHelperAuthorized; }
@@ -226,6 +229,8 @@ public:
 Q_SIGNALS:
     // A job ended (emitted on the main thread just before "stopWorking" is posted).
     void jobEnded(const KZEraseSummary &summary);
+    // The job state changed (main thread; emitted before "stopWorking" when a job ends).
+    void jobStateChanged(KZJobState state);
 
 private:
     struct Item;
@@ -240,6 +245,7 @@ private:
     [[nodiscard]] double now() const;
     void beep() const;
     void postStopWorking();
+    void setJobState(KZJobState state);
     void endJob();
     void joinThreads();
     // Main thread: gives the batch to the helper client (made on first need).
@@ -298,4 +304,5 @@ private:
     // The batch is on its way to (or inside) the helper client: the job must not end yet.
     std::atomic<bool> m_inHandOver{false};
     KZEraseSummary m_lastJobSummary;
+    KZJobState m_jobState = KZJobState::Idle;
 };

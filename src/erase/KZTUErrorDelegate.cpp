@@ -1,8 +1,8 @@
 #include "KZTUErrorDelegate.h"
 
 #include "KZTerminalAlertBackend.h"
-#include "app/KZMainThread.h"
 #include "format/KZLocalizedStrings.h"
+#include "foundation/KZMainThread.h"
 
 #include <QMutexLocker>
 #include <QPointer>

@@ -1,7 +1,7 @@
 #include "KZDateUtilities.h"
 
 #include "KZIcu.h"
-#include "app/KZUserDefaults.h"
+#include "foundation/KZUserDefaults.h"
 
 #include <unicode/datefmt.h>
 #include <unicode/smpdtfmt.h>

@@ -2,8 +2,8 @@
 #include "KZFilesUtilities.h"
 
 #include "KZDirectoryWalker.h"
-#include "app/KZNotificationCenter.h"
 #include "format/KZLocalizedStrings.h"
+#include "foundation/KZNotificationCenter.h"
 
 #include <QElapsedTimer>
 #include <QMetaMethod>

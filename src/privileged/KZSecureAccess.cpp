@@ -1,10 +1,10 @@
 #include "KZSecureAccess.h"
 
 #include "KZCommonHelper.h"
-#include "app/KZMainThread.h"
 #include "erase/KZAlertBackend.h"
 #include "erase/KZTUErrorDelegate.h"
 #include "format/KZLocalizedStrings.h"
+#include "foundation/KZMainThread.h"
 #include "protocol/KZHelperProtocol.h"
 
 #include <QCoreApplication>

@@ -552,3 +552,50 @@ TEST(DeleteItems, AFailedSecureEraseKeepsTheInfoFile)
     EXPECT_TRUE(KZCommonFlleUtilties::sharedControl().secureErase(trash.itemURL("pinned")));
     EXPECT_TRUE(exists(item) && exists(trash.infoPath("pinned")));
 }
+
+TEST(DeleteItems, ASecondRequestDuringTheConfirmationOrTheWalkIsRefusedWithABeep)
+{
+    KZEraseFixture f;
+    f.trash.addFile("first");
+    f.trash.addFile("second");
+    QList<KZJobState> states;
+    QObject::connect(f.engine.get(), &KZDeleteItems::jobStateChanged, f.engine.get(),
+                     [&](KZJobState state) { states.append(state); });
+    const KZEraseRequest request{KZEraseFixture::location(f.trash, QStringLiteral("Home"))};
+
+    // The confirmation runs a nested event loop: a click that arrives meanwhile lands here.
+    bool refusedWhileConfirming = false;
+    KZScriptedAlertBackend::Answer confirm(KZAlertFirstButtonReturn);
+    confirm.waitUntil = [&] {
+        EXPECT_EQ(f.engine->jobState(), KZJobState::Confirming);
+        refusedWhileConfirming = !f.engine->prepareToEraseWithArray(request);
+        return true;
+    };
+    f.script->enqueue(confirm);
+
+    QSemaphore reached;
+    QSemaphore proceed;
+    f.fileManager.onUnlink = [&](const QByteArray &name) {
+        if (name == "first") {
+            reached.release();
+            proceed.acquire();
+        }
+        return 0;
+    };
+    ASSERT_TRUE(f.engine->prepareToEraseWithArray(request));
+    EXPECT_TRUE(refusedWhileConfirming);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return reached.available() > 0; }));
+    EXPECT_EQ(f.engine->jobState(), KZJobState::Running);
+    EXPECT_FALSE(f.engine->prepareToEraseWithArray(request));
+    proceed.release();
+    ASSERT_TRUE(f.waitForEnd());
+
+    EXPECT_EQ(f.engine->jobState(), KZJobState::Idle);
+    EXPECT_EQ(states,
+              (QList<KZJobState>{KZJobState::Confirming, KZJobState::Running, KZJobState::Idle}));
+    // One confirmation, one job, both refusals heard.
+    EXPECT_EQ(f.script->shownIdentifiers().count(QStringLiteral("deleteMess")), 1);
+    EXPECT_EQ(f.ended.size(), 1);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return f.script->beepCount() >= 2; }));
+    EXPECT_TRUE(entries(f.trash.files()).isEmpty());
+}

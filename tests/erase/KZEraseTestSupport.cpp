@@ -1,6 +1,6 @@
 #include "KZEraseTestSupport.h"
 
-#include "app/KZNotificationCenter.h"
+#include "foundation/KZNotificationCenter.h"
 #include "model/KZPath.h"
 
 #include <QDirIterator>

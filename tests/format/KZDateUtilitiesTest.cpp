@@ -1,5 +1,5 @@
 #include "format/KZDateUtilities.h"
-#include "app/KZUserDefaults.h"
+#include "foundation/KZUserDefaults.h"
 
 #include <gtest/gtest.h>
 

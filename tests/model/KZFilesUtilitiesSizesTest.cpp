@@ -1,7 +1,7 @@
 #include "KZTestSandbox.h"
 #include "KZTestTrash.h"
 #include "KZTestUser.h"
-#include "app/KZNotificationCenter.h"
+#include "foundation/KZNotificationCenter.h"
 #include "model/KZFilesUtilities.h"
 
 #include <gtest/gtest.h>

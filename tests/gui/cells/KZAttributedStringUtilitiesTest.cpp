@@ -1,4 +1,4 @@
-#include "smartwindow/KZAttributedStringUtilities.h"
+#include "gui/cells/KZAttributedStringUtilities.h"
 
 #include <QFontMetricsF>
 #include <QThread>

@@ -13,7 +13,7 @@ void KZTextGraficCenterJust::prepareForRow(const QStyleOptionViewItem &option,
                                            const QModelIndex &index) const
 {
     KZTextFieldCell::prepareForRow(option, index);
-    m_checked = index.data(CheckedCountRole).toUInt();
+    m_checked = index.data(KZCheckedCountRole).toUInt();
 }
 
 void KZTextGraficCenterJust::drawWithFrame(QPainter *painter, const QRectF &cellFrame) const

@@ -2,12 +2,12 @@
 #include "format/KZDateUtilities.h"
 #include "format/KZLocalizedStrings.h"
 #include "format/KZNumberUtilities.h"
+#include "gui/cells/KZImageAndTextCell.h"
+#include "gui/cells/KZItemsImageAndTextCell.h"
+#include "gui/cells/KZTUDateCell.h"
+#include "gui/cells/KZTUTextCellRightJust.h"
+#include "gui/cells/KZTextGraficCenterJust.h"
 #include "model/KZPath.h"
-#include "smartwindow/KZImageAndTextCell.h"
-#include "smartwindow/KZItemsImageAndTextCell.h"
-#include "smartwindow/KZTUDateCell.h"
-#include "smartwindow/KZTUTextCellRightJust.h"
-#include "smartwindow/KZTextGraficCenterJust.h"
 
 #include <QFontMetricsF>
 #include <QPixmap>
@@ -48,12 +48,12 @@ TEST(ImageAndTextCell, EmptyTrashIsDimmedAndTheSizeLineCountsItems)
     cell.setWriteSize(true);
     for (const auto &[size, items, empty, directory, icon, line] : rows) {
         QMap<int, QVariant> roles{{Qt::DisplayRole, QStringLiteral("Home Trash")},
-                                  {KZTextFieldCell::SizeRole, QVariant::fromValue(size)},
-                                  {KZTextFieldCell::ItemsCountRole, items}};
+                                  {KZSizeRole, QVariant::fromValue(size)},
+                                  {KZItemsCountRole, items}};
         if (empty)
-            roles.insert(KZTextFieldCell::IsInvisibleRole, true);
+            roles.insert(KZIsInvisibleRole, true);
         if (directory)
-            roles.insert(KZTextFieldCell::IsDirectoryRole, true);
+            roles.insert(KZIsDirectoryRole, true);
         if (icon)
             roles.insert(Qt::DecorationRole, solidImage(42, Qt::red));
         const KZPaintRecord record = painted(cell, roles, kRow.toRect());
@@ -83,8 +83,8 @@ TEST(ItemsImageAndTextCell, SecondLineOnlyOnRowsExactly36High)
     const KZPaintRecord two = painted(cell,
                                       {{Qt::DisplayRole, QStringLiteral("menu.txt")},
                                        {Qt::DecorationRole, solidImage(16, Qt::green)},
-                                       {KZTextFieldCell::PathRole, location},
-                                       {KZTextFieldCell::IsInvisibleRole, true}},
+                                       {KZPathRole, location},
+                                       {KZIsInvisibleRole, true}},
                                       QRect(0, 36, 400, 36));
     EXPECT_EQ(two.images, Images({{QRectF(0, 36, 36, 36), 0.5}}));
     ASSERT_EQ(two.lines(),
@@ -127,7 +127,7 @@ TEST(TUDateCell, StyleFollowsTheColumnWidthAndNothingIsDrawnWithoutADate)
     }
     // From the model by either role; selected in a focused list: white text, kept by a copy.
     cell.setListIsActive(true);
-    for (const int role : {int(KZTextFieldCell::SecondsRole), int(Qt::DisplayRole)}) {
+    for (const int role : {int(KZSecondsRole), int(Qt::DisplayRole)}) {
         const KZPaintRecord record = painted(cell, {{role, kSeconds}}, QRect(0, 0, 160, 24), true);
         EXPECT_EQ(record.texts.value(0).color, QColor(Qt::white)) << role;
         EXPECT_EQ(cell.seconds(), kSeconds);
@@ -179,8 +179,7 @@ TEST(TextGraficCenterJust, GreenTextOnADarkGrayBadgeOnlyWithTickedItems)
     // The count comes from the model's role: none there, no badge.
     const QString title = QStringLiteral("4 - 2.00 kB");
     EXPECT_EQ(painted(cell, {{Qt::DisplayRole, title}}, kBadge.toRect()), KZPaintRecord());
-    EXPECT_EQ(painted(cell, {{Qt::DisplayRole, title}, {KZTextFieldCell::CheckedCountRole, 4}},
-                      kBadge.toRect())
-                  .lines(),
-              QStringList(title));
+    EXPECT_EQ(
+        painted(cell, {{Qt::DisplayRole, title}, {KZCheckedCountRole, 4}}, kBadge.toRect()).lines(),
+        QStringList(title));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KZAttributedString.h"
+#include "presentation/KZItemDataRoles.h"
 
 #include <QColor>
 #include <QPixmap>
@@ -11,37 +12,14 @@
 
 // The base of the smart-delete window's cells. Qt views draw rows with item delegates, so each
 // cell is a delegate: paint() first takes the row's state from the view (selection, window and
-// focus) and from the model (the roles below) into the cell's properties, as a table prepares a
-// cell before it draws it, and then draws with drawWithFrame(). The properties can also be set
-// by hand and drawWithFrame() called directly. GUI thread only.
-//
-// Model roles the cells read (a role that the model leaves empty reads as nothing, 0 or false):
-//   Qt::DisplayRole     the title: a volume's "%@ trash" title, an item's name, the formatted
-//                       size, the badge's "%@ - %@" text; for the date cell, the seconds when
-//                       SecondsRole is empty
-//   Qt::DecorationRole  the icon: QImage (as the model's icon functions give it), QPixmap or
-//                       QIcon
-//   SizeRole            quint64 bytes in the volume's Trash
-//   ItemsCountRole      number of items in the volume's Trash
-//   IsDirectoryRole     bool: the row is a folder (a volume row of size 0 then reads "-")
-//   IsInvisibleRole     bool: the volume's Trash is empty / the item is dimmed
-//   PathRole            QString (or path bytes) of the item's original location
-//   SecondsRole         double: seconds since 1 January 2001 UTC
-//   CheckedCountRole    number of ticked items of the volume
+// focus) and from the model (the roles of KZItemDataRoles.h) into the cell's properties, as a table
+// prepares a cell before it draws it, and then draws with drawWithFrame(). The properties can also
+// be set by hand and drawWithFrame() called directly. GUI thread only.
 class KZTextFieldCell : public QStyledItemDelegate
 {
     Q_OBJECT
 
 public:
-    enum Role : int {
-        SizeRole = Qt::UserRole + 0x4b5a, // away from the roles a window model uses for itself
-        ItemsCountRole,
-        IsDirectoryRole,
-        IsInvisibleRole,
-        PathRole,
-        SecondsRole,
-        CheckedCountRole,
-    };
     // Alignments of cellTextFrame().
     enum TextAlignment : int {
         LeftTextAlignment = 0,

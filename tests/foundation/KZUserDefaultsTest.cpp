@@ -1,4 +1,4 @@
-#include "app/KZUserDefaults.h"
+#include "foundation/KZUserDefaults.h"
 
 #include "KZTestSandbox.h"
 #include "KZTestTrash.h"

@@ -21,10 +21,10 @@ void KZItemsImageAndTextCell::prepareForRow(const QStyleOptionViewItem &option,
     KZTextFieldCell::prepareForRow(option, index);
     const qreal side = option.rect.height() == kTwoLineRowHeight ? 36 : 24;
     m_image = pixmapFromDecoration(option, index, side);
-    const QVariant path = index.data(PathRole);
+    const QVariant path = index.data(KZPathRole);
     m_path = path.typeId() == QMetaType::QByteArray ? KZPath::displayString(path.toByteArray())
                                                     : path.toString();
-    m_isInvisible = index.data(IsInvisibleRole).toBool();
+    m_isInvisible = index.data(KZIsInvisibleRole).toBool();
 }
 
 void KZItemsImageAndTextCell::drawWithFrame(QPainter *painter, const QRectF &cellFrame) const
@@ -71,5 +71,5 @@ QSize KZItemsImageAndTextCell::sizeHint(const QStyleOptionViewItem &option,
                                         const QModelIndex &index) const
 {
     const QSize text = KZTextFieldCell::sizeHint(option, index);
-    return QSize(text.width() + 36 + 3, index.data(PathRole).isValid() ? 36 : 26);
+    return QSize(text.width() + 36 + 3, index.data(KZPathRole).isValid() ? 36 : 26);
 }

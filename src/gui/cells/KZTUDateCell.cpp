@@ -10,7 +10,7 @@ KZTUDateCell::KZTUDateCell(QObject *parent)
 void KZTUDateCell::prepareForRow(const QStyleOptionViewItem &option, const QModelIndex &index) const
 {
     KZTextFieldCell::prepareForRow(option, index);
-    const QVariant seconds = index.data(SecondsRole);
+    const QVariant seconds = index.data(KZSecondsRole);
     m_seconds = seconds.isValid() ? seconds.toDouble() : index.data(Qt::DisplayRole).toDouble();
 }
 

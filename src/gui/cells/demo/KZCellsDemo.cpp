@@ -3,15 +3,15 @@
 #include "format/KZDateUtilities.h"
 #include "format/KZLocalizedStrings.h"
 #include "format/KZNumberUtilities.h"
+#include "gui/cells/KZImageAndTextCell.h"
+#include "gui/cells/KZItemsImageAndTextCell.h"
+#include "gui/cells/KZTUDateCell.h"
+#include "gui/cells/KZTUTextCellRightJust.h"
+#include "gui/cells/KZTextGraficCenterJust.h"
 #include "model/KZFilesUtilities.h"
 #include "model/KZIconTheme.h"
 #include "model/KZPath.h"
 #include "model/KZVolumeKind.h"
-#include "smartwindow/KZImageAndTextCell.h"
-#include "smartwindow/KZItemsImageAndTextCell.h"
-#include "smartwindow/KZTUDateCell.h"
-#include "smartwindow/KZTUTextCellRightJust.h"
-#include "smartwindow/KZTextGraficCenterJust.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -167,16 +167,16 @@ QTableView *KZCellsDemo::makeSourceList()
                                 ? KZFilesUtilities::iconOfItem("/", QUrl(), QSize(42, 42))
                                 : theme->imageForNames(KZVolumeKind::iconNames(volume.kind), 84);
         name->setData(icon, Qt::DecorationRole);
-        name->setData(QVariant::fromValue<quint64>(volume.size), KZTextFieldCell::SizeRole);
-        name->setData(volume.items, KZTextFieldCell::ItemsCountRole);
-        name->setData(volume.isDirectory, KZTextFieldCell::IsDirectoryRole);
-        name->setData(volume.items == 0, KZTextFieldCell::IsInvisibleRole);
+        name->setData(QVariant::fromValue<quint64>(volume.size), KZSizeRole);
+        name->setData(volume.items, KZItemsCountRole);
+        name->setData(volume.isDirectory, KZIsDirectoryRole);
+        name->setData(volume.items == 0, KZIsInvisibleRole);
 
         auto *badge = new QStandardItem(KZLocalizedStrings::replaceContentOfString(
             QStringLiteral("%@ - %@"),
             {KZNumberUtilities::sharedControl().numberToFormatString(volume.checked),
              sizeText(volume.checkedSize)}));
-        badge->setData(volume.checked, KZTextFieldCell::CheckedCountRole);
+        badge->setData(volume.checked, KZCheckedCountRole);
         model->appendRow({check, name, badge});
     }
 
@@ -216,10 +216,10 @@ QTableView *KZCellsDemo::makeItemList(int rowHeight, int dateColumnWidth)
         name->setData(
             KZFilesUtilities::iconOfItem(QByteArray(), KZPath::urlFromPath(path), QSize(16, 16)),
             Qt::DecorationRole);
-        name->setData(item.originalLocation, KZTextFieldCell::PathRole);
+        name->setData(item.originalLocation, KZPathRole);
         auto *size = new QStandardItem(sizeText(item.size));
         auto *added = new QStandardItem;
-        added->setData(secondsSince2001(item.added), KZTextFieldCell::SecondsRole);
+        added->setData(secondsSince2001(item.added), KZSecondsRole);
         model->appendRow({check, name, size, added});
     }
 

@@ -24,10 +24,10 @@ void KZImageAndTextCell::prepareForRow(const QStyleOptionViewItem &option,
 {
     KZTextFieldCell::prepareForRow(option, index);
     m_image = pixmapFromDecoration(option, index, kIconSide);
-    m_size = index.data(SizeRole).toULongLong();
-    m_itemsCount = index.data(ItemsCountRole).toUInt();
-    m_isDirectory = index.data(IsDirectoryRole).toBool();
-    m_isInvisible = index.data(IsInvisibleRole).toBool();
+    m_size = index.data(KZSizeRole).toULongLong();
+    m_itemsCount = index.data(KZItemsCountRole).toUInt();
+    m_isDirectory = index.data(KZIsDirectoryRole).toBool();
+    m_isInvisible = index.data(KZIsInvisibleRole).toBool();
 }
 
 QString KZImageAndTextCell::sizeLine() const

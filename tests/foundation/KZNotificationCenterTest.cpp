@@ -1,4 +1,4 @@
-#include "app/KZNotificationCenter.h"
+#include "foundation/KZNotificationCenter.h"
 
 #include <gtest/gtest.h>
 

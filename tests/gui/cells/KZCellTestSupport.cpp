@@ -1,6 +1,6 @@
 #include "KZCellTestSupport.h"
 
-#include "smartwindow/KZTextFieldCell.h"
+#include "gui/cells/KZTextFieldCell.h"
 
 #include <QPaintEngine>
 #include <QPainter>

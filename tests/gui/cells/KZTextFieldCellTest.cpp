@@ -1,5 +1,5 @@
-#include "smartwindow/KZTextFieldCell.h"
-#include "smartwindow/KZAttributedStringUtilities.h"
+#include "gui/cells/KZTextFieldCell.h"
+#include "gui/cells/KZAttributedStringUtilities.h"
 
 #include <QFontMetricsF>
 
