@@ -15,6 +15,12 @@ using TestApplication = QCoreApplication;
 #include <QDir>
 #include <QFile>
 
+#ifdef BINWISE_TEST_X11
+#include "KZXvfb.h"
+#include <cstdio>
+#include <cstring>
+#endif
+
 #include <cstdlib>
 #include <ctime>
 
@@ -29,6 +35,23 @@ int main(int argc, char **argv)
     // Test discovery runs the executable without the tests' environment; widgets still need a
     // platform there.
     setenv("QT_QPA_PLATFORM", "offscreen", 0);
+#endif
+#ifdef BINWISE_TEST_X11
+    // Windows are tested on a real X server of the process's own; listing the tests needs none.
+    bool listing = false;
+    for (int i = 1; i < argc; ++i)
+        listing = listing || std::strcmp(argv[i], "--gtest_list_tests") == 0;
+    if (!listing) {
+        QString error;
+        if (!KZXvfb::start(&error)) {
+            std::fprintf(stderr, "%s\n", qPrintable(error));
+            return 1;
+        }
+    }
+    struct StopServer
+    {
+        ~StopServer() { KZXvfb::stop(); }
+    } stopServer;
 #endif
     const QString sandbox = KZTestSandbox::isolateProcess();
 
