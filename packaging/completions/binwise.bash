@@ -79,16 +79,17 @@ _binwise()
         [[ $prev == help ]] && COMPREPLY=($(compgen -W "${commands/help /}" -- "$cur"))
         ;;
     items | empty)
-        local volume quoted=$cur
-        declare -F dequote >/dev/null && dequote "$cur" && quoted=$ret
+        # What was typed so far, without its backslashes (candidates come back quoted).
+        local volume typed=${cur//\\/}
         while IFS= read -r volume; do
-            [[ -n $volume && $volume == "$quoted"* ]] && COMPREPLY+=("$(printf '%q' "$volume")")
+            [[ -n $volume && $volume == "$typed"* ]] && COMPREPLY+=("$(printf '%q' "$volume")")
         done < <(_binwise_volumes)
         ;;
     erase)
         if declare -F _filedir >/dev/null; then
             _filedir
         else
+            local IFS=$'\n'
             COMPREPLY=($(compgen -f -- "$cur"))
             compopt -o filenames 2>/dev/null
         fi

@@ -4,6 +4,7 @@ set -l commands list items empty erase help tray
 
 # Volume names and mount points, as "binwise list" prints them (its first two columns).
 function __binwise_volumes
+    command -q binwise; or return
     binwise list 2>/dev/null | string split -f 1,2 \t
 end
 
