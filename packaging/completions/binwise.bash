@@ -58,6 +58,7 @@ _binwise()
     list | items) options="--json --help" ;;
     empty) options="--all $erasing" ;;
     erase) options=$erasing ;;
+    tray) options="--help" ;;
     esac
 
     if [[ -z $ended && $cur == -* ]]; then

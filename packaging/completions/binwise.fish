@@ -19,7 +19,7 @@ complete -c binwise -n "not __fish_seen_subcommand_from $commands" -a tray -d 'S
 complete -c binwise -n "not __fish_seen_subcommand_from $commands" -s h -l help -d 'Show the help'
 complete -c binwise -n "not __fish_seen_subcommand_from $commands" -s V -l version -d 'Show the version'
 
-complete -c binwise -n "__fish_seen_subcommand_from list items empty erase" -s h -l help -d 'Show the help of the command'
+complete -c binwise -n "__fish_seen_subcommand_from list items empty erase tray" -s h -l help -d 'Show the help of the command'
 complete -c binwise -n "__fish_seen_subcommand_from list items" -l json -d 'Print an array of JSON objects'
 complete -c binwise -n "__fish_seen_subcommand_from items empty" -a '(__binwise_volumes)' -d Volume
 complete -c binwise -n "__fish_seen_subcommand_from empty" -l all -d 'Empty every Trash'

@@ -13,7 +13,7 @@ endforeach()
 # Runs binwise with the given arguments; the help text comes back in <out>, empty on failure.
 function(binwise_help out)
     execute_process(
-        COMMAND ${CMAKE_COMMAND} -E env QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8
+        COMMAND ${CMAKE_COMMAND} -E env QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8 ASAN_OPTIONS=detect_leaks=0
             ${BINWISE} ${ARGN}
         OUTPUT_VARIABLE text
         ERROR_QUIET

@@ -98,6 +98,7 @@ expect "binwise erase --no-permission=e" erase
 expect "binwise erase --locked " ask skip erase
 expect "binwise help " list items empty erase tray
 expect "binwise list x --" --json --help
+expect "binwise tray --" --help
 # Paths after erase (also after "--", where nothing is an option any more).
 cd "$FILES" || exit 1
 expect "binwise erase al" "alpha one" "alpha two"
