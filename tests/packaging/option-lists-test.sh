@@ -43,6 +43,14 @@ declare -A options
 for command in $commands; do
     own=$(binwise "$command" --help) || { echo "binwise $command --help failed" >&2; exit 1; }
     options[$command]=$( (grep -E '^(Usage:|  -)' <<<"$own"; echo "-h --help") | option_names)
+    # Every option the help names is one the command takes (with the first value it lists).
+    for option in ${options[$command]}; do
+        argument=$(grep -oE -- "(^|[ ,])$option=[a-z]+" <<<"$own" | head -n 1 | sed 's/^[ ,]//')
+        binwise "$command" "${argument:-$option}" --help >/dev/null 2>"$work/error" || {
+            echo "binwise $command refuses ${argument:-$option}: $(cat "$work/error")" >&2
+            failures=$((failures + 1))
+        }
+    done
 done
 
 # The manual page, rendered: each command's section holds its options as paragraph tags.
