@@ -116,6 +116,8 @@ CASES
 
 status=0
 export FILES=$work/files PATH=$work/bin:$PATH HOME=$work/home
+# The shells and binwise keep their state in this home, never in the user's.
+unset XDG_CONFIG_HOME XDG_DATA_HOME XDG_STATE_HOME XDG_CACHE_HOME
 MODE="plain bash" bash --norc --noprofile -c "source '$completion' && source '$work/cases.sh'" \
     || status=1
 if [ -f /usr/share/bash-completion/bash_completion ]; then

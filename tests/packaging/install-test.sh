@@ -8,6 +8,9 @@ cmake=${1:?usage: install-test.sh CMAKE BUILD_DIR}
 build=${2:?no build folder given}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+mkdir -p "$work/home"
+export HOME=$work/home QT_QPA_PLATFORM=offscreen
+unset XDG_CONFIG_HOME XDG_DATA_HOME XDG_STATE_HOME XDG_CACHE_HOME
 failures=0
 fail() {
     echo "$*" >&2

@@ -15,6 +15,8 @@ trap 'rm -rf "$work"' EXIT
 mkdir -p "$work/bin" "$work/home"
 ln -s "$(realpath "$binwise")" "$work/bin/binwise"
 export PATH=$work/bin:$PATH HOME=$work/home QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8
+# The shells and binwise keep their state in this home, never in the user's.
+unset XDG_CONFIG_HOME XDG_DATA_HOME XDG_STATE_HOME XDG_CACHE_HOME
 : >"$work/mountinfo"
 export BINWISE_MOUNTINFO=$work/mountinfo
 
