@@ -38,7 +38,9 @@ set(CPACK_DEBIAN_FILE_NAME "DEB-DEFAULT")
 set(CPACK_DEBIAN_PACKAGE_SECTION "utils")
 set(CPACK_DEBIAN_PACKAGE_PRIORITY "optional")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "secure-delete")
+# srm for secure erase; pkexec (with polkitd) to run the helper for items your rights cannot
+# remove. Listing and emptying Trashes needs neither.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "secure-delete, pkexec")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_COMPRESSION_TYPE "xz")
 # Directories the install creates get 0755 whatever the umask of the build.
