@@ -98,9 +98,11 @@ bool KZCliEraseCommand::buildRequest(int *status)
     for (const KZTrashLocation &location : std::as_const(selected)) {
         if (location.trashIsEmpty)
             continue;
-        const QByteArray folder = KZPath::pathFromURL(location.trashURL);
-        for (const QByteArray &name : KZCliTrashes::topLevelNames(location.trashURL))
-            m_requested.append(KZPath::join(folder, name));
+        for (const QUrl &trashURL : location.trashURLs()) {
+            const QByteArray folder = KZPath::pathFromURL(trashURL);
+            for (const QByteArray &name : KZCliTrashes::topLevelNames(trashURL))
+                m_requested.append(KZPath::join(folder, name));
+        }
     }
     if (m_requested.isEmpty()) {
         KZCliApplication::writeTo(

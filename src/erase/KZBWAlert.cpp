@@ -168,9 +168,10 @@ KZAlertAccessory *KZBWAlert::accessoryViewWithInfo(const KZEraseRequest &trashIn
 
 void KZBWAlert::calculate(KZFilesUtilities &files, const KZEraseRecord &record, Totals &totals)
 {
-    const QList<QUrl> items = record.isSmart() ? record.itemsToErase : QList<QUrl>{record.trashURL};
+    const QList<QUrl> items = record.isSmart() ? record.itemsToErase : record.trashURLs();
     for (const QUrl &url : items) {
-        if (files.isDirectoryWithURL(url)) {
+        // A Trash folder is measured as a folder even when it does not exist (yet): nothing.
+        if (!record.isSmart() || files.isDirectoryWithURL(url)) {
             quint64 found = 0;
             const KZItemSizeInfo size = files.iterateFolderForSize(url, &found);
             totals.totSize += size.totalFileSize;

@@ -384,9 +384,11 @@ void KZDeleteItems::doCalcSizeInfo(const KZEraseRequest &array)
         if (m_sizeThreadStop.load())
             return;
         // A Trash marked empty is measured all the same.
-        quint64 found = 0;
-        m_totSize += files.iterateFolderForSize(record.trashURL, &found).totalFileSize;
-        m_totItems += found;
+        for (const QUrl &trashURL : record.trashURLs()) {
+            quint64 found = 0;
+            m_totSize += files.iterateFolderForSize(trashURL, &found).totalFileSize;
+            m_totItems += found;
+        }
         progress->setMaxValue(m_totItems.load());
     }
 }
@@ -400,10 +402,15 @@ void KZDeleteItems::doIterateTrashes(const KZEraseRequest &array)
             if (!record.trashIsEmpty.value_or(false)) {
                 if (record.volumeName && !record.volumeName->isEmpty())
                     setVolumeName(*record.volumeName);
-                (void)iterateFolderForDeleteContent(record.trashURL);
-                // Info files whose item is gone (this walk's, or left by other programs).
-                if (!record.trashURL.isEmpty())
-                    KZTrashFolder::removeOrphanedTrashInfo(record.trashURL, fileManager());
+                // The volume's second Trash folder, if any, is emptied with the first.
+                for (const QUrl &trashURL : record.trashURLs()) {
+                    (void)iterateFolderForDeleteContent(trashURL);
+                    // Info files whose item is gone (this walk's, or left by other programs).
+                    if (!trashURL.isEmpty())
+                        KZTrashFolder::removeOrphanedTrashInfo(trashURL, fileManager());
+                    if (isStoppedByUser())
+                        break;
+                }
             }
             if (isStoppedByUser())
                 break;
@@ -441,6 +448,25 @@ void KZDeleteItems::iterateSmartArrayToDelete(const QList<QUrl> &array)
     }
 }
 
+// Opens the folder at path to empty it; a folder of the user's own that lacks u+rwx gets it.
+static int openFolderToEmpty(KZFileManager &fm, const QByteArray &path)
+{
+    int fd = fm.openat(AT_FDCWD, path.constData(), kDirectoryFlags);
+    if (fd < 0 && errno == EACCES) {
+        const KZFileDescriptor parentfd(fm.openat(AT_FDCWD, KZPath::parentPath(path).constData(),
+                                                  O_PATH | O_DIRECTORY | O_CLOEXEC));
+        if (parentfd.isValid()
+            && KZCommonFlleUtilties::giveOwnFolderAccess(parentfd.get(),
+                                                         KZPath::fileName(path).constData(), fm))
+            fd = fm.openat(AT_FDCWD, path.constData(), kDirectoryFlags);
+        if (fd < 0)
+            errno = EACCES;
+    }
+    if (fd >= 0)
+        KZCommonFlleUtilties::completeOwnFolderAccess(fd, fm);
+    return fd;
+}
+
 std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &url)
 {
     using Action = KZDirectoryWalker::Action;
@@ -475,7 +501,7 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
     // First pass: every item that is not a folder; a folder's items once it has been read
     // through, never while reading it. Unreadable folders are passed over.
     {
-        const int rootfd = fm.openat(AT_FDCWD, root.constData(), kDirectoryFlags);
+        const int rootfd = openFolderToEmpty(fm, root);
         if (rootfd < 0)
             return KZFileManager::errorForErrno(errno, root);
         folders = {root};
@@ -522,7 +548,7 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
 
     // Second pass: the folders, each once everything in it has been seen (the deepest first),
     // removed when nothing a user would miss is left in it. A listing error ends the pass.
-    const int rootfd = fm.openat(AT_FDCWD, root.constData(), kDirectoryFlags);
+    const int rootfd = openFolderToEmpty(fm, root);
     if (rootfd < 0)
         return KZFileManager::errorForErrno(errno, root);
     folders = {root};
@@ -536,6 +562,14 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
     walker.openFailed = [&](int dirfd, const char *name, int errnum) {
         if (errnum == ENOENT || errnum == EXDEV)
             return Action::Continue; // gone since it was listed, or a mount left whole
+        if (errnum == EACCES || errnum == EPERM) {
+            // Someone else's folder the user may not enter: the user's rights cannot empty
+            // it, so it is asked about and goes to the helper whole.
+            const QByteArray path = KZPath::join(folders.constLast(), name);
+            Item item{path, dirfd, name, checks->folder(dirfd, false), std::nullopt, false, false};
+            (void)permissionsCheck(item, false);
+            return isStoppedByUser() ? Action::Stop : Action::Continue;
+        }
         listingError = KZFileManager::errorForErrno(
             errnum, KZPath::join(KZTrashFolder::realPathOfDescriptor(dirfd), name));
         return Action::Stop;
@@ -583,6 +617,9 @@ void KZDeleteItems::manageItem(Item &item, bool isDirectory)
     if (!item.statRead) {
         item.st = statOf(fileManager(), item.at(), item.where());
         item.statRead = true;
+        // Another program emptied or restored it since it was listed: already gone.
+        if (!item.st && errno == ENOENT)
+            return;
     }
     if (!checkForLockedFile(item))
         return;
@@ -620,7 +657,13 @@ void KZDeleteItems::manageItem(Item &item, bool isDirectory)
         writeLogEntryWithPath(item.path, size);
         return;
     }
-    switch (KZFileManager::categoryOf(*error)) {
+    KZFileManager::ErrorCategory category = KZFileManager::categoryOf(*error);
+    if (category == KZFileManager::ErrorCategory::Other
+        && !statOf(fileManager(), item.at(), item.where()) && errno == ENOENT) {
+        // srm names no reason when the file went under it; what was asked for is gone.
+        category = KZFileManager::ErrorCategory::Gone;
+    }
+    switch (category) {
     case KZFileManager::ErrorCategory::NoPermission:
         (void)permissionsCheck(item, false);
         break;
@@ -628,6 +671,9 @@ void KZDeleteItems::manageItem(Item &item, bool isDirectory)
         beep();
         ++m_itemBusyCount;
         ++m_notErasedCount;
+        break;
+    case KZFileManager::ErrorCategory::Gone:
+        // Removed or restored by another program meanwhile: what was asked for is gone.
         break;
     default:
         // Reported by a beep only, as always; counted for the job's summary.
@@ -861,31 +907,31 @@ bool KZDeleteItems::checkPermissions(const QByteArray &path)
 
 bool KZDeleteItems::checkPermissionsAt(Item &item, uid_t euid)
 {
-    if (item.path.isEmpty())
-        return true;
-    if (!item.statRead) {
-        item.st = statOf(fileManager(), item.at(), item.where());
-        item.statRead = true;
-    }
-    // Only a regular file is opened: a folder or a link would refuse anyway (and a link must
-    // not be followed), a FIFO could block, a device could act on being opened. What is not
-    // opened answers as any other refusal does: go on, the removal will tell.
-    if (!item.st || !S_ISREG(item.st->stx_mode))
-        return true;
-    // The owner with write permission may open it; were anything else to refuse, giving the
-    // owner read and write would succeed: true either way, without opening.
-    if (item.st->stx_uid == euid && (item.st->stx_mode & S_IWUSR))
+    if (item.path.isEmpty() || euid == 0)
         return true;
     KZFileManager &fm = fileManager();
-    const int fd = fm.openat(item.at(), item.where(),
-                             O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    if (fd >= 0) {
-        fm.close(fd);
-        return true;
+    if (!item.statRead) {
+        item.st = statOf(fm, item.at(), item.where());
+        item.statRead = true;
     }
-    if (errno != EACCES)
+    // Gone, or unreadable: nothing to decide here, the removal will tell.
+    if (!item.st)
         return true;
-    return ::fchmodat(item.at(), item.where(), S_IRUSR | S_IWUSR, AT_SYMLINK_NOFOLLOW) == 0;
+    // Removing an entry takes write and search permission on the folder that holds it, not on
+    // the item itself: rm -f removes someone else's file from one's own folder. A folder of
+    // one's own can be given those rights; in someone else's sticky folder only one's own
+    // items may go.
+    const QByteArray parentPath = item.dirfd >= 0 ? QByteArray() : KZPath::parentPath(item.path);
+    const int parentfd = item.dirfd >= 0 ? item.dirfd : AT_FDCWD;
+    const char *parentName = item.dirfd >= 0 ? "." : parentPath.constData();
+    struct statx parent = {};
+    if (fm.statx(parentfd, parentName, 0, STATX_MODE | STATX_UID, &parent) != 0)
+        return true;
+    if (parent.stx_uid == euid)
+        return true;
+    if ((parent.stx_mode & S_ISVTX) && item.st->stx_uid != euid)
+        return false;
+    return fm.faccessat(parentfd, parentName, W_OK | X_OK, AT_EACCESS) == 0;
 }
 
 bool KZDeleteItems::ask(const QString &format, const QString &message, const QString &identifier,

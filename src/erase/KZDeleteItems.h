@@ -141,9 +141,10 @@ public:
     // True when the user's own rights suffice (only with checkForNoPermissions); otherwise the
     // item is queued for the helper, skipped, or counted as not erased, and false is answered.
     bool permissionsCheckWithURL(const QUrl &url, bool checkForNoPermissions);
-    // The write test: false only when opening for writing is refused (EACCES) and giving the
-    // owner read and write (0600) fails too. Never follows a link, never opens anything but a
-    // regular file (a folder, link, FIFO, socket or device answers true untouched). Any thread.
+    // The removal test: whether the user's own rights can remove the item, which takes write
+    // and search permission on the folder holding it (a folder of the user's own counts: its
+    // owner may give them), and in someone else's sticky folder owning the item. The item
+    // itself is neither opened nor changed, and a link is not followed. Any thread.
     [[nodiscard]] bool checkPermissions(const QByteArray &path);
     [[nodiscard]] bool urlItemIsAlreadySkipped(const QUrl &url, bool isUnlock) const;
     void addURLToSkippedArray(const QUrl &url, bool isUnlock);

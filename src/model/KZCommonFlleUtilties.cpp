@@ -11,7 +11,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <spawn.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -59,40 +58,48 @@ KZError outsideTrashError(const QByteArray &path)
 
 // Opens a subfolder for removal. A folder of the user's own that the user cannot read, enter
 // or write is given u+rwx first: the user could do that anyway, and it is what lets its
-// contents go. The change goes through an O_PATH descriptor, so a link swapped in at the last
-// moment cannot redirect it.
+// contents go.
 int openForRemoval(KZFileManager &fm, int dirfd, const char *name)
 {
     int fd = fm.openat(dirfd, name, kDirectoryFlags);
     if (fd < 0 && errno == EACCES) {
-        const KZFileDescriptor pathfd(
-            ::openat(dirfd, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        struct stat st = {};
-        if (pathfd.isValid() && ::fstat(pathfd.get(), &st) == 0 && st.st_uid == ::geteuid()) {
-            const QByteArray magic = "/proc/self/fd/" + QByteArray::number(pathfd.get());
-            if (::chmod(magic.constData(), (st.st_mode & 07777) | S_IRWXU) == 0)
-                fd = fm.openat(dirfd, name, kDirectoryFlags);
-        }
+        if (KZCommonFlleUtilties::giveOwnFolderAccess(dirfd, name, fm))
+            fd = fm.openat(dirfd, name, kDirectoryFlags);
         if (fd < 0)
             errno = EACCES;
     }
     if (fd < 0)
         return -1;
     struct statx st = {};
-    if (::statx(fd, "", AT_EMPTY_PATH, STATX_TYPE | STATX_MODE | STATX_UID, &st) != 0) {
-        ::close(fd);
+    if (fm.statx(fd, "", AT_EMPTY_PATH, STATX_TYPE | STATX_MODE | STATX_UID, &st) != 0) {
+        const int errnum = errno;
+        fm.close(fd);
+        errno = errnum;
         return -1;
     }
     // Something mounted inside a Trash is another file system, not the Trash's content (and
     // cannot be removed from under its mount anyway): leave it whole.
     if (st.stx_attributes_mask & st.stx_attributes & STATX_ATTR_MOUNT_ROOT) {
-        ::close(fd);
+        fm.close(fd);
         errno = EBUSY;
         return -1;
     }
-    if (st.stx_uid == ::geteuid() && (st.stx_mode & S_IRWXU) != S_IRWXU)
-        fm.fchmod(fd, (st.stx_mode & 07777) | S_IRWXU);
+    KZCommonFlleUtilties::completeOwnFolderAccess(fd, fm);
     return fd;
+}
+
+// unlinkat, and once more after giving the folder u+wx when it is the user's own and lacked
+// them (a folder made read-only, as chmod -R a-w leaves an unpacked archive).
+int unlinkInOwnFolder(KZFileManager &fm, int dirfd, const char *name, int flags)
+{
+    if (fm.unlinkat(dirfd, name, flags) == 0)
+        return 0;
+    const int errnum = errno;
+    if ((errnum == EACCES || errnum == EPERM)
+        && KZCommonFlleUtilties::completeOwnFolderAccess(dirfd, fm))
+        return fm.unlinkat(dirfd, name, flags);
+    errno = errnum;
+    return -1;
 }
 
 struct RemovalState
@@ -109,7 +116,7 @@ struct RemovalState
     }
     void unlinkFile(int dirfd, const char *name)
     {
-        if (fm.unlinkat(dirfd, name, 0) != 0 && errno != ENOENT)
+        if (unlinkInOwnFolder(fm, dirfd, name, 0) != 0 && errno != ENOENT)
             fail(errno, dirfd, name);
     }
 };
@@ -123,7 +130,7 @@ void removeTree(RemovalState &state, int parentfd, const char *topName)
     if (rootfd < 0) {
         if (errno == ENOTDIR || errno == ELOOP)
             state.unlinkFile(parentfd, topName); // no longer a folder: remove what is there
-        else
+        else if (errno != ENOENT)
             state.fail(errno, parentfd, topName);
         return;
     }
@@ -158,7 +165,7 @@ void removeTree(RemovalState &state, int parentfd, const char *topName)
         return Action::Continue;
     };
     walker.leftDirectory = [&](int dirfd, const char *name) {
-        if (fm.unlinkat(dirfd, name, AT_REMOVEDIR) != 0 && errno != ENOENT
+        if (unlinkInOwnFolder(fm, dirfd, name, AT_REMOVEDIR) != 0 && errno != ENOENT
             && !(errno == ENOTEMPTY && state.firstError))
             state.fail(errno, dirfd, name);
         return Action::Continue;
@@ -172,7 +179,7 @@ void removeTree(RemovalState &state, int parentfd, const char *topName)
         state.fail(EBUSY, parentfd, topName);
         return;
     }
-    if (fm.unlinkat(parentfd, topName, AT_REMOVEDIR) != 0 && errno != ENOENT
+    if (unlinkInOwnFolder(fm, parentfd, topName, AT_REMOVEDIR) != 0 && errno != ENOENT
         && !(errno == ENOTEMPTY && state.firstError))
         state.fail(errno, parentfd, topName);
 }
@@ -329,7 +336,9 @@ KZCommonFlleUtilties::openSubfolder(const TrashFolder &parent, const QByteArray 
     struct open_how how = {};
     how.flags = quint64(kDirectoryFlags);
     how.resolve = RESOLVE_NO_XDEV | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
-    int fd = int(::syscall(SYS_openat2, parent.m_dirfd, name.constData(), &how, sizeof how));
+    int fd = fm.openat2(parent.m_dirfd, name.constData(), &how);
+    if (fd < 0 && errno == EACCES && giveOwnFolderAccess(parent.m_dirfd, name.constData(), fm))
+        fd = fm.openat2(parent.m_dirfd, name.constData(), &how);
     if (fd < 0 && errno == ENOSYS) {
         // Older kernels: open, then refuse a mount point.
         fd = fm.openat(parent.m_dirfd, name.constData(), kDirectoryFlags);
@@ -344,6 +353,7 @@ KZCommonFlleUtilties::openSubfolder(const TrashFolder &parent, const QByteArray 
     }
     if (fd < 0)
         return std::nullopt;
+    completeOwnFolderAccess(fd, fm);
     TrashFolder folder;
     folder.m_dirfd = fd;
     folder.m_realPath = KZPath::join(parent.m_realPath, name);
@@ -410,9 +420,9 @@ std::optional<KZError> KZCommonFlleUtilties::removeInFolder(int parentfd, const 
     if (S_ISDIR(st.stx_mode)) {
         // An empty folder goes at once; anything else (contents, a mount point, missing
         // rights) is left to the walk, which knows what to do with each.
-        if (fm.unlinkat(parentfd, name.constData(), AT_REMOVEDIR) != 0)
+        if (unlinkInOwnFolder(fm, parentfd, name.constData(), AT_REMOVEDIR) != 0)
             removeTree(state, parentfd, name.constData());
-    } else if (fm.unlinkat(parentfd, name.constData(), 0) != 0) {
+    } else if (unlinkInOwnFolder(fm, parentfd, name.constData(), 0) != 0) {
         state.firstError = KZFileManager::errorForErrno(errno, KZPath::join(folderPath, name));
     }
 
@@ -429,6 +439,32 @@ std::optional<KZError> KZCommonFlleUtilties::removeInFolder(int parentfd, const 
             KZTrashFolder::forgetItems(rootfd.get(), {name}, fm);
     }
     return state.firstError;
+}
+
+bool KZCommonFlleUtilties::giveOwnFolderAccess(int dirfd, const char *name, KZFileManager &fm)
+{
+    // Through an O_PATH descriptor, so that a link swapped in at the last moment cannot
+    // redirect the change.
+    const KZFileDescriptor pathfd(
+        fm.openat(dirfd, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct statx st = {};
+    if (!pathfd.isValid()
+        || fm.statx(pathfd.get(), "", AT_EMPTY_PATH, STATX_MODE | STATX_UID, &st) != 0
+        || st.stx_uid != ::geteuid()) {
+        errno = EACCES;
+        return false;
+    }
+    const QByteArray magic = "/proc/self/fd/" + QByteArray::number(pathfd.get());
+    return fm.fchmodat(AT_FDCWD, magic.constData(), (st.stx_mode & 07777) | S_IRWXU, 0) == 0;
+}
+
+bool KZCommonFlleUtilties::completeOwnFolderAccess(int fd, KZFileManager &fm)
+{
+    struct statx st = {};
+    if (fm.statx(fd, "", AT_EMPTY_PATH, STATX_MODE | STATX_UID, &st) != 0 || !S_ISDIR(st.stx_mode)
+        || st.stx_uid != ::geteuid() || (st.stx_mode & S_IRWXU) == S_IRWXU)
+        return false;
+    return fm.fchmod(fd, (st.stx_mode & 07777) | S_IRWXU) == 0;
 }
 
 std::optional<KZError> KZCommonFlleUtilties::secureErase(const QUrl &url) const
@@ -614,15 +650,7 @@ bool KZCommonFlleUtilties::isOpenFolderEmpty(int rootfd, bool *hasNoEntries) con
         if (!state.hiddenNames) {
             state.hiddenNames.emplace();
             QByteArray content;
-            const KZFileDescriptor fd(
-                ::openat(entry.dirfd, ".hidden", O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-            char chunk[4096];
-            while (fd.isValid() && content.size() < 256 * 1024) {
-                const ssize_t got = ::read(fd.get(), chunk, sizeof chunk);
-                if (got <= 0)
-                    break;
-                content.append(chunk, got);
-            }
+            KZItemAttributes::readSmallFileAt(entry.dirfd, ".hidden", 256 * 1024, &content);
             for (const QByteArray &line : content.split('\n'))
                 state.hiddenNames->insert(line);
         }

@@ -102,6 +102,14 @@ public:
     // tells whether it sits directly in files/.
     [[nodiscard]] bool isInsideTrash(const QByteArray &path, bool *topLevel = nullptr) const;
 
+    // A folder of the user's own that the user may not read, enter or write can be given
+    // u+rwx by its owner, which is what lets its contents go (a folder made read-only by
+    // chmod -R a-w, or mode 000). giveOwnFolderAccess changes dirfd/name, never following a
+    // link, and answers whether it did; completeOwnFolderAccess does it for an open folder
+    // and answers whether it changed anything.
+    static bool giveOwnFolderAccess(int dirfd, const char *name, KZFileManager &fileManager);
+    static bool completeOwnFolderAccess(int fd, KZFileManager &fileManager);
+
     // The same answers as KZFilesUtilities gives.
     [[nodiscard]] bool isDirectoryWithURL(const QUrl &url) const;
     [[nodiscard]] QVariant attributeWithURL(const QUrl &url, KZResourceKey type) const;

@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 
+#include <linux/openat2.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/types.h>
@@ -17,8 +18,9 @@ class KZFileManager
 public:
     // How a removal failure is to be handled: the permission class (EACCES, EPERM) goes to the
     // question and the privileged helper, the busy class (EBUSY, ETXTBSY) is retried or
-    // reported as in use, everything else (EROFS, ENOSPC, ENOENT, ...) is reported as is.
-    enum class ErrorCategory { None, NoPermission, Busy, Other };
+    // reported as in use, the gone class (ENOENT) means another program removed or restored
+    // the item first, everything else (EROFS, ENOSPC, ...) is reported as is.
+    enum class ErrorCategory { None, NoPermission, Busy, Gone, Other };
 
     KZFileManager() = default;
     virtual ~KZFileManager() = default;
@@ -29,11 +31,16 @@ public:
     static KZFileManager &defaultManager();
 
     virtual int openat(int dirfd, const char *name, int flags, mode_t mode = 0);
+    // openat2(2): how->resolve limits what the name may cross (ENOSYS on kernels before 5.6).
+    virtual int openat2(int dirfd, const char *name, struct open_how *how);
     virtual int close(int fd);
     virtual int unlinkat(int dirfd, const char *name, int flags);
     virtual int mkdirat(int dirfd, const char *name, mode_t mode);
     virtual int renameat(int olddirfd, const char *oldname, int newdirfd, const char *newname);
     virtual int fchmod(int fd, mode_t mode);
+    virtual int fchmodat(int dirfd, const char *name, mode_t mode, int flags);
+    // With AT_EACCESS: whether the effective user may, as the kernel would answer an open.
+    virtual int faccessat(int dirfd, const char *name, int mode, int flags);
     virtual int statx(int dirfd, const char *name, int flags, unsigned mask, struct statx *out);
     virtual int statvfs(const char *path, struct statvfs *out);
     // Reads directory entries into buffer (getdents64 records); 0 at the end.

@@ -294,14 +294,38 @@ QUrl KZFilesUtilities::startupTrashURL() const
 QList<KZTrashLocation> KZFilesUtilities::trashesAndVolumesLocations() const
 {
     QList<KZTrashLocation> locations;
+    const QByteArray home = dataHome();
+    const std::optional<KZMountEntry> homeMount = mountForPath(existingAncestor(home));
     for (const KZVolumeRecord &volume : volumesLocationArray()) {
         if (volume.isLocked.value_or(true))
             continue;
-        const QUrl trashURL = trashURLForItemURL(volume.url);
-        if (trashURL.isEmpty())
+        const std::optional<KZMountEntry> mount = mountForPath(KZPath::pathFromURL(volume.url));
+        if (!mount)
             continue;
-        locations.append(KZTrashLocation{trashURL, volume.url, volume.name,
-                                         trashAtURLIsEmpty(trashURL), std::nullopt, std::nullopt});
+        KZError error;
+        bool exists = false;
+        const QByteArrayList folders
+            = homeMount && homeMount->mountID == mount->mountID
+                  ? KZTrashFolder::existingHomeTrashFilesFolders(home, userID(), &exists, &error,
+                                                                 fileManager())
+                  : KZTrashFolder::existingVolumeTrashFilesFolders(mount->mountPoint, userID(),
+                                                                   &exists, &error, fileManager());
+        if (!error.localizedDescription.isEmpty())
+            qCWarning(lcModel).noquote()
+                << QStringLiteral("NSTrashDirectory error: %1").arg(error.localizedDescription);
+        if (folders.isEmpty())
+            continue;
+        KZTrashLocation location;
+        location.trashURL = KZPath::urlFromPath(folders.first());
+        location.volumeURL = volume.url;
+        location.volumeName = volume.name;
+        if (folders.size() > 1)
+            location.otherTrashURL = KZPath::urlFromPath(folders.at(1));
+        if (exists) {
+            for (const QUrl &trashURL : location.trashURLs())
+                location.trashIsEmpty = location.trashIsEmpty && trashAtURLIsEmpty(trashURL);
+        }
+        locations.append(location);
     }
     return locations;
 }

@@ -486,38 +486,49 @@ TEST(DeleteItems, ProgressShowsOnlyOnceTheJobHasRunHalfASecond)
     EXPECT_EQ(calls.count(QStringLiteral("open")) + calls.count(QStringLiteral("close")), 2);
 }
 
-TEST(DeleteItems, WriteTestOpensOnlyRegularFilesAndNeverFollowsALink)
+TEST(DeleteItems, RemovalTestAsksTheHoldingFolderAndNeverOpensOrChangesTheItem)
 {
     REQUIRE_ROOT();
     KZEraseFixture f;
-    const QByteArray folder = f.sandbox.path(QStringLiteral("perm")).toLocal8Bit();
-    KZTestFiles::makeFolders(folder);
-    ::chmod(folder.constData(), 0777);
-    KZTestUser::makeTraversable(folder.constData());
-    const QByteArray rootsFile = folder + "/root's";
-    const QByteArray ownReadOnly = folder + "/own read-only";
+    const QByteArray base = f.sandbox.path(QStringLiteral("perm")).toLocal8Bit();
+    const QByteArray open = base + "/open";     // everyone may write: rm -f works there
+    const QByteArray sticky = base + "/sticky"; // everyone may write, but only their own
+    const QByteArray closed = base + "/closed"; // root's, nobody else may write
+    for (const QByteArray &folder : {open, sticky, closed})
+        KZTestFiles::makeFolders(folder);
+    ::chmod(open.constData(), 0777);
+    ::chmod(sticky.constData(), 01777);
+    KZTestUser::makeTraversable(open.constData());
+    const QByteArray rootsFile = open + "/root's";
+    const QByteArray ownReadOnly = open + "/own read-only";
     KZTestFiles::writeFile(rootsFile, "r");
     ::chmod(rootsFile.constData(), 0644);
     KZTestFiles::writeFile(ownReadOnly, "o");
     ::chown(ownReadOnly.constData(), KZTestUser::kNobody, KZTestUser::kNobody);
     ::chmod(ownReadOnly.constData(), 0444);
-    ::mkfifo((folder + "/fifo").constData(), 0600);
-    ::mknod((folder + "/device").constData(), S_IFCHR | 0600, makedev(1, 3));
-    ::symlink(rootsFile.constData(), (folder + "/link").constData());
+    ::mkfifo((open + "/fifo").constData(), 0600);
+    ::mknod((open + "/device").constData(), S_IFCHR | 0600, makedev(1, 3));
+    ::symlink((closed + "/inside").constData(), (open + "/link").constData());
+    KZTestFiles::writeFile(sticky + "/root's", "r");
+    KZTestFiles::writeFile(sticky + "/own", "o");
+    ::chown((sticky + "/own").constData(), KZTestUser::kNobody, KZTestUser::kNobody);
+    KZTestFiles::writeFile(closed + "/inside", "i");
+    ::chmod((closed + "/inside").constData(), 0666);
 
-    const QByteArrayList paths{rootsFile,          ownReadOnly,      folder + "/fifo",
-                               folder + "/device", folder + "/link", QByteArray()};
+    const QByteArrayList paths{rootsFile,        ownReadOnly,        open + "/fifo",
+                               open + "/device", open + "/link",     QByteArray(),
+                               sticky + "/own",  sticky + "/root's", closed + "/inside"};
     const int answers = KZTestUser::runAs(KZTestUser::kNobody, [&] {
-        ::alarm(10); // a write test that blocks on the FIFO fails the test, not hangs it
+        ::alarm(10); // a test that blocks on the FIFO fails the test, not hangs it
         int bits = 0;
         for (qsizetype i = 0; i < paths.size(); ++i)
             bits |= f.engine->checkPermissions(paths[i]) ? 1 << i : 0;
         return bits;
     });
-    // Someone else's file fails; one's own read-only file is made writable; the others pass
-    // untouched.
-    EXPECT_EQ(answers, 0b111110);
-    EXPECT_EQ(KZItemAttributes::statItem(ownReadOnly)->stx_mode & 0777, 0600);
+    // Only someone else's item in a sticky folder, and anything in a folder the user may not
+    // write, fail (that the file itself is writable does not matter); nothing is changed.
+    EXPECT_EQ(answers, 0b001111111);
+    EXPECT_EQ(KZItemAttributes::statItem(ownReadOnly)->stx_mode & 0777, 0444);
     EXPECT_EQ(KZItemAttributes::statItem(rootsFile)->stx_mode & 0777, 0644);
 }
 

@@ -143,10 +143,16 @@ TEST_F(VolumeTest, SecondVolumeGetsItsTrashUnlessHiddenReadOnlyOrCovered)
     EXPECT_EQ(records[0].totSize, std::optional<KZCapacity>(quint64(16 * 1024 * 1024)));
     EXPECT_TRUE(volumeRecords(utilities(",x-gvfs-hide")).isEmpty());
 
+    // Listing makes nothing: the record names the Trash a first put would make, empty.
     EXPECT_FALSE(exists(ownTrash()));
     const auto trash = trashRecord(ownTrash() + "/files", utilities());
     ASSERT_TRUE(trash);
     EXPECT_EQ(pathOf(trash->volumeURL), volume());
+    EXPECT_TRUE(trash->trashIsEmpty);
+    EXPECT_FALSE(exists(ownTrash()));
+    // A put's look-up makes it.
+    EXPECT_EQ(pathOf(utilities().trashURLForItemURL(url(volume() + "/item"))),
+              ownTrash() + "/files");
     EXPECT_EQ(modeOf(ownTrash()), 0700u);
     EXPECT_TRUE(exists(ownTrash() + "/info"));
     // An item on the volume, even a vanished one, finds the same Trash.
