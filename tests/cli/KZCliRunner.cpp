@@ -64,6 +64,17 @@ QByteArray KZCliRunner::addVolume(const QByteArray &name, QString *whyNot)
     return mountPoint;
 }
 
+QByteArray KZCliRunner::addExt4Volume(const QByteArray &name, QString *whyNot)
+{
+    const QByteArray mountPoint = local(m_sandbox.path(QStringLiteral("volumes/"))) + name;
+    auto mount = KZTestMount::ext4Image(mountPoint, name, whyNot, 32);
+    if (!mount)
+        return {};
+    m_mounts.push_back(std::move(mount));
+    writeMountTable();
+    return mountPoint;
+}
+
 std::optional<KZTestTrash> KZCliRunner::someTrash(QString *whyNot)
 {
     const QByteArray volume = addVolume("Work", whyNot);

@@ -48,6 +48,8 @@ public:
 
     // A tmpfs volume named name inside the sandbox (root only): null with *whyNot otherwise.
     [[nodiscard]] QByteArray addVolume(const QByteArray &name, QString *whyNot);
+    // A journalled ext4 volume (a loop-mounted image) named name inside the sandbox (root only).
+    [[nodiscard]] QByteArray addExt4Volume(const QByteArray &name, QString *whyNot);
     // The Trash of a new volume "Work", or nullopt with *whyNot.
     [[nodiscard]] std::optional<KZTestTrash> someTrash(QString *whyNot);
 
