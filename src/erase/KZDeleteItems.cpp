@@ -28,13 +28,16 @@
 
 #include <vector>
 
-Q_LOGGING_CATEGORY(lcErase, "binwise.erase")
+// Diagnostics for developers (QT_LOGGING_RULES="binwise.erase.debug=true"): what a user reads
+// goes through the summary, the log and the message presenter.
+Q_LOGGING_CATEGORY(lcErase, "binwise.erase", QtWarningMsg)
 
 namespace {
 
 constexpr int kTickMs = 200;
 constexpr double kShowProgressAfter = 0.5;
-constexpr unsigned kItemMask = STATX_TYPE | STATX_MODE | STATX_UID | STATX_BLOCKS;
+constexpr unsigned kItemMask
+    = STATX_TYPE | STATX_MODE | STATX_UID | STATX_BLOCKS | STATX_NLINK | STATX_INO;
 constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
 double systemNow()
@@ -55,6 +58,26 @@ QVariantList pathList(const QByteArrayList &paths)
     for (const QByteArray &path : paths)
         list.append(path);
     return list;
+}
+
+// Why a removal failed, as a user reads it: srm's codes carry no text of their own.
+QString reasonOf(const KZError &error)
+{
+    // srm's errors keep their failure text as the key of the failure-reason entry.
+    const bool fromSecureErase
+        = error.userInfo.size() == 1
+          && error.userInfo.first().toString() == KZError::kLocalizedFailureReasonKey;
+    if (error.domain == KZError::kPOSIXDomain && fromSecureErase) {
+        switch (error.code) {
+        case EPERM:
+            return QStringLiteral("it is locked");
+        case EACCES:
+            return QStringLiteral("permission denied");
+        default:
+            return QStringLiteral("the secure erase tool could not overwrite and remove it");
+        }
+    }
+    return error.localizedDescription;
 }
 
 qsizetype listSize(const QVariantMap &map, const QString &key)
@@ -322,6 +345,10 @@ void KZDeleteItems::emptyTrashWithArray(const KZEraseRequest &array, bool secure
     m_isSecuredErasing.store(false);
     m_itemBusyCount.store(0);
     m_otherErrorCount.store(0);
+    m_lockedWithoutHelperCount.store(0);
+    m_noPermissionWithoutHelperCount.store(0);
+    m_hardLinksRemovedPlainly.store(0);
+    m_countedLinks.clear();
     m_isHelperAuthorized = KZAppGlobals::isHelperAvailable();
     m_euid = ::geteuid();
     m_eraseSecurely = secureDelete;
@@ -331,6 +358,8 @@ void KZDeleteItems::emptyTrashWithArray(const KZEraseRequest &array, bool secure
         m_notAuthorizedItems.reset();
         m_volumeName.clear();
         m_helperError.reset();
+        m_failures.clear();
+        m_plainlyRemoved.clear();
     }
     m_deleteLNoPermissionsAlreadyAsked = false;
     m_deleteNoPermissions = false;
@@ -404,7 +433,14 @@ void KZDeleteItems::doIterateTrashes(const KZEraseRequest &array)
                     setVolumeName(*record.volumeName);
                 // The volume's second Trash folder, if any, is emptied with the first.
                 for (const QUrl &trashURL : record.trashURLs()) {
-                    (void)iterateFolderForDeleteContent(trashURL);
+                    // A Trash that was never made has nothing to erase; one that cannot be
+                    // opened or read through is a failure the summary names.
+                    const std::optional<KZError> error = iterateFolderForDeleteContent(trashURL);
+                    if (error && !error->isPOSIX(ENOENT)) {
+                        const QByteArray path
+                            = error->userInfo.value(QStringLiteral("NSFilePath")).toByteArray();
+                        noteFailure(path.isEmpty() ? KZPath::pathFromURL(trashURL) : path, *error);
+                    }
                     // Info files whose item is gone (this walk's, or left by other programs).
                     if (!trashURL.isEmpty())
                         KZTrashFolder::removeOrphanedTrashInfo(trashURL, fileManager());
@@ -637,9 +673,24 @@ void KZDeleteItems::manageItem(Item &item, bool isDirectory)
     else if (item.st)
         size = quint64(item.st->stx_blocks) * 512;
 
+    // A hard-linked file's blocks come back only with its last link: counted once per job.
+    // Overwriting it would destroy the data under its other names (srm refuses it), so a
+    // secure erase removes that link as it is and says so.
+    const bool hardLinked
+        = item.st && !isDirectory && !S_ISDIR(item.st->stx_mode) && item.st->stx_nlink > 1;
+    if (hardLinked) {
+        const QPair<quint64, quint64> key(
+            (quint64(item.st->stx_dev_major) << 32) | item.st->stx_dev_minor, item.st->stx_ino);
+        if (m_countedLinks.contains(key))
+            size = 0;
+        else
+            m_countedLinks.insert(key);
+    }
+    const bool plainInstead = m_eraseSecurely && hardLinked && S_ISREG(item.st->stx_mode);
+
     KZCommonFlleUtilties &common = commonFileUtilities();
     std::optional<KZError> error;
-    if (m_eraseSecurely) {
+    if (m_eraseSecurely && !plainInstead) {
         error = common.secureErase(item.url());
     } else if (item.dirfd >= 0) {
         // A folder that is no longer inside a Trash is refused as the path-based removal
@@ -655,6 +706,12 @@ void KZDeleteItems::manageItem(Item &item, bool isDirectory)
         m_totItemsDeleted += count;
         m_totSizeDeleted += size;
         writeLogEntryWithPath(item.path, size);
+        if (plainInstead) {
+            ++m_hardLinksRemovedPlainly;
+            QMutexLocker locker(&m_lock);
+            if (m_plainlyRemoved.size() < KZEraseSummary::kMaximumFailures)
+                m_plainlyRemoved.append(item.path);
+        }
         return;
     }
     KZFileManager::ErrorCategory category = KZFileManager::categoryOf(*error);
@@ -676,13 +733,20 @@ void KZDeleteItems::manageItem(Item &item, bool isDirectory)
         // Removed or restored by another program meanwhile: what was asked for is gone.
         break;
     default:
-        // Reported by a beep only, as always; counted for the job's summary.
-        qCDebug(lcErase, "not erased: %s: %s", qPrintable(KZPath::escapedDisplayString(item.path)),
-                qPrintable(error->localizedDescription));
-        beep();
-        ++m_otherErrorCount;
+        noteFailure(item.path, *error);
         break;
     }
+}
+
+void KZDeleteItems::noteFailure(const QByteArray &path, const KZError &error)
+{
+    qCDebug(lcErase, "not erased: %s: %s", qPrintable(KZPath::escapedDisplayString(path)),
+            qPrintable(error.localizedDescription));
+    beep();
+    ++m_otherErrorCount;
+    QMutexLocker locker(&m_lock);
+    if (m_failures.size() < KZEraseSummary::kMaximumFailures)
+        m_failures.append({path, reasonOf(error)});
 }
 
 bool KZDeleteItems::isStoppedByUser() const
@@ -740,6 +804,9 @@ void KZDeleteItems::endJob()
     summary.notErasedCount = m_notErasedCount.load();
     summary.itemBusyCount = m_itemBusyCount.load();
     summary.otherErrorCount = m_otherErrorCount.load();
+    summary.lockedWithoutHelperCount = m_lockedWithoutHelperCount.load();
+    summary.noPermissionWithoutHelperCount = m_noPermissionWithoutHelperCount.load();
+    summary.hardLinksRemovedPlainly = m_hardLinksRemovedPlainly.load();
     summary.eraseSecurely = m_eraseSecurely;
     summary.isSmartErase = m_isSmartErase;
     summary.isHelperAuthorized = m_isHelperAuthorized;
@@ -760,10 +827,34 @@ void KZDeleteItems::endJob()
                 summary.notTrashed.append(folder);
         }
         summary.helperError = m_helperError;
+        summary.failures = m_failures;
     }
 
     if (m_logCntrl) {
         summary.logFile = KZPath::pathFromURL(m_logCntrl->currLogURL());
+        // What the item lines cannot tell: a stop, the failures, links not overwritten.
+        if (summary.stoppedByUser)
+            m_logCntrl->writeNote(QStringLiteral("Stopped before the end; the rest was left."));
+        for (const KZEraseSummary::Failure &failure : std::as_const(summary.failures))
+            m_logCntrl->writeNote(
+                QStringLiteral("Not erased: %1 (%2)")
+                    .arg(KZPath::escapedDisplayString(failure.path), failure.reason));
+        QByteArrayList plainly;
+        {
+            QMutexLocker locker(&m_lock);
+            plainly = m_plainlyRemoved;
+        }
+        for (const QByteArray &path : std::as_const(plainly))
+            m_logCntrl->writeNote(
+                QStringLiteral("Removed, not overwritten (its data stays under its other hard "
+                               "links): %1")
+                    .arg(KZPath::escapedDisplayString(path)));
+        if (summary.lockedWithoutHelperCount + summary.noPermissionWithoutHelperCount != 0)
+            m_logCntrl->writeNote(
+                QStringLiteral("Not erased: %1 locked, %2 without permission (no helper to "
+                               "erase them).")
+                    .arg(summary.lockedWithoutHelperCount)
+                    .arg(summary.noPermissionWithoutHelperCount));
         m_logCntrl->writeEndSessionAndCloseFile();
     }
     m_progressCntrl->stopAction();
@@ -826,6 +917,7 @@ bool KZDeleteItems::checkForLockedFile(Item &item)
         return true;
     if (!m_isHelperAuthorized) {
         ++m_notErasedCount;
+        ++m_lockedWithoutHelperCount;
         return false;
     }
     const QUrl url = item.url();
@@ -874,6 +966,7 @@ bool KZDeleteItems::permissionsCheck(Item &item, bool checkForNoPermissions)
         return true;
     if (!m_isHelperAuthorized) {
         ++m_notErasedCount;
+        ++m_noPermissionWithoutHelperCount;
         return false;
     }
     const QUrl url = item.url();

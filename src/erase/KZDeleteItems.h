@@ -14,7 +14,9 @@
 #include <QList>
 #include <QMutex>
 #include <QObject>
+#include <QPair>
 #include <QPointer>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QTimer>
@@ -253,6 +255,9 @@ private:
              const Item &item, bool *isForAll);
     void manageItem(Item &item, bool isDirectory);
     void addToList(QVariantMap *list, const QString &key, const QVariant &value);
+    // A removal that failed for a reason of its own: counted, beeped, kept for the summary
+    // and the log. Any thread.
+    void noteFailure(const QByteArray &path, const KZError &error);
     // addToNotTrashed for a path just listed (no need to look it up again).
     void addToNotTrashedPath(const QByteArray &path);
 
@@ -289,6 +294,14 @@ private:
     std::optional<QByteArrayList> m_notTrashed;
 
     std::atomic<quint64> m_otherErrorCount{0};
+    std::atomic<quint64> m_lockedWithoutHelperCount{0};
+    std::atomic<quint64> m_noPermissionWithoutHelperCount{0};
+    std::atomic<quint64> m_hardLinksRemovedPlainly{0};
+    QList<KZEraseSummary::Failure> m_failures; // under m_lock
+    QByteArrayList m_plainlyRemoved;           // under m_lock: hard links of a secure erase
+    // Hard-linked files already counted by this job (device, inode): their blocks count once.
+    // Walker thread only.
+    QSet<QPair<quint64, quint64>> m_countedLinks;
     uid_t m_euid = ::geteuid(); // the job's user, read once: whose items need no write test
     mutable QMutex m_lock;      // the lists and the volume name, read across threads
     QTimer m_timer;

@@ -3,6 +3,7 @@
 // under the erase, and info files that are not what they should be.
 #include "KZCliRunner.h"
 #include "KZTestUser.h"
+#include "cli/KZCliEraseCommand.h"
 #include "format/KZNumberUtilities.h"
 #include "model/KZPath.h"
 
@@ -317,4 +318,75 @@ TEST_F(CliEngine, InfoFilesThatAreNotFilesNeverHoldAQueryOrAnErase)
     ::close(sock);
     EXPECT_EQ(emptied.exitCode, 0) << str(emptied.out) << str(emptied.err);
     EXPECT_TRUE(namesIn(trash.files()).isEmpty());
+}
+
+TEST_F(CliEngine, AHardLinkedFileCountsOnceAndASecureEraseRemovesItsLinksPlainly)
+{
+    const QByteArray top = volume("Links");
+    if (top.isEmpty())
+        GTEST_SKIP() << m_whyNot;
+    KZTestTrash trash = KZTestTrash::onVolume(top);
+    const QByteArray data(40000, 'd');
+    const QByteArray original = trash.addFile("original", data);
+    ASSERT_EQ(::link(original.constData(), trash.itemPath("second link").constData()), 0);
+    trash.writeInfo("second link", "/original/second link");
+    // A third name outside the Trash: the data is not the Trash's to destroy.
+    const QByteArray kept = top + "/kept elsewhere";
+    ASSERT_EQ(::link(original.constData(), kept.constData()), 0);
+    struct stat st = {};
+    ASSERT_EQ(::stat(original.constData(), &st), 0);
+    const QString once = KZNumberUtilities::sharedControl().sizeToFormatString(
+        quint64(st.st_blocks) * 512, 4, true);
+
+    const QJsonArray records = jsonOf(cli.run({"list", "--json"}));
+    ASSERT_EQ(records.size(), 1);
+    EXPECT_EQ(records.at(0).toObject().value(QStringLiteral("itemsSize")).toInteger(),
+              qint64(st.st_blocks) * 512);
+
+    const bool secure = exists("/usr/bin/srm");
+    const KZCliResult emptied = cli.run(secure ? QByteArrayList{"empty", "--yes", "--secure"}
+                                               : QByteArrayList{"empty", "--yes"});
+    EXPECT_EQ(emptied.exitCode, 0) << str(emptied.out) << str(emptied.err);
+    EXPECT_TRUE(emptied.out.startsWith("Erased 2 items, " + once.toUtf8() + "."))
+        << str(emptied.out);
+    EXPECT_TRUE(namesIn(trash.files()).isEmpty());
+    EXPECT_EQ(KZTestFiles::readFile(kept), data);
+    const QByteArray log = cli.logText(QStringLiteral("Links"));
+    EXPECT_TRUE(log.contains(once.toUtf8())) << "the log's total counts the blocks once\n"
+                                             << str(log);
+    if (secure) {
+        EXPECT_TRUE(emptied.out.contains("2 hard-linked files removed but not overwritten"))
+            << str(emptied.out);
+        EXPECT_TRUE(log.contains("Removed, not overwritten")) << str(log);
+    }
+}
+
+TEST(CliSummary, EachReasonHasItsOwnWordsAndAFewItemsThatStayedAreNamed)
+{
+    KZEraseSummary summary;
+    summary.erasedCount = 3;
+    summary.erasedSize = 12288;
+    summary.skippedLockedCount = 1;
+    summary.skippedNoPermissionsCount = 1;
+    summary.itemBusyCount = 1;
+    summary.lockedWithoutHelperCount = 2;
+    summary.noPermissionWithoutHelperCount = 1;
+    summary.notErasedCount = 4; // the busy one and the three left without a helper
+    summary.otherErrorCount = 1;
+    summary.failures = {{"/t/files/report.txt", QStringLiteral("Read-only file system")}};
+    const QString text = KZCliEraseCommand::summaryText(
+        summary, {"/t/files/a", "/t/files/b\nc", "/t/files/d", "/t/files/e"}, 9);
+    for (const char *part :
+         {"Erased 3 items, ", "4 of the 9 items asked for are still there: ",
+          "1 locked item skipped", "1 item without permission skipped", "1 item in use",
+          "2 locked items left, as the helper that erases them is not available",
+          "1 item you have no permission to remove left",
+          "1 item could not be removed (report.txt: Read-only file system)",
+          "Still there: “a”, “b\\nc”, “d” and 1 more."})
+        EXPECT_TRUE(text.contains(QString::fromUtf8(part))) << part << "\n" << text.toStdString();
+    // Nothing is counted twice: no remainder is blamed on the helper.
+    EXPECT_FALSE(text.contains(QStringLiteral("helper failed"))
+                 || text.contains(QStringLiteral("locked or without")))
+        << text.toStdString();
+    EXPECT_FALSE(text.contains(QStringLiteral("NS"))) << text.toStdString();
 }

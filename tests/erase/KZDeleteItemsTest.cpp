@@ -11,6 +11,9 @@
 #include <QSemaphore>
 #include <QTest>
 
+#include <algorithm>
+#include <cstring>
+
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -224,6 +227,8 @@ TEST(DeleteItems, WithoutTheHelperLockedItemsAreReportedOnceAndBusyOnesByTheirCo
     ASSERT_TRUE(f.run({KZEraseFixture::location(f.trash, QStringLiteral("Home"))}));
     KZEraseSummary summary = f.ended.constLast();
     EXPECT_EQ(summary.notErasedCount, 2u);
+    EXPECT_EQ(summary.lockedWithoutHelperCount, 2u);
+    EXPECT_EQ(summary.noPermissionWithoutHelperCount, 0u);
     EXPECT_EQ(summary.erasedCount, 0u);
     EXPECT_EQ(summary.notTrashed, (QByteArrayList{f.trash.itemPath("a/b"), f.trash.itemPath("a")}));
     EXPECT_TRUE(exists(top) && exists(f.trash.infoPath("locked top")));
@@ -249,6 +254,16 @@ TEST(DeleteItems, WithoutTheHelperLockedItemsAreReportedOnceAndBusyOnesByTheirCo
     EXPECT_EQ(summary.itemBusyCount, 3u);
     EXPECT_EQ(summary.notErasedCount, 5u);
     EXPECT_EQ(summary.otherErrorCount, 2u);
+    // Each failure with its item and a reason in plain words.
+    ASSERT_EQ(summary.failures.size(), 2);
+    QByteArrayList failed;
+    for (const KZEraseSummary::Failure &failure : summary.failures) {
+        failed.append(failure.path);
+        EXPECT_EQ(failure.reason, QString::fromLocal8Bit(std::strerror(EROFS)));
+    }
+    std::sort(failed.begin(), failed.end());
+    EXPECT_EQ(failed,
+              (QByteArrayList{f.trash.itemPath("full1"), f.trash.itemPath("nested/full2")}));
     EXPECT_EQ(summary.erasedCount, 1u);
     const auto shown = f.script->shown();
     ASSERT_EQ(shown.size(), 1);
