@@ -113,22 +113,41 @@ struct KZDeleteItems::Item
 };
 
 // Whether the folders of a walk lie inside a Trash, one check per open folder: the root from
-// its descriptor's real path, each folder below from being the entry it was opened from. The
-// folder in use is checked by its path again every so many items, so that a folder moved out
-// of the Trash while it is being emptied is left alone from then on.
+// its descriptor's real path, each folder below from being the entry it was opened from. A
+// restore racing the erase moves a top-level item out of files/: before each folder is entered
+// and every kRecheckItem items, the top-level item being emptied must still be the same inode
+// under the same name in files/, or the walk leaves it at once (it is no longer the Trash's).
+// The folder in use is also checked by its real path every kRecheckPath items, for a folder
+// moved out from deeper down.
 class KZDeleteItems::FolderChecks
 {
 public:
-    FolderChecks(const KZCommonFlleUtilties &common, int rootfd)
+    FolderChecks(const KZCommonFlleUtilties &common, int rootfd, KZFileManager &fm)
         : m_common(common)
+        , m_fm(fm)
     {
         m_stack.push_back(m_common.checkTrashFolder(rootfd));
+        const auto &root = m_stack.back();
+        m_rootIsFiles = root && root->isFilesFolder();
+        if (root && !m_rootIsFiles) {
+            // Emptying one top-level item (a smart erase): it is its own anchor.
+            anchor(m_fm.openat(rootfd, "..", O_PATH | O_DIRECTORY | O_CLOEXEC),
+                   KZPath::fileName(root->realPath()), rootfd);
+        } else if (root) {
+            m_files.reset(m_fm.openat(rootfd, ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+        }
     }
 
     // Opens the folder name of the current folder, open as parentfd, for the walk; -1 when it
-    // is a link, another file system, or not inside a Trash.
+    // is a link, another file system, not inside a Trash, or its item has left the Trash.
     int open(int parentfd, const char *name, KZFileManager &fm)
     {
+        if (m_stack.size() > 1 || !m_rootIsFiles) {
+            if (!stillInPlace()) {
+                errno = ENOENT;
+                return -1;
+            }
+        }
         const auto *parent = folder(parentfd, false);
         if (!parent) {
             errno = EPERM;
@@ -138,32 +157,80 @@ public:
         if (!child)
             return -1;
         const int fd = child->descriptor();
+        if (m_stack.size() == 1 && m_rootIsFiles)
+            anchor(m_fm.openat(m_files.get(), ".", O_PATH | O_DIRECTORY | O_CLOEXEC), name, fd);
         m_stack.push_back(std::move(child));
         return fd;
     }
-    void left() { m_stack.pop_back(); }
+    void left()
+    {
+        m_stack.pop_back();
+        if (m_stack.size() == 1 && m_rootIsFiles) {
+            m_anchorParent.reset();
+            m_moved = false;
+        }
+    }
 
-    // The check of the current folder, open as dirfd; null when it is not inside a Trash.
-    // count: one more item is to be removed from it.
+    // The top-level item being emptied has left files/ (a restore took it).
+    [[nodiscard]] bool moved() const { return m_moved; }
+
+    // The check of the current folder, open as dirfd; null when it is not inside a Trash or
+    // its top-level item has moved. count: one more item is to be removed from it.
     const KZCommonFlleUtilties::TrashFolder *folder(int dirfd, bool count = true)
     {
+        if (m_moved)
+            return nullptr;
         auto &current = m_stack.back();
         if (current && current->descriptor() != dirfd) {
             // The walk let the folder go and opened it again.
             current = m_common.reopened(*current, dirfd);
         }
-        if (!current || (count && ++m_uses >= kRecheck)) {
+        if (count && ++m_items % kRecheckItem == 0 && !stillInPlace())
+            return nullptr;
+        if (!current || (count && m_items % kRecheckPath == 0))
             current = m_common.checkTrashFolder(dirfd);
-            m_uses = 0;
-        }
         return current ? &*current : nullptr;
     }
 
 private:
-    static constexpr int kRecheck = 256;
+    static constexpr quint64 kRecheckItem = 32;
+    static constexpr quint64 kRecheckPath = 256;
+
+    void anchor(int parentfd, const QByteArray &name, int fd)
+    {
+        m_anchorParent.reset(parentfd);
+        m_anchorName = name;
+        struct statx st = {};
+        m_fm.statx(fd, "", AT_EMPTY_PATH, STATX_INO, &st);
+        m_anchorDevice = (quint64(st.stx_dev_major) << 32) | st.stx_dev_minor;
+        m_anchorInode = st.stx_ino;
+    }
+    bool stillInPlace()
+    {
+        if (m_moved)
+            return false;
+        if (!m_anchorParent.isValid())
+            return true;
+        struct statx st = {};
+        m_moved = m_fm.statx(m_anchorParent.get(), m_anchorName.constData(), AT_SYMLINK_NOFOLLOW,
+                             STATX_INO, &st)
+                      != 0
+                  || ((quint64(st.stx_dev_major) << 32) | st.stx_dev_minor) != m_anchorDevice
+                  || st.stx_ino != m_anchorInode;
+        return !m_moved;
+    }
+
     const KZCommonFlleUtilties &m_common;
+    KZFileManager &m_fm;
     std::vector<std::optional<KZCommonFlleUtilties::TrashFolder>> m_stack;
-    int m_uses = 0;
+    quint64 m_items = 0;
+    bool m_rootIsFiles = false;
+    KZFileDescriptor m_files; // the files/ folder, while the walk is over a whole Trash
+    KZFileDescriptor m_anchorParent;
+    QByteArray m_anchorName;
+    quint64 m_anchorDevice = 0;
+    quint64 m_anchorInode = 0;
+    bool m_moved = false;
 };
 
 KZDeleteItems &KZDeleteItems::sharedControl()
@@ -541,7 +608,7 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
         if (rootfd < 0)
             return KZFileManager::errorForErrno(errno, root);
         folders = {root};
-        checks.emplace(common, rootfd);
+        checks.emplace(common, rootfd, fm);
         std::vector<QByteArray> files;
         KZDirectoryWalker walker(fm);
         walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
@@ -553,13 +620,11 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
         walker.finishedReading = [&](int dirfd, size_t) {
             const QByteArray &folder = folders.constLast();
             for (const QByteArray &name : files) {
-                Item item{KZPath::join(folder, name),
-                          dirfd,
-                          name,
-                          checks->folder(dirfd),
-                          std::nullopt,
-                          false,
-                          false};
+                const auto *checked = checks->folder(dirfd);
+                if (checks->moved())
+                    break; // restored meanwhile: no longer the Trash's to empty
+                Item item{
+                    KZPath::join(folder, name), dirfd, name, checked, std::nullopt, false, false};
                 manageItem(item, false);
                 if (isStoppedByUser()) {
                     files.clear();
@@ -588,7 +653,7 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
     if (rootfd < 0)
         return KZFileManager::errorForErrno(errno, root);
     folders = {root};
-    checks.emplace(common, rootfd);
+    checks.emplace(common, rootfd, fm);
     std::optional<KZError> listingError;
     KZDirectoryWalker walker(fm);
     walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
@@ -596,7 +661,7 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
     };
     walker.openDirectory = openDirectory;
     walker.openFailed = [&](int dirfd, const char *name, int errnum) {
-        if (errnum == ENOENT || errnum == EXDEV)
+        if (errnum == ENOENT || errnum == EXDEV || checks->moved())
             return Action::Continue; // gone since it was listed, or a mount left whole
         if (errnum == EACCES || errnum == EPERM) {
             // Someone else's folder the user may not enter: the user's rights cannot empty
@@ -616,9 +681,12 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
                 = KZFileManager::errorForErrno(errnum, KZTrashFolder::realPathOfDescriptor(dirfd));
     };
     walker.leftDirectory = [&](int dirfd, const char *name) {
+        const bool moved = checks->moved();
         leftDirectory();
         if (listingError)
             return Action::Stop;
+        if (moved)
+            return Action::Continue; // restored meanwhile: left where it now is
         const QByteArray path = KZPath::join(folders.constLast(), name);
         bool hasNoEntries = false;
         if (common.isAnEmptyFolderAt(dirfd, name, &hasNoEntries)) {

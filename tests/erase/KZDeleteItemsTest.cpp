@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QDir>
 #include <QSemaphore>
 #include <QTest>
 
@@ -393,6 +394,44 @@ TEST(DeleteItems, FoldersTheHelperEmptiedAreNotReportedAsLeft)
     EXPECT_FALSE(exists(f.trash.itemPath("d")));
     EXPECT_TRUE(summary.notTrashed.isEmpty());
     EXPECT_TRUE(summary.everythingErased());
+}
+
+TEST(DeleteItems, AFolderRestoredWhileItIsEmptiedLosesAtMostARecheckOfFilesAfterItLeft)
+{
+    KZEraseFixture f;
+    f.defaults.setValue(KZUserDefaults::kShowAlert, false);
+    constexpr int kFiles = 300;
+    QList<QByteArray> contents;
+    for (int i = 0; i < kFiles; ++i)
+        contents.append("a/f" + QByteArray::number(1000 + i));
+    contents.append("a/sub/entered later");
+    f.trash.addFolder("moving", contents);
+    f.trash.addFile("stays put");
+    const QByteArray restored = f.sandbox.path(QStringLiteral("restored")).toLocal8Bit();
+    int before = 0;
+    int after = 0;
+    f.fileManager.onUnlink = [&](const QByteArray &name) {
+        if (!name.startsWith("f1"))
+            return 0;
+        // A restore takes the folder out of the Trash while its files are being removed.
+        if (++before == 20)
+            ::rename(f.trash.itemPath("moving").constData(), restored.constData());
+        else if (before > 20)
+            ++after;
+        return 0;
+    };
+    ASSERT_TRUE(f.run({KZEraseFixture::location(f.trash, QStringLiteral("Home"))}));
+    const KZEraseSummary summary = f.ended.constLast();
+    ASSERT_TRUE(exists(restored + "/a"));
+    EXPECT_LE(after, 32) << "files removed after the folder had left the Trash";
+    QDir left(QString::fromLocal8Bit(restored + "/a"));
+    EXPECT_GE(left.entryList(QDir::Files).size(), kFiles - 20 - 32);
+    EXPECT_TRUE(exists(restored + "/a/sub/entered later")) << "no folder entered once it left";
+    // Gone from the Trash is not a failure, and nothing of it is reported as left behind.
+    EXPECT_EQ(summary.otherErrorCount, 0u);
+    EXPECT_TRUE(summary.failures.isEmpty());
+    EXPECT_TRUE(summary.notTrashed.isEmpty()) << summary.notTrashed.join(' ').toStdString();
+    EXPECT_FALSE(exists(f.trash.itemPath("stays put")));
 }
 
 TEST(DeleteItems, StopLeavesTheRestAndStartsNoBatch)
