@@ -187,8 +187,15 @@ public:
         }
         if (count && ++m_items % kRecheckItem == 0 && !stillInPlace())
             return nullptr;
-        if (!current || (count && m_items % kRecheckPath == 0))
+        if (!current) {
             current = m_common.checkTrashFolder(dirfd);
+        } else if (count && m_items % kRecheckPath == 0) {
+            // A folder deeper than any path has no real path to read: the chain of checked
+            // opens and the top-level item in place vouch for it.
+            auto again = m_common.checkTrashFolder(dirfd);
+            if (again || errno != ENAMETOOLONG)
+                current = std::move(again);
+        }
         return current ? &*current : nullptr;
     }
 
@@ -593,7 +600,7 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
     const auto openDirectory = [&fm, &folders, &checks](int dirfd, const char *name) {
         const int fd = checks->open(dirfd, name, fm);
         if (fd >= 0)
-            folders.append(KZPath::join(folders.constLast(), name));
+            folders.append(KZPath::joinForDisplay(folders.constLast(), name));
         return fd;
     };
     const auto leftDirectory = [&folders, &checks] {
@@ -623,8 +630,13 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
                 const auto *checked = checks->folder(dirfd);
                 if (checks->moved())
                     break; // restored meanwhile: no longer the Trash's to empty
-                Item item{
-                    KZPath::join(folder, name), dirfd, name, checked, std::nullopt, false, false};
+                Item item{KZPath::joinForDisplay(folder, name),
+                          dirfd,
+                          name,
+                          checked,
+                          std::nullopt,
+                          false,
+                          false};
                 manageItem(item, false);
                 if (isStoppedByUser()) {
                     files.clear();
@@ -666,7 +678,7 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
         if (errnum == EACCES || errnum == EPERM) {
             // Someone else's folder the user may not enter: the user's rights cannot empty
             // it, so it is asked about and goes to the helper whole.
-            const QByteArray path = KZPath::join(folders.constLast(), name);
+            const QByteArray path = KZPath::joinForDisplay(folders.constLast(), name);
             Item item{path, dirfd, name, checks->folder(dirfd, false), std::nullopt, false, false};
             (void)permissionsCheck(item, false);
             return isStoppedByUser() ? Action::Stop : Action::Continue;
@@ -687,7 +699,7 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
             return Action::Stop;
         if (moved)
             return Action::Continue; // restored meanwhile: left where it now is
-        const QByteArray path = KZPath::join(folders.constLast(), name);
+        const QByteArray path = KZPath::joinForDisplay(folders.constLast(), name);
         bool hasNoEntries = false;
         if (common.isAnEmptyFolderAt(dirfd, name, &hasNoEntries)) {
             Item item{path, dirfd, name, checks->folder(dirfd), std::nullopt, false, false};

@@ -356,7 +356,7 @@ KZCommonFlleUtilties::openSubfolder(const TrashFolder &parent, const QByteArray 
     completeOwnFolderAccess(fd, fm);
     TrashFolder folder;
     folder.m_dirfd = fd;
-    folder.m_realPath = KZPath::join(parent.m_realPath, name);
+    folder.m_realPath = KZPath::joinForDisplay(parent.m_realPath, name);
     struct statx st = {};
     if (::statx(fd, "", AT_EMPTY_PATH, STATX_INO, &st) == 0) {
         folder.m_device = makeDevice(st);

@@ -16,9 +16,11 @@
 #include <QJsonObject>
 #include <QThread>
 
+#include <climits>
 #include <cstring>
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <ftw.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -358,6 +360,45 @@ TEST_F(CliEngine, AHardLinkedFileCountsOnceAndASecureEraseRemovesItsLinksPlainly
         EXPECT_TRUE(emptied.out.contains("2 hard-linked files removed but not overwritten"))
             << str(emptied.out);
         EXPECT_TRUE(log.contains("Removed, not overwritten")) << str(log);
+    }
+}
+
+TEST_F(CliEngine, AnItemDeeperThanAnyPathIsEmptiedWholeInOneRun)
+{
+    const QByteArray top = volume("Deep");
+    if (top.isEmpty())
+        GTEST_SKIP() << m_whyNot;
+    KZTestTrash trash = KZTestTrash::onVolume(top);
+    trash.addFolder("deep");
+    // 3,000 levels of 12 bytes each, an empty file at each: a path of 36,000 bytes, far past
+    // PATH_MAX, that no call can take whole.
+    constexpr int kLevels = 3000;
+    int fd = ::open(trash.itemPath("deep").constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_GE(fd, 0);
+    for (int level = 0; level < kLevels; ++level) {
+        const int file = ::openat(fd, "file", O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+        ASSERT_GE(file, 0) << level;
+        ::close(file);
+        ASSERT_EQ(::mkdirat(fd, "level-12345", 0755), 0) << level;
+        const int next = ::openat(fd, "level-12345", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        ::close(fd);
+        fd = next;
+        ASSERT_GE(fd, 0) << level;
+    }
+    ::close(fd);
+
+    const KZCliResult emptied = cli.run({"empty", "--yes"});
+    EXPECT_EQ(emptied.exitCode, 0) << str(emptied.out.left(2000)) << str(emptied.err.left(2000));
+    EXPECT_TRUE(namesIn(trash.files()).isEmpty());
+    EXPECT_FALSE(exists(trash.infoPath("deep")));
+    EXPECT_TRUE(emptied.out.startsWith("Erased 6001 items")) << str(emptied.out.left(2000));
+    // Whatever is shown or logged stays readable: a path too long is shortened in the middle
+    // (a log line is its item number, a space and a path of at most PATH_MAX - 1 bytes).
+    const QByteArray log = cli.logText(QStringLiteral("Deep"));
+    EXPECT_TRUE(log.contains("/level-12345/file\n")) << "the deepest items are logged too";
+    for (const QByteArray &text : {emptied.out, emptied.err, log}) {
+        for (const QByteArray &line : text.split('\n'))
+            EXPECT_LE(line.size(), PATH_MAX + 16) << str(line.left(200));
     }
 }
 
