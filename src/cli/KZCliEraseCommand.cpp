@@ -277,6 +277,9 @@ int KZCliEraseCommand::run()
     presenter.setBackend(backend);
 
     KZDeleteItems &engine = KZDeleteItems::sharedControl();
+    // Someone at a terminal is asked about locked and protected items even without a helper
+    // (skip is then the only answer); a script keeps its own --locked/--no-permission.
+    engine.setAsksWithoutHelper(isatty(STDIN_FILENO) == 1);
     engine.setProgressDisplayFactory(
         [bar](KZProgressUI *) { return std::make_unique<KZTerminalProgress>(bar); });
 

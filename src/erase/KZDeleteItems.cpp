@@ -336,6 +336,11 @@ void KZDeleteItems::setProgressDisplayFactory(KZProgressUI::DisplayFactory facto
     m_displayFactory = std::move(factory);
 }
 
+void KZDeleteItems::setAsksWithoutHelper(bool asks)
+{
+    m_asksWithoutHelper = asks;
+}
+
 // ---- The job ------------------------------------------------------------------------------
 
 bool KZDeleteItems::prepareToEraseWithArray(const KZEraseRequest &array)
@@ -995,7 +1000,7 @@ bool KZDeleteItems::checkForLockedFile(Item &item)
     }
     if (!item.st || !isLocked(*item.st))
         return true;
-    if (!m_isHelperAuthorized) {
+    if (!m_isHelperAuthorized && !m_asksWithoutHelper) {
         ++m_notErasedCount;
         ++m_lockedWithoutHelperCount;
         return false;
@@ -1031,6 +1036,9 @@ bool KZDeleteItems::checkForLockedFile(Item &item)
         addURLFoAuthorizedErase(url, true);
         return true;
     }
+    // Let go, but nothing can erase it: it stays, and is counted so.
+    ++m_notErasedCount;
+    ++m_lockedWithoutHelperCount;
     return false;
 }
 
@@ -1044,7 +1052,7 @@ bool KZDeleteItems::permissionsCheck(Item &item, bool checkForNoPermissions)
 {
     if (checkForNoPermissions && checkPermissionsAt(item, m_euid))
         return true;
-    if (!m_isHelperAuthorized) {
+    if (!m_isHelperAuthorized && !m_asksWithoutHelper) {
         ++m_notErasedCount;
         ++m_noPermissionWithoutHelperCount;
         return false;
@@ -1065,10 +1073,14 @@ bool KZDeleteItems::permissionsCheck(Item &item, bool checkForNoPermissions)
         m_deleteLNoPermissionsAlreadyAsked = isForAll;
         go = m_deleteNoPermissions;
     }
-    if (!skipped && go)
+    if (!skipped && go && m_isHelperAuthorized) {
         addURLFoAuthorizedErase(url, false);
-    else if (!skipped)
+    } else if (!skipped && go) {
+        ++m_notErasedCount; // let go, but nothing can erase it
+        ++m_noPermissionWithoutHelperCount;
+    } else if (!skipped) {
         addURLToSkippedArray(url, false);
+    }
     return false;
 }
 
@@ -1111,12 +1123,20 @@ bool KZDeleteItems::ask(const QString &format, const QString &message, const QSt
                         const Item &item, bool *isForAll)
 {
     QByteArray name = KZPath::fileName(item.path);
+    // Without the helper, asked only where the front end wants it (a terminal): skip is then
+    // the only way on, and the question says why.
+    const bool canErase = m_isHelperAuthorized;
+    QString informative = message;
+    if (!canErase)
+        informative = identifier == kLockedQuestionIdentifier
+                          ? QStringLiteral("undeletedLockedNoHelperMsg")
+                          : QStringLiteral("undeletedNoPermissionsNoHelperMsg");
     QVariantMap record{
         {kQuestionStringKey, KZLocalizedFormat(format, {KZPath::escapedDisplayString(name)})},
-        {kQuestionMessageKey, message},
+        {kQuestionMessageKey, informative},
         {kQuestionViewStringKey, QStringLiteral("apply_to_all")},
         {kQuestionButtonOneKey, QStringLiteral("skip")},
-        {kQuestionButtonTwoKey, QStringLiteral("erase")},
+        {kQuestionButtonTwoKey, canErase ? QStringLiteral("erase") : QString()},
         {kQuestionEraseFileKey, false},
         {kQuestionIsForAllKey, false},
         {kQuestionIdentifierKey, identifier},

@@ -107,6 +107,11 @@ public:
     // none by default. Main thread.
     void setProgressDisplayFactory(KZProgressUI::DisplayFactory factory);
 
+    // Whether locked items and items without permission are asked about when no helper is
+    // available (a terminal asks; the desktop counts them without a question). The question
+    // then offers skip alone and says why. Main thread, between jobs.
+    void setAsksWithoutHelper(bool asks);
+
     // ---- The job --------------------------------------------------------------------------
 
     // The single entry of every erase. Asks for confirmation when "showAlert" is on (and opens
@@ -294,6 +299,7 @@ private:
     std::optional<QByteArrayList> m_notTrashed;
 
     std::atomic<quint64> m_otherErrorCount{0};
+    bool m_asksWithoutHelper = false;
     std::atomic<quint64> m_lockedWithoutHelperCount{0};
     std::atomic<quint64> m_noPermissionWithoutHelperCount{0};
     std::atomic<quint64> m_hardLinksRemovedPlainly{0};

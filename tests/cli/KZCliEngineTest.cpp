@@ -162,6 +162,21 @@ TEST_F(CliEngine, AnOrdinaryUsersOwnItemsGoWithItsOwnRightsAndOnlyTheRestIsLeft)
     EXPECT_TRUE(exists(trash.infoPath("root's folder")));
     EXPECT_FALSE(exists(trash.infoPath("mine")));
     EXPECT_TRUE(mixed.out.contains("1 of the 2 items asked for is still there")) << str(mixed.out);
+    EXPECT_TRUE(mixed.out.contains("1 item you have no permission to remove left, as the helper "
+                                   "that erases them is not available"))
+        << str(mixed.out);
+    EXPECT_TRUE(mixed.out.contains("Still there: “root's folder”.")) << str(mixed.out);
+
+    // Someone at a terminal is asked all the same; without a helper skip is the only answer,
+    // and the question says why.
+    const KZCliResult asked = cli.runOnTerminal({"empty", "--yes"}, "1\n");
+    EXPECT_EQ(asked.exitCode, 1) << str(asked.out) << str(asked.err);
+    EXPECT_TRUE(asked.err.contains("You don’t have permission to erase “inside”"))
+        << str(asked.err);
+    EXPECT_TRUE(asked.err.contains("can only be skipped")) << str(asked.err);
+    EXPECT_FALSE(asked.err.contains("Erase\n") || asked.err.contains(") Erase")) << str(asked.err);
+    EXPECT_TRUE(asked.out.contains("1 item without permission skipped")) << str(asked.out);
+    EXPECT_TRUE(exists(trash.itemPath("root's folder/inside")));
 }
 
 TEST_F(CliEngine, QueriesMakeNoTrashFolderAndAVolumeWithoutOneHasAnEmptyTrash)
