@@ -78,7 +78,15 @@ KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, quint64 *
 {
     if (url.isEmpty())
         return {};
-    return sizeOfOpenFolder(openWalkRoot(url), itemsFound);
+    return sizeOfOpenFolder(openWalkRoot(url), itemsFound, nullptr);
+}
+
+KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, quint64 *itemsFound,
+                                                      const std::atomic<bool> &stop) const
+{
+    if (url.isEmpty() || stop.load())
+        return {};
+    return sizeOfOpenFolder(openWalkRoot(url), itemsFound, &stop);
 }
 
 KZItemSizeInfo KZFilesUtilities::iterateFolderForSizeAt(int dirfd, const QByteArray &name,
@@ -86,10 +94,11 @@ KZItemSizeInfo KZFilesUtilities::iterateFolderForSizeAt(int dirfd, const QByteAr
 {
     return sizeOfOpenFolder(
         ::openat(dirfd, name.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC),
-        itemsFound);
+        itemsFound, nullptr);
 }
 
-KZItemSizeInfo KZFilesUtilities::sizeOfOpenFolder(int rootfd, quint64 *itemsFound) const
+KZItemSizeInfo KZFilesUtilities::sizeOfOpenFolder(int rootfd, quint64 *itemsFound,
+                                                  const std::atomic<bool> *stop) const
 {
     if (rootfd < 0)
         return {};
@@ -97,6 +106,8 @@ KZItemSizeInfo KZFilesUtilities::sizeOfOpenFolder(int rootfd, quint64 *itemsFoun
     quint64 count = 0;
     KZDirectoryWalker walker;
     walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
+        if (stop && stop->load(std::memory_order_relaxed))
+            return KZDirectoryWalker::Action::Stop;
         ++count;
         // Folders add nothing of their own, so d_type spares them a statx.
         if (entry.type == DT_DIR)
