@@ -14,6 +14,7 @@
 #include "model/KZPath.h"
 #include "model/KZTrashFolder.h"
 #include "protocol/KZFileDescriptor.h"
+#include "protocol/KZHelperProtocol.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -1237,7 +1238,7 @@ void KZDeleteItems::handOver(const QVariantMap &batch)
         // No way to reach the helper: the batch is not erased, as when the connection fails.
         m_inHandOver = false;
         showErrorWithError(KZError{KZError::kOSStatusDomain,
-                                   -60005,
+                                   KZHelperProtocol::kAuthorizationDenied,
                                    KZLocalizedStringFromTable(QStringLiteral("userNotAuthorized"),
                                                               KZLocalizedStrings::kErrorsTable),
                                    {}});

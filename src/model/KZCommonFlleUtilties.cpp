@@ -43,7 +43,7 @@ quint64 makeDevice(const struct statx &st)
 KZError notURLError(const QUrl &url)
 {
     return KZError{KZError::kCocoaDomain,
-                   262,
+                   KZError::kFileReadUnsupportedSchemeError,
                    QStringLiteral("The URL “%1” is not a local file.").arg(url.toDisplayString()),
                    {}};
 }
@@ -569,7 +569,7 @@ KZError KZCommonFlleUtilties::errorFromErrorString(const QString &line)
         Row{"Permission denied", 13, "Permission denied (You don't have enough privilegies.)"},
         Row{"No such file or directory", 2, "No such file or directory."},
     };
-    int code = 45;
+    qint64 code = KZError::kSecureEraseFailedCode;
     QString failure = QStringLiteral("The file can't be erased because an error is occured.");
     for (const Row &row : rows) {
         if (line.contains(QLatin1String(row.text))) {

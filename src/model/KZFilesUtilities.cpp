@@ -452,7 +452,7 @@ QByteArray KZFilesUtilities::pathWithURL(const QUrl &url, KZError *error) const
         if (error)
             *error = KZError{
                 KZError::kCocoaDomain,
-                262,
+                KZError::kFileReadUnsupportedSchemeError,
                 QStringLiteral("The URL “%1” is not a local file.").arg(url.toDisplayString()),
                 {}};
         return {};
