@@ -908,8 +908,10 @@ void KZDeleteItems::endJob()
         summary.permissionsItemsCount = quint64(listSize(batch, kPermissionsItemsKey));
         // The helper removes the folders it could empty, so only those still there were left.
         for (const QByteArray &folder : m_notTrashed.value_or(QByteArrayList())) {
-            struct stat info;
-            if (::lstat(folder.constData(), &info) == 0)
+            struct statx info = {};
+            if (fileManager().statx(AT_FDCWD, folder.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE,
+                                    &info)
+                == 0)
                 summary.notTrashed.append(folder);
         }
         summary.helperError = m_helperError;

@@ -344,7 +344,7 @@ KZCommonFlleUtilties::openSubfolder(const TrashFolder &parent, const QByteArray 
         fd = fm.openat(parent.m_dirfd, name.constData(), kDirectoryFlags);
         struct statx st = {};
         if (fd >= 0
-            && (::statx(fd, "", AT_EMPTY_PATH, STATX_TYPE, &st) != 0
+            && (fm.statx(fd, "", AT_EMPTY_PATH, STATX_TYPE, &st) != 0
                 || (st.stx_attributes_mask & st.stx_attributes & STATX_ATTR_MOUNT_ROOT))) {
             fm.close(fd);
             fd = -1;
@@ -358,7 +358,7 @@ KZCommonFlleUtilties::openSubfolder(const TrashFolder &parent, const QByteArray 
     folder.m_dirfd = fd;
     folder.m_realPath = KZPath::joinForDisplay(parent.m_realPath, name);
     struct statx st = {};
-    if (::statx(fd, "", AT_EMPTY_PATH, STATX_INO, &st) == 0) {
+    if (fm.statx(fd, "", AT_EMPTY_PATH, STATX_INO, &st) == 0) {
         folder.m_device = makeDevice(st);
         folder.m_inode = st.stx_ino;
     }

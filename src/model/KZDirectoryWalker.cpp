@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cstddef>
@@ -108,10 +109,10 @@ bool KZDirectoryWalker::walk(int rootfd)
                 // Let the oldest open ancestor go; remember what it was so that the way back
                 // up through ".." can prove it is the same folder.
                 Frame &lowest = m_frames[m_lowestOpen];
-                struct stat st = {};
-                if (::fstat(lowest.fd, &st) == 0) {
-                    lowest.dev = st.st_dev;
-                    lowest.ino = st.st_ino;
+                struct statx st = {};
+                if (m_fileManager.statx(lowest.fd, "", AT_EMPTY_PATH, STATX_INO, &st) == 0) {
+                    lowest.dev = makedev(st.stx_dev_major, st.stx_dev_minor);
+                    lowest.ino = st.stx_ino;
                 }
                 m_fileManager.close(lowest.fd);
                 lowest.fd = -1;
@@ -133,9 +134,10 @@ bool KZDirectoryWalker::walk(int rootfd)
         Frame &parent = m_frames[m_frames.size() - 2];
         if (parent.fd < 0) {
             const int fd = m_fileManager.openat(top.fd, "..", kOpenFlags);
-            struct stat st = {};
-            if (fd < 0 || ::fstat(fd, &st) != 0 || st.st_dev != parent.dev
-                || st.st_ino != parent.ino) {
+            struct statx st = {};
+            if (fd < 0 || m_fileManager.statx(fd, "", AT_EMPTY_PATH, STATX_INO, &st) != 0
+                || makedev(st.stx_dev_major, st.stx_dev_minor) != parent.dev
+                || st.stx_ino != parent.ino) {
                 if (fd >= 0)
                     m_fileManager.close(fd);
                 closeAll();

@@ -45,9 +45,9 @@ int openOwnFolder(int dirfd, const char *name, uid_t uid, bool create, KZFileMan
         *errnum = (errno == ELOOP) ? ENOTDIR : errno;
         return -1;
     }
-    struct stat st = {};
-    if (::fstat(fd, &st) != 0 || st.st_uid != uid) {
-        ::close(fd);
+    struct statx st = {};
+    if (fm.statx(fd, "", AT_EMPTY_PATH, STATX_UID, &st) != 0 || st.stx_uid != uid) {
+        fm.close(fd);
         *errnum = EPERM;
         return -1;
     }
