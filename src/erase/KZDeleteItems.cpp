@@ -127,7 +127,7 @@ public:
         : m_common(common)
         , m_fm(fm)
     {
-        m_stack.push_back(m_common.checkTrashFolder(rootfd));
+        m_stack.push_back(m_common.checkTrashFolder(rootfd, m_fm));
         const auto &root = m_stack.back();
         m_rootIsFiles = root && root->isFilesFolder();
         if (root && !m_rootIsFiles) {
@@ -184,16 +184,16 @@ public:
         auto &current = m_stack.back();
         if (current && current->descriptor() != dirfd) {
             // The walk let the folder go and opened it again.
-            current = m_common.reopened(*current, dirfd);
+            current = m_common.reopened(*current, dirfd, m_fm);
         }
         if (count && ++m_items % kRecheckItem == 0 && !stillInPlace())
             return nullptr;
         if (!current) {
-            current = m_common.checkTrashFolder(dirfd);
+            current = m_common.checkTrashFolder(dirfd, m_fm);
         } else if (count && m_items % kRecheckPath == 0) {
             // A folder deeper than any path has no real path to read: the chain of checked
             // opens and the top-level item in place vouch for it.
-            auto again = m_common.checkTrashFolder(dirfd);
+            auto again = m_common.checkTrashFolder(dirfd, m_fm);
             if (again || errno != ENAMETOOLONG)
                 current = std::move(again);
         }
@@ -707,7 +707,7 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
             return Action::Continue; // restored meanwhile: left where it now is
         const QByteArray path = KZPath::joinForDisplay(folders.constLast(), name);
         bool hasNoEntries = false;
-        if (common.isAnEmptyFolderAt(dirfd, name, &hasNoEntries)) {
+        if (common.isAnEmptyFolderAt(dirfd, name, fm, &hasNoEntries)) {
             Item item{path, dirfd, name, checks->folder(dirfd), std::nullopt, false, false};
             item.hasNoEntries = hasNoEntries;
             manageItem(item, true);

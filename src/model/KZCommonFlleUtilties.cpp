@@ -307,7 +307,7 @@ std::optional<KZError> KZCommonFlleUtilties::deleteItemWithURL(const QUrl &url,
 }
 
 std::optional<KZCommonFlleUtilties::TrashFolder>
-KZCommonFlleUtilties::checkTrashFolder(int dirfd) const
+KZCommonFlleUtilties::checkTrashFolder(int dirfd, KZFileManager &fm) const
 {
     TrashFolder folder;
     folder.m_realPath = KZTrashFolder::realPathOfDescriptor(dirfd);
@@ -315,13 +315,13 @@ KZCommonFlleUtilties::checkTrashFolder(int dirfd) const
         || !realFolderIsInTrash(folder.m_realPath, &folder.m_isFilesFolder))
         return std::nullopt;
     struct statx st = {};
-    if (::statx(dirfd, "", AT_EMPTY_PATH, STATX_INO, &st) != 0)
+    if (fm.statx(dirfd, "", AT_EMPTY_PATH, STATX_INO, &st) != 0)
         return std::nullopt;
     folder.m_dirfd = dirfd;
     folder.m_device = makeDevice(st);
     folder.m_inode = st.stx_ino;
     if (folder.m_isFilesFolder)
-        folder.m_infoFolder.reset(::openat(dirfd, "../info", kDirectoryFlags));
+        folder.m_infoFolder.reset(fm.openat(dirfd, "../info", kDirectoryFlags));
     return folder;
 }
 
@@ -366,10 +366,10 @@ KZCommonFlleUtilties::openSubfolder(const TrashFolder &parent, const QByteArray 
 }
 
 std::optional<KZCommonFlleUtilties::TrashFolder>
-KZCommonFlleUtilties::reopened(const TrashFolder &folder, int dirfd) const
+KZCommonFlleUtilties::reopened(const TrashFolder &folder, int dirfd, KZFileManager &fm) const
 {
     struct statx st = {};
-    if (::statx(dirfd, "", AT_EMPTY_PATH, STATX_INO, &st) != 0 || makeDevice(st) != folder.m_device
+    if (fm.statx(dirfd, "", AT_EMPTY_PATH, STATX_INO, &st) != 0 || makeDevice(st) != folder.m_device
         || st.stx_ino != folder.m_inode)
         return std::nullopt;
     TrashFolder again;
@@ -379,7 +379,7 @@ KZCommonFlleUtilties::reopened(const TrashFolder &folder, int dirfd) const
     again.m_device = folder.m_device;
     again.m_inode = folder.m_inode;
     if (again.m_isFilesFolder)
-        again.m_infoFolder.reset(::openat(dirfd, "../info", kDirectoryFlags));
+        again.m_infoFolder.reset(fm.openat(dirfd, "../info", kDirectoryFlags));
     return again;
 }
 
@@ -396,10 +396,10 @@ std::optional<KZError> KZCommonFlleUtilties::deleteItemAt(const TrashFolder &fol
 std::optional<KZError> KZCommonFlleUtilties::deleteItemAt(int dirfd, const QByteArray &name,
                                                           KZFileManager &fm) const
 {
-    const auto folder = checkTrashFolder(dirfd);
+    const auto folder = checkTrashFolder(dirfd, fm);
     if (!folder)
         return outsideTrashError(KZPath::join(KZTrashFolder::realPathOfDescriptor(dirfd), name));
-    return deleteItemAt(*folder, name, fm);
+    return deleteItemAt(*folder, name, fm, 0);
 }
 
 std::optional<KZError> KZCommonFlleUtilties::removeInFolder(int parentfd, const QByteArray &name,
@@ -596,16 +596,19 @@ QString KZCommonFlleUtilties::failureTextOfError(const KZError &error)
 bool KZCommonFlleUtilties::isAnEmptyFolder(const QUrl &url) const
 {
     const QByteArray path = KZPath::pathFromURL(url);
-    return isOpenFolderEmpty(path.isEmpty() ? -1 : ::open(path.constData(), kDirectoryFlags));
+    KZFileManager &fm = KZFileManager::defaultManager();
+    return isOpenFolderEmpty(
+        path.isEmpty() ? -1 : fm.openat(AT_FDCWD, path.constData(), kDirectoryFlags), fm, nullptr);
 }
 
-bool KZCommonFlleUtilties::isAnEmptyFolderAt(int dirfd, const QByteArray &name,
+bool KZCommonFlleUtilties::isAnEmptyFolderAt(int dirfd, const QByteArray &name, KZFileManager &fm,
                                              bool *hasNoEntries) const
 {
-    return isOpenFolderEmpty(::openat(dirfd, name.constData(), kDirectoryFlags), hasNoEntries);
+    return isOpenFolderEmpty(fm.openat(dirfd, name.constData(), kDirectoryFlags), fm, hasNoEntries);
 }
 
-bool KZCommonFlleUtilties::isOpenFolderEmpty(int rootfd, bool *hasNoEntries) const
+bool KZCommonFlleUtilties::isOpenFolderEmpty(int rootfd, KZFileManager &fm,
+                                             bool *hasNoEntries) const
 {
     if (hasNoEntries)
         *hasNoEntries = false;
@@ -622,9 +625,9 @@ bool KZCommonFlleUtilties::isOpenFolderEmpty(int rootfd, bool *hasNoEntries) con
 
     std::vector<State> states(1);
     bool answeredNo = false;
-    KZDirectoryWalker walker;
-    walker.openDirectory = [&states](int dirfd, const char *name) {
-        const int fd = ::openat(dirfd, name, kDirectoryFlags);
+    KZDirectoryWalker walker(fm);
+    walker.openDirectory = [&states, &fm](int dirfd, const char *name) {
+        const int fd = fm.openat(dirfd, name, kDirectoryFlags);
         if (fd >= 0)
             states.emplace_back();
         return fd;
@@ -639,7 +642,7 @@ bool KZCommonFlleUtilties::isOpenFolderEmpty(int rootfd, bool *hasNoEntries) con
         bool isFolder = entry.type == DT_DIR;
         if (entry.type == DT_UNKNOWN) {
             struct statx st = {};
-            isFolder = ::statx(entry.dirfd, entry.name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) == 0
+            isFolder = fm.statx(entry.dirfd, entry.name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) == 0
                        && S_ISDIR(st.stx_mode);
         }
         if (isFolder)

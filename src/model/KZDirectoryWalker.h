@@ -30,7 +30,8 @@ public:
 
     static constexpr size_t kOpenWindow = 64;
 
-    explicit KZDirectoryWalker(KZFileManager &fileManager = KZFileManager::defaultManager());
+    // Every call of the walk goes through fileManager.
+    explicit KZDirectoryWalker(KZFileManager &fileManager);
     ~KZDirectoryWalker() { closeAll(); }
     KZDirectoryWalker(const KZDirectoryWalker &) = delete;
     KZDirectoryWalker &operator=(const KZDirectoryWalker &) = delete;

@@ -104,7 +104,7 @@ KZItemSizeInfo KZFilesUtilities::sizeOfOpenFolder(int rootfd, quint64 *itemsFoun
         return {};
     SizeSum sum;
     quint64 count = 0;
-    KZDirectoryWalker walker;
+    KZDirectoryWalker walker(fileManager());
     walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
         if (stop && stop->load(std::memory_order_relaxed))
             return KZDirectoryWalker::Action::Stop;
@@ -157,7 +157,7 @@ KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, QObject *
     bool posted = false;
     const int rootfd = url.isEmpty() ? -1 : openWalkRoot(url);
     if (rootfd >= 0) {
-        KZDirectoryWalker walker;
+        KZDirectoryWalker walker(fileManager());
         walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
             using Action = KZDirectoryWalker::Action;
             bool isFolder = entry.type == DT_DIR;

@@ -63,8 +63,7 @@ public:
     // Removes every info/NAME.trashinfo whose files/NAME no longer exists, and the
     // directorysizes lines of vanished folders. filesURL is the Trash's files/ folder. Answers
     // the info files removed, or -1 when the folder is not a Trash's files/ folder.
-    static int removeOrphanedTrashInfo(const QUrl &filesURL, KZFileManager &fileManager
-                                                             = KZFileManager::defaultManager());
+    static int removeOrphanedTrashInfo(const QUrl &filesURL, KZFileManager &fileManager);
     // Rewrites ROOT/directorysizes without the lines of names (temporary file, then an atomic
     // rename); nothing is written when no line matches.
     static bool dropDirectorySizes(int rootfd, const QByteArrayList &names,
