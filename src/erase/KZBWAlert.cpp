@@ -47,7 +47,8 @@ KZBWAlert::KZBWAlert(const Environment &environment, QObject *parent)
     m_pool.setMaxThreadCount(kCalculationThreads);
     // The shared file model the calculations read is made first, so it outlives this object
     // even as both are process-wide.
-    (void)filesUtilities();
+    if (!m_environment.filesUtilities)
+        KZFilesUtilities::sharedControl();
 }
 
 KZBWAlert::~KZBWAlert()

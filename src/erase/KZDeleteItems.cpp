@@ -27,6 +27,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <climits>
 #include <vector>
 
 // Diagnostics for developers (QT_LOGGING_RULES="binwise.erase.debug=true"): what a user reads
@@ -776,7 +777,10 @@ void KZDeleteItems::manageItem(Item &item, bool isDirectory)
 
     KZCommonFlleUtilties &common = commonFileUtilities();
     std::optional<KZError> error;
-    if (m_eraseSecurely && !plainInstead) {
+    if (m_eraseSecurely && !plainInstead && item.path.size() >= PATH_MAX - 1) {
+        // Deeper than any path: srm, which works by path, cannot reach it.
+        error = KZFileManager::errorForErrno(ENAMETOOLONG, item.path);
+    } else if (m_eraseSecurely && !plainInstead) {
         error = common.secureErase(item.url());
     } else if (item.dirfd >= 0) {
         // A folder that is no longer inside a Trash is refused as the path-based removal
