@@ -7,6 +7,8 @@
 
 #include <QSysInfo>
 
+#include <cstring>
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <linux/fs.h>
@@ -297,8 +299,18 @@ QList<KZTrashLocation> KZFilesUtilities::trashesAndVolumesLocations() const
     const QByteArray home = dataHome();
     const std::optional<KZMountEntry> homeMount = mountForPath(existingAncestor(home));
     for (const KZVolumeRecord &volume : volumesLocationArray()) {
-        if (volume.isLocked.value_or(true))
+        if (volume.isLocked.value_or(true)) {
+            // Read-only, or its state cannot be read: the latter is said, not swallowed.
+            struct statvfs st = {};
+            const QByteArray path = KZPath::pathFromURL(volume.url);
+            if (fileManager().statvfs(path.constData(), &st) != 0)
+                qCWarning(lcModel).noquote()
+                    << QStringLiteral("NSTrashDirectory error: the state of “%1” cannot be read "
+                                      "(%2); its Trash is left out")
+                           .arg(KZPath::displayString(path),
+                                QString::fromLocal8Bit(std::strerror(errno)));
             continue;
+        }
         const std::optional<KZMountEntry> mount = mountForPath(KZPath::pathFromURL(volume.url));
         if (!mount)
             continue;

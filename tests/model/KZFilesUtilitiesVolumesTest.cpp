@@ -185,6 +185,31 @@ TEST_F(VolumeTest, SecondVolumeGetsItsTrashUnlessHiddenReadOnlyOrCovered)
     EXPECT_EQ(records[0].totSize, std::optional<KZCapacity>(quint64(8 * 1024 * 1024)));
 }
 
+TEST_F(VolumeTest, AVolumeWhoseStateCannotBeReadIsLeftOutAndSaidSo)
+{
+    if (!mountVolume())
+        GTEST_SKIP() << m_whyNot;
+    struct FailingStatvfs : KZFileManager
+    {
+        int statvfs(const char *, struct statvfs *) override
+        {
+            errno = EIO;
+            return -1;
+        }
+    } failing;
+    utilities(); // writes the sandbox's mount table
+    KZFilesUtilities::Roots roots;
+    roots.mountInfoPath = QString::fromLocal8Bit(path("mountinfo"));
+    roots.fileManager = &failing;
+    KZFilesUtilities blind(roots);
+    KZTestMessages log;
+    EXPECT_FALSE(trashRecord(ownTrash() + "/files", blind));
+    bool said = false;
+    for (const QString &line : log.lines())
+        said = said || (line.startsWith(u"NSTrashDirectory error: "_s) && line.contains(u"vol"_s));
+    EXPECT_TRUE(said) << log.lines().join(u'\n').toStdString();
+}
+
 TEST_F(VolumeTest, SharedTrashFolderIsUsedOnlyWhenStickyAndReal)
 {
     if (!mountVolume())
