@@ -551,11 +551,17 @@ void KZDeleteItems::iterateSmartArrayToDelete(const QList<QUrl> &array)
     KZFilesUtilities &files = filesUtilities();
     for (const QUrl &url : array) {
         if (files.isDirectoryWithURL(url)) {
-            if (!iterateFolderForDeleteContent(url)) {
+            const std::optional<KZError> error = iterateFolderForDeleteContent(url);
+            if (!error) {
                 if (commonFileUtilities().isAnEmptyFolder(url))
                     manageItemURL(url, true);
                 else
                     addToNotTrashed(url);
+            } else if (!error->isPOSIX(ENOENT)) {
+                // The folder is left, as always; why is said, not dropped.
+                const QByteArray path
+                    = error->userInfo.value(QStringLiteral("NSFilePath")).toByteArray();
+                noteFailure(path.isEmpty() ? KZPath::pathFromURL(url) : path, *error);
             }
         } else {
             manageItemURL(url, false);
