@@ -8,8 +8,9 @@
 #include <QHBoxLayout>
 #include <QIcon>
 #include <QLabel>
+#include <QPainter>
+#include <QPainterPath>
 #include <QPushButton>
-#include <QStyle>
 #include <QVBoxLayout>
 
 namespace {
@@ -18,25 +19,73 @@ namespace {
 constexpr int kIconSize = 48;
 constexpr int kTextWidth = 400;
 
-QIcon iconForStyle(KZAlertStyle style, const QStyle *widgetStyle)
+// The alert's symbol drawn as vectors, for a desktop whose icon theme has none: sharp at any
+// scale, and in signal colours that read on light and dark windows alike.
+QPixmap drawnIcon(KZAlertStyle style, qreal ratio)
 {
-    QString themeName;
-    QStyle::StandardPixmap fallback = QStyle::SP_MessageBoxWarning;
+    QPixmap pixmap(QSize(kIconSize, kIconSize) * ratio);
+    pixmap.setDevicePixelRatio(ratio);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const qreal s = kIconSize;
+    QPen mark(Qt::white, s / 9.0, Qt::SolidLine, Qt::RoundCap);
     switch (style) {
-    case KZAlertStyle::Warning:
-        themeName = QStringLiteral("dialog-warning");
-        break;
-    case KZAlertStyle::Informational:
-        themeName = QStringLiteral("dialog-information");
-        fallback = QStyle::SP_MessageBoxInformation;
-        break;
-    case KZAlertStyle::Critical:
-        themeName = QStringLiteral("dialog-error");
-        fallback = QStyle::SP_MessageBoxCritical;
+    case KZAlertStyle::Warning: {
+        QPainterPath triangle;
+        triangle.moveTo(s / 2, s * 0.06);
+        triangle.lineTo(s * 0.97, s * 0.9);
+        triangle.lineTo(s * 0.03, s * 0.9);
+        triangle.closeSubpath();
+        painter.setPen(
+            QPen(QColor(0xe5, 0xa5, 0x0a), s / 12.0, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        painter.setBrush(QColor(0xe5, 0xa5, 0x0a));
+        painter.drawPath(triangle);
+        mark.setColor(QColor(0x24, 0x1f, 0x31));
+        painter.setPen(mark);
+        painter.drawLine(QPointF(s / 2, s * 0.36), QPointF(s / 2, s * 0.6));
+        painter.drawPoint(QPointF(s / 2, s * 0.76));
         break;
     }
-    const QIcon themed = QIcon::fromTheme(themeName);
-    return themed.isNull() ? widgetStyle->standardIcon(fallback) : themed;
+    case KZAlertStyle::Informational:
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(0x35, 0x84, 0xe4));
+        painter.drawEllipse(QRectF(s * 0.04, s * 0.04, s * 0.92, s * 0.92));
+        painter.setPen(mark);
+        painter.drawPoint(QPointF(s / 2, s * 0.28));
+        painter.drawLine(QPointF(s / 2, s * 0.46), QPointF(s / 2, s * 0.74));
+        break;
+    case KZAlertStyle::Critical:
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(0xe0, 0x1b, 0x24));
+        painter.drawEllipse(QRectF(s * 0.04, s * 0.04, s * 0.92, s * 0.92));
+        painter.setPen(mark);
+        painter.drawLine(QPointF(s * 0.34, s * 0.34), QPointF(s * 0.66, s * 0.66));
+        painter.drawLine(QPointF(s * 0.66, s * 0.34), QPointF(s * 0.34, s * 0.66));
+        break;
+    }
+    return pixmap;
+}
+
+// The desktop's icon for the style, at the full size even where the theme has only smaller
+// images; drawn by hand when the theme has none.
+QPixmap iconForStyle(KZAlertStyle style, qreal ratio)
+{
+    QString name = QStringLiteral("dialog-warning");
+    if (style == KZAlertStyle::Informational)
+        name = QStringLiteral("dialog-information");
+    else if (style == KZAlertStyle::Critical)
+        name = QStringLiteral("dialog-error");
+    const QIcon themed = QIcon::fromTheme(name);
+    if (themed.isNull())
+        return drawnIcon(style, ratio);
+    const QSize wanted = QSize(kIconSize, kIconSize) * ratio;
+    QPixmap pixmap = themed.pixmap(QSize(kIconSize, kIconSize), ratio);
+    if (pixmap.size() != wanted) {
+        pixmap = pixmap.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        pixmap.setDevicePixelRatio(ratio);
+    }
+    return pixmap;
 }
 
 QLabel *textLabel(const QString &text, QWidget *parent)
@@ -70,8 +119,7 @@ KZAlertDialog::KZAlertDialog(const KZAlertRequest &request, QWidget *parent)
 
     auto *iconLabel = new QLabel(this);
     iconLabel->setObjectName(QStringLiteral("alertIcon"));
-    const QIcon icon = iconForStyle(request.style, style());
-    iconLabel->setPixmap(icon.pixmap(QSize(kIconSize, kIconSize), devicePixelRatio()));
+    iconLabel->setPixmap(iconForStyle(request.style, devicePixelRatio()));
     iconLabel->setFixedSize(kIconSize, kIconSize);
     outer->addWidget(iconLabel, 0, Qt::AlignTop);
 

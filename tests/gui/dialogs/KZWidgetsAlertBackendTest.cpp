@@ -13,6 +13,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QTest>
+#include <QThread>
 #include <QTimer>
 
 #include <gtest/gtest.h>
@@ -243,24 +244,25 @@ TEST(WidgetsAlert, AQuestionFromAWorkerThreadIsAskedOnTheMainThread)
     presenter.setBackend(std::make_shared<KZWidgetsAlertBackend>());
     std::atomic<int> answer{0};
     std::atomic<bool> done{false};
+    bool onMainThread = false;
+    bool workerWaited = false;
+    // The alert runs its own loop on the main thread: the user answers from inside it.
+    KZAlertDriver::whenShown(QStringLiteral("open_log_file_error"), [&](KZAlertDialog *dialog) {
+        onMainThread = QThread::currentThread() == QApplication::instance()->thread()
+                       && dialog->thread() == QThread::currentThread();
+        workerWaited = !done.load();
+        KZAlertDriver::click(dialog->button(KZAlertSecondButtonReturn));
+    });
     std::thread worker([&] {
         answer = presenter.askToTheUser(QStringLiteral("open_log_file_error"), QString(), {},
                                         QStringLiteral("yes_btn"), QStringLiteral("no_btn"),
                                         QString());
         done = true;
     });
-    KZAlertDialog *dialog = nullptr;
-    EXPECT_TRUE(QTest::qWaitFor([&] {
-        dialog = KZAlertDriver::visibleAlert(QStringLiteral("open_log_file_error"));
-        return dialog != nullptr;
-    }));
-    if (dialog) {
-        EXPECT_EQ(dialog->thread(), QApplication::instance()->thread());
-        EXPECT_FALSE(done.load()); // the worker waits for the answer
-        KZAlertDriver::click(dialog->button(KZAlertSecondButtonReturn));
-    }
     EXPECT_TRUE(QTest::qWaitFor([&] { return done.load(); }));
     worker.join();
+    EXPECT_TRUE(onMainThread);
+    EXPECT_TRUE(workerWaited);
     EXPECT_EQ(answer.load(), KZAlertSecondButtonReturn);
 }
 
