@@ -194,6 +194,9 @@ TEST(WidgetsAlert, TheLiveLineFollowsItsAccessoryWhileTheAlertIsUp)
             seen.append(line->text());
         }
         feeder.stop();
+        accessory.setInfoText(KZLocalizedString(QStringLiteral("Gathering_info")));
+        KZAlertDriver::screenshotsInBothPalettes(dialog, QStringLiteral("alert-gathering"));
+        EXPECT_TRUE(spinner->isVisible());
         accessory.setInfoText(QStringLiteral("The Trash holds 12 MB in 40 items."), true);
         accessory.setBusy(false);
         EXPECT_EQ(line->text(), QStringLiteral("The Trash holds 12 MB in 40 items."));
