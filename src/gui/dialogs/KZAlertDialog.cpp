@@ -88,14 +88,34 @@ QPixmap iconForStyle(KZAlertStyle style, qreal ratio)
     return pixmap;
 }
 
+// A file name may be one long word, which a label only breaks at spaces: it would stretch the
+// alert past the screen. Such words get invisible break opportunities.
+QString breakable(const QString &text)
+{
+    constexpr int kLongestUnbroken = 32;
+    QString result;
+    result.reserve(text.size() + text.size() / kLongestUnbroken);
+    int run = 0;
+    for (const QChar c : text) {
+        run = c.isSpace() ? 0 : run + 1;
+        if (run > kLongestUnbroken && !c.isLowSurrogate()) {
+            result.append(QChar(0x200B));
+            run = 1;
+        }
+        result.append(c);
+    }
+    return result;
+}
+
 QLabel *textLabel(const QString &text, QWidget *parent)
 {
-    auto *label = new QLabel(text, parent);
+    auto *label = new QLabel(breakable(text), parent);
     // File names go into these texts: never read them as markup.
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
     label->setMinimumWidth(kTextWidth);
+    label->setMaximumWidth(kTextWidth * 3 / 2);
     label->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Minimum);
     return label;
 }
@@ -243,6 +263,6 @@ void KZAlertDialog::refreshAccessory()
     QFont font = m_accessoryLabel->font();
     font.setBold(m_accessory->isBold());
     m_accessoryLabel->setFont(font);
-    m_accessoryLabel->setText(m_accessory->infoText());
+    m_accessoryLabel->setText(breakable(m_accessory->infoText()));
     m_spinner->setRunning(m_accessory->isBusy());
 }

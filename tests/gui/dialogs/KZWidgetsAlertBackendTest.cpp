@@ -300,3 +300,18 @@ TEST(WidgetsAlert, HelperInstallQuestion)
     ASSERT_TRUE(error.has_value());
     EXPECT_EQ(error->code, -60006);
 }
+
+TEST(WidgetsAlert, ALongFileNameWrapsInsteadOfWideningTheAlert)
+{
+    const QString name = QString(300, QLatin1Char('x')) + QStringLiteral(".pdf");
+    KZAlertRequest request = question({QStringLiteral("Skip"), QStringLiteral("Erase")});
+    request.messageText = QStringLiteral("\u201C%1\u201D is locked.").arg(name);
+    ask(request, [&](KZAlertDialog *dialog) {
+        QLabel *message = dialog->messageLabel();
+        // Every character is there, only with places to break.
+        EXPECT_EQ(message->text().remove(QChar(0x200B)), request.messageText);
+        EXPECT_LT(dialog->width(), 800);
+        EXPECT_GT(message->height(), 3 * message->fontMetrics().height());
+        KZAlertDriver::click(dialog->button(KZAlertFirstButtonReturn));
+    });
+}
