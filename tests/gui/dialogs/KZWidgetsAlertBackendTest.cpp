@@ -85,17 +85,6 @@ TEST(WidgetsAlert, EachButtonAnswersItsCodeAndTheBoxStateComesBack)
         QTest::keyClick(dialog, Qt::Key_Return);
     });
     EXPECT_EQ(viaReturn.answer, KZAlertFirstButtonReturn);
-
-    // A box that starts ticked comes back ticked, and unticked when the user clears it.
-    KZAlertRequest ticked = question(kThree);
-    ticked.checkBoxState = true;
-    EXPECT_TRUE(ask(ticked, [](KZAlertDialog *dialog) {
-                    KZAlertDriver::click(dialog->button(KZAlertSecondButtonReturn));
-                }).checkBoxState);
-    EXPECT_FALSE(ask(ticked, [](KZAlertDialog *dialog) {
-                     KZAlertDriver::click(dialog->checkBox());
-                     KZAlertDriver::click(dialog->button(KZAlertSecondButtonReturn));
-                 }).checkBoxState);
 }
 
 TEST(WidgetsAlert, EscapeAndTheWindowsCloseButtonGiveTheCancelAnswer)
