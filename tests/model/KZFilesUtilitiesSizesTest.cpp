@@ -79,6 +79,23 @@ TEST_F(SizesTest, PlainWalkCountsEverythingTheDelegateWalkCountsApartWithoutFind
     EXPECT_EQ(counts, KZItemCountInfo{});
 }
 
+TEST_F(SizesTest, AWalkWithAStopFlagIsThePlainWalkUntilTheFlagIsSet)
+{
+    const QUrl url = folder("flagged", {"a", "b/c", "b/d", "e/"});
+    std::atomic<bool> stop{false};
+    quint64 count = 0;
+    quint64 plainCount = 0;
+    EXPECT_EQ(m_utilities.iterateFolderForSize(url, &count, stop),
+              m_utilities.iterateFolderForSize(url, &plainCount));
+    EXPECT_EQ(count, 5u);
+    EXPECT_EQ(count, plainCount);
+    // Set before the first entry: nothing is walked.
+    stop = true;
+    count = 0;
+    EXPECT_EQ(m_utilities.iterateFolderForSize(url, &count, stop), KZItemSizeInfo{});
+    EXPECT_EQ(count, 0u);
+}
+
 TEST_F(SizesTest, HardLinksCountOnceAndLinksAreNeverFollowed)
 {
     const QUrl url = folder("links", {"big"}, QByteArray(100000, 'x'));
