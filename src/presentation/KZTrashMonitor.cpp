@@ -423,7 +423,8 @@ void KZTrashMonitor::measure(Trash &trash)
         if (stopping->load())
             return;
         quint64 count = 0;
-        const quint64 size = utilities->iterateFolderForSize(url, &count, *stopping).totalFileSize;
+        const quint64 size
+            = utilities->iterateFolderForSize(url, &count, stopping.get()).totalFileSize;
         if (stopping->load())
             return;
         // Queued to this object: once the monitor is gone (it waits for this walk first), the

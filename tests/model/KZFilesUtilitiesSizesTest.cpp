@@ -85,14 +85,14 @@ TEST_F(SizesTest, AWalkWithAStopFlagIsThePlainWalkUntilTheFlagIsSet)
     std::atomic<bool> stop{false};
     quint64 count = 0;
     quint64 plainCount = 0;
-    EXPECT_EQ(m_utilities.iterateFolderForSize(url, &count, stop),
+    EXPECT_EQ(m_utilities.iterateFolderForSize(url, &count, &stop),
               m_utilities.iterateFolderForSize(url, &plainCount));
     EXPECT_EQ(count, 5u);
     EXPECT_EQ(count, plainCount);
     // Set before the first entry: nothing is walked.
     stop = true;
     count = 0;
-    EXPECT_EQ(m_utilities.iterateFolderForSize(url, &count, stop), KZItemSizeInfo{});
+    EXPECT_EQ(m_utilities.iterateFolderForSize(url, &count, &stop), KZItemSizeInfo{});
     EXPECT_EQ(count, 0u);
 }
 
