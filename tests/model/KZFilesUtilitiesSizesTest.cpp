@@ -81,15 +81,13 @@ TEST_F(SizesTest, PlainWalkCountsEverythingTheDelegateWalkCountsApartWithoutFind
 
 TEST_F(SizesTest, AWalkWithAStopFlagIsThePlainWalkUntilTheFlagIsSet)
 {
-    const QUrl url = folder("flagged", {"a", "b/c", "b/d", "e/"});
+    const QUrl url = folder("flagged", {"a", "b/c", "b/d/e"});
+    quint64 plainCount = 0;
+    const KZItemSizeInfo plain = m_utilities.iterateFolderForSize(url, &plainCount);
     std::atomic<bool> stop{false};
     quint64 count = 0;
-    quint64 plainCount = 0;
-    EXPECT_EQ(m_utilities.iterateFolderForSize(url, &count, &stop),
-              m_utilities.iterateFolderForSize(url, &plainCount));
-    EXPECT_EQ(count, 5u);
+    EXPECT_EQ(m_utilities.iterateFolderForSize(url, &count, &stop), plain);
     EXPECT_EQ(count, plainCount);
-    // Set before the first entry: nothing is walked.
     stop = true;
     count = 0;
     EXPECT_EQ(m_utilities.iterateFolderForSize(url, &count, &stop), KZItemSizeInfo{});
