@@ -233,6 +233,18 @@ TEST_F(TrashMonitorTest, FollowsTrashesMadeLaterAndVolumesMountedAndUnmounted)
     ASSERT_TRUE(record);
     EXPECT_EQ(record->itemsCount.value_or(0), 1u);
     EXPECT_GE(record->itemsSize.value_or(0), 12000u);
+
+    // The whole Trash folder removed by hand: its watch goes with it and the totals follow.
+    KZTestSandbox::removeTree(path("first/.Trash-" + uid));
+    ASSERT_TRUE(waitForTotals(monitor, base));
+    ASSERT_TRUE(KZTestFiles::writeFile(path("first/plan.txt"), QByteArray(3000, 'p')));
+    ASSERT_EQ(run(QStringLiteral("trash-put"), {QString::fromLocal8Bit(path("first/plan.txt"))}),
+              0);
+    ASSERT_TRUE(waitForTotals(monitor, base + 1));
+    record = trashOn(monitor, firstFiles);
+    ASSERT_TRUE(record);
+    EXPECT_GE(record->itemsSize.value_or(0), 3000u);
+    EXPECT_LT(record->itemsSize.value_or(0), 12000u);
     const quint64 firstWalks = monitor.measurementsStarted(KZPath::urlFromPath(firstFiles));
 
     // A volume mounted later, its Trash already holding two items.
