@@ -269,3 +269,42 @@ TEST_F(TrashMonitorTest, FollowsTrashesMadeLaterAndVolumesMountedAndUnmounted)
     EXPECT_FALSE(trashOn(monitor, later.files()));
     EXPECT_EQ(monitor.measurementsStarted(KZPath::urlFromPath(firstFiles)), firstWalks);
 }
+
+TEST_F(TrashMonitorTest, EventsLostToAFullQueueMeasureEveryTrashAgain)
+{
+    QFile limitFile(QStringLiteral("/proc/sys/fs/inotify/max_queued_events"));
+    const int limit
+        = limitFile.open(QIODevice::ReadOnly) ? limitFile.readAll().trimmed().toInt() : 0;
+    if (limit <= 0 || limit > 100000)
+        GTEST_SKIP() << "the inotify queue holds " << limit << " events";
+    QString whyNot;
+    std::unique_ptr<KZTestMount> busy = KZTestMount::tmpfs(path("busy"), &whyNot, 64);
+    std::unique_ptr<KZTestMount> quiet
+        = busy ? KZTestMount::tmpfs(path("quiet"), &whyNot) : nullptr;
+    if (!quiet)
+        GTEST_SKIP() << qPrintable(whyNot);
+    KZTestTrash busyTrash = KZTestTrash::onVolume(path("busy"));
+    KZTestTrash quietTrash = KZTestTrash::onVolume(path("quiet"));
+    quietTrash.addFile("kept", QByteArray(100, 'k'));
+    writeMountTable();
+
+    KZTrashMonitor monitor(roots());
+    monitor.start();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return monitor.isMeasured(); }, kWaitMs));
+    const quint64 base = monitor.totalCount();
+    const QUrl quietURL = KZPath::urlFromPath(quietTrash.files());
+    ASSERT_EQ(monitor.measurementsStarted(quietURL), 1u);
+
+    // More changes than the kernel queues, made while the monitor reads none of them.
+    const int items = limit + 100;
+    for (int i = 0; i < items; ++i) {
+        const QByteArray name = busyTrash.files() + "/item-" + QByteArray::number(i);
+        const int fd = ::open(name.constData(), O_RDONLY | O_CREAT | O_CLOEXEC, 0600);
+        ASSERT_GE(fd, 0) << i;
+        ::close(fd);
+    }
+    ASSERT_TRUE(waitForTotals(monitor, base + quint64(items)));
+    // What changed is unknown once events are lost: the quiet Trash is measured again too.
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return monitor.measurementsStarted(quietURL) == 2; }, kWaitMs));
+}
