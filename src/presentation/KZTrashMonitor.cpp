@@ -194,7 +194,18 @@ void KZTrashMonitor::relist()
 
     QHash<QByteArray, Trash> kept;
     QList<QByteArray> order;
-    for (const KZTrashLocation &record : records) {
+    // A volume's second Trash folder (two desktops used it) is followed as a Trash of its own,
+    // so that the totals hold both.
+    QList<KZTrashLocation> folders;
+    for (const KZTrashLocation &listed : records) {
+        for (const QUrl &url : listed.trashURLs()) {
+            KZTrashLocation folder = listed;
+            folder.trashURL = url;
+            folder.otherTrashURL.clear();
+            folders.append(folder);
+        }
+    }
+    for (const KZTrashLocation &record : std::as_const(folders)) {
         const QByteArray files = withoutTrailingSlash(KZPath::pathFromURL(record.trashURL));
         if (files.isEmpty() || kept.contains(files))
             continue;

@@ -45,7 +45,8 @@ public:
     // True once every Trash known has been measured at least once.
     [[nodiscard]] bool isMeasured() const;
 
-    // The Trash records being followed, with their last measured counters.
+    // The Trash folders being followed (a volume with two gives two records, each with one
+    // folder), with their last measured counters.
     [[nodiscard]] QList<KZTrashLocation> locations() const;
     // Walks started so far for the Trash whose files/ folder is trashURL (all Trashes when
     // empty), so that a test can see that a burst costs few and an unchanged Trash none.
