@@ -78,6 +78,7 @@ KZPreviewWindow::KZPreviewWindow(QWidget *parent)
 
     m_pages = new QStackedWidget(this);
     m_picture = new QLabel(m_pages);
+    m_picture->setObjectName(QStringLiteral("picture"));
     m_picture->setAlignment(Qt::AlignCenter);
     m_picture->setBackgroundRole(QPalette::Base);
     m_picture->setAutoFillBackground(true);
@@ -144,6 +145,11 @@ KZPreviewWindow::KZPreviewWindow(QWidget *parent)
 }
 
 KZPreviewWindow::~KZPreviewWindow() = default;
+
+bool KZPreviewWindow::isZooming() const
+{
+    return m_zoom->state() == QAbstractAnimation::Running;
+}
 
 void KZPreviewWindow::setItemList(QAbstractItemView *list, ItemForIndex itemForIndex)
 {

@@ -69,6 +69,8 @@ public:
     [[nodiscard]] KZPreviewContent::Kind shownKind() const { return m_shownKind; }
     [[nodiscard]] QUrl shownURL() const { return m_shownURL; }
     [[nodiscard]] bool watchdogIsRunning() const { return m_watchdog.isActive(); }
+    // The window is growing out of or shrinking into the row's icon.
+    [[nodiscard]] bool isZooming() const;
 
 protected:
     void keyPressEvent(QKeyEvent *event) override;
