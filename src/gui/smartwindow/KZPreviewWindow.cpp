@@ -105,8 +105,9 @@ KZPreviewWindow::KZPreviewWindow(QWidget *parent)
     bold.setBold(true);
     bold.setPointSizeF(bold.pointSizeF() * 1.2);
     m_factsName->setFont(bold);
-    facts->addWidget(m_factsIcon, 0, 0, 5, 1, Qt::AlignTop);
-    facts->addWidget(m_factsName, 0, 1, 1, 2);
+    // Row 0 and row 6 take the spare height, so the facts sit in the middle.
+    facts->addWidget(m_factsIcon, 1, 0, 5, 1, Qt::AlignTop);
+    facts->addWidget(m_factsName, 1, 1, 1, 2);
     const QStringList captions{KZLocalizedString(QStringLiteral("preview_kind")),
                                KZLocalizedString(QStringLiteral("preview_size")),
                                KZLocalizedString(QStringLiteral("preview_where")),
@@ -118,11 +119,12 @@ KZPreviewWindow::KZPreviewWindow(QWidget *parent)
         caption->setForegroundRole(QPalette::PlaceholderText);
         caption->setWordWrap(false);
         *values[row] = factLabel(m_facts);
-        facts->addWidget(caption, row + 1, 1, Qt::AlignTop | Qt::AlignRight);
-        facts->addWidget(*values[row], row + 1, 2, Qt::AlignTop);
+        facts->addWidget(caption, row + 2, 1, Qt::AlignTop | Qt::AlignRight);
+        facts->addWidget(*values[row], row + 2, 2, Qt::AlignTop);
     }
     facts->setColumnStretch(2, 1);
-    facts->setRowStretch(5, 1);
+    facts->setRowStretch(0, 1);
+    facts->setRowStretch(6, 1);
     m_pages->addWidget(m_facts);
 
     m_footer = new QLabel(this);

@@ -1,5 +1,7 @@
 #include "KZSourceTableView.h"
 
+#include "KZRowSelectionStyle.h"
+
 #include <QHeaderView>
 #include <QKeyEvent>
 
@@ -10,6 +12,9 @@ KZSourceTableView::KZSourceTableView(QWidget *parent)
     setSelectionMode(QAbstractItemView::SingleSelection);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     setShowGrid(false);
+    auto *style = new KZRowSelectionStyle();
+    style->setParent(this);
+    setStyle(style);
     setWordWrap(false);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     horizontalHeader()->hide();

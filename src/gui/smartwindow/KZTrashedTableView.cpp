@@ -3,6 +3,8 @@
 #include "presentation/KZSmartWindowCntrl.h"
 #include "presentation/KZTrashItemsModel.h"
 
+#include "KZRowSelectionStyle.h"
+
 #include <QHeaderView>
 #include <QMouseEvent>
 
@@ -14,6 +16,9 @@ KZTrashedTableView::KZTrashedTableView(KZSmartWindowCntrl *controller, QWidget *
     setSelectionMode(QAbstractItemView::SingleSelection);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     setShowGrid(false);
+    auto *style = new KZRowSelectionStyle();
+    style->setParent(this);
+    setStyle(style);
     setWordWrap(false);
     setAlternatingRowColors(true);
     verticalHeader()->hide();

@@ -15,8 +15,10 @@
 #include <QAbstractItemModelTester>
 #include <QDir>
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QPushButton>
 #include <QTest>
+#include <QToolTip>
 
 #include <unistd.h>
 
@@ -277,4 +279,28 @@ TEST_F(Window, LoadsIconsOnlyForTheRowsItShows)
     QTest::qWait(50);
     window->itemIcons()->waitForLoads();
     EXPECT_LE(window->itemIcons()->loadsStarted(), 3 * shown);
+}
+
+TEST_F(Window, AVolumeNameTooLongForItsRowShowsWholeAsAToolTip)
+{
+    trash.addFile("a");
+    KZTestTrash other
+        = KZTestTrash::onVolume(erase.sandbox.path(QStringLiteral("b")).toLocal8Bit());
+    other.addFile("b");
+    const QString longName = QStringLiteral("A backup disk whose name goes on and on past the row");
+    open({recordOf(trash, QStringLiteral("Home")), recordOf(other, longName)});
+    KZSourceTableView *sources = window->sourceList();
+    const auto toolTipOf = [&](int row) {
+        const QRect cell
+            = sources->visualRect(sources->model()->index(row, KZSourceListModel::NameColumn));
+        QHelpEvent help(QEvent::ToolTip, cell.center(),
+                        sources->viewport()->mapToGlobal(cell.center()));
+        QCoreApplication::sendEvent(sources->viewport(), &help);
+        const QString text = QToolTip::isVisible() ? QToolTip::text() : QString();
+        QToolTip::hideText();
+        return text;
+    };
+    // The short one first: a tool tip that was shown fades out rather than going at once.
+    EXPECT_EQ(toolTipOf(0), QString());
+    EXPECT_EQ(toolTipOf(1), longName + QStringLiteral(" Trash"));
 }
