@@ -17,6 +17,7 @@
 #include <QThread>
 
 #include <algorithm>
+#include <cerrno>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -162,7 +163,11 @@ void KZSmartWindowCntrl::showWindowWithDict(const QList<KZTrashLocation> &record
                 if (tree->stopped.load())
                     return;
                 auto volume = std::make_unique<KZVolumeNode>(record);
-                volume->children = itemsOfTrash(record.trashURL, volume.get(), *tree);
+                bool missing = false;
+                volume->children = itemsOfTrash(record.trashURL, volume.get(), *tree, &missing);
+                // A Trash folder that is not there (yet, or any more) is an empty Trash.
+                if (missing && otherTrashURLOf(record).isEmpty())
+                    volume->trashIsEmpty = true;
                 const QUrl other = otherTrashURLOf(record);
                 if (!other.isEmpty()) {
                     for (auto &item : itemsOfTrash(other, volume.get(), *tree))
@@ -285,17 +290,23 @@ void KZSmartWindowCntrl::setIsGathering(bool gathering)
 
 std::vector<std::unique_ptr<KZItemNode>> KZSmartWindowCntrl::itemsOfTrash(const QUrl &trashURL,
                                                                           KZVolumeNode *parentDict,
-                                                                          const KZTrashTree &tree)
+                                                                          const KZTrashTree &tree,
+                                                                          bool *folderMissing)
 {
     std::vector<std::unique_ptr<KZItemNode>> items;
     const QByteArray path = KZPath::pathFromURL(trashURL);
+    if (folderMissing)
+        *folderMissing = path.isEmpty();
     if (path.isEmpty())
         return items;
     // O_NOFOLLOW: a files/ that is a link leads out of the Trash, so it is not listed.
     KZFileDescriptor filesfd(
         ::open(path.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!filesfd.isValid())
+    if (!filesfd.isValid()) {
+        if (folderMissing)
+            *folderMissing = errno == ENOENT;
         return items;
+    }
     QByteArray topDirectory;
     KZFileDescriptor infofd;
     if (const std::optional<QByteArray> root
@@ -504,6 +515,8 @@ bool KZSmartWindowCntrl::sortWithColumn(int column, Qt::SortOrder order)
     KZSortDescriptor descriptor;
     descriptor.ascending = order == Qt::AscendingOrder;
     switch (column) {
+    case KZTrashItemsModel::CheckColumn:
+        return false; // the tick column has no order of its own
     case KZTrashItemsModel::SizeColumn:
         descriptor.key = KZSortDescriptor::kSizeKey;
         break;

@@ -108,7 +108,8 @@ public:
     // tick itself then comes through setItemCheck.
     bool itemsListShouldSelectRow(int row, int clickedColumn, Qt::KeyboardModifiers modifiers);
     // A header click asked for this order. Sorts on a worker thread and reloads the item list
-    // when done; while a sort runs the request is refused with a beep (false).
+    // when done; while a sort runs the request is refused with a beep (false). The tick column
+    // has no order: false, and nothing happens.
     bool sortWithColumn(int column, Qt::SortOrder order);
     // The order the item list is (or is being) sorted in.
     [[nodiscard]] KZSortDescriptor sortDescriptor() const { return m_sortDescriptor; }
@@ -132,11 +133,12 @@ public:
 
     // ---- The tree (worker threads) --------------------------------------------------------
 
-    // Lists one Trash folder (its files/; a missing one lists nothing and makes nothing): the
-    // name, the size of files, the deletion date and original path from info/. Any thread;
-    // gives up at the next entry once tree->stopped is set.
+    // Lists one Trash folder (its files/; a missing one lists nothing, makes nothing and sets
+    // *folderMissing): the name, the size of files, the deletion date and original path from
+    // info/. Any thread; gives up at the next entry once tree.stopped is set.
     [[nodiscard]] static std::vector<std::unique_ptr<KZItemNode>>
-    itemsOfTrash(const QUrl &trashURL, KZVolumeNode *parentDict, const KZTrashTree &tree);
+    itemsOfTrash(const QUrl &trashURL, KZVolumeNode *parentDict, const KZTrashTree &tree,
+                 bool *folderMissing = nullptr);
     // Adds bytes to a volume's size. Any thread.
     static void addSize(quint64 size, KZVolumeNode *parentDict);
 

@@ -44,7 +44,7 @@ QString KZSourceListModel::titleOfVolume(const QString &volumeName)
 
 QVariant KZSourceListModel::data(const QModelIndex &index, int role) const
 {
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
+    if (!index.isValid() || !checkIndex(index, CheckIndexOption::ParentIsInvalid))
         return {};
     const KZVolumeNode *volume = m_controller->volumeAt(index.row());
     if (!volume)
@@ -83,7 +83,7 @@ QVariant KZSourceListModel::data(const QModelIndex &index, int role) const
 
 Qt::ItemFlags KZSourceListModel::flags(const QModelIndex &index) const
 {
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
+    if (!index.isValid() || !checkIndex(index, CheckIndexOption::ParentIsInvalid))
         return Qt::NoItemFlags;
     // An empty Trash is shown dimmed, and can be neither selected nor ticked.
     if (!m_controller->sourceListShouldSelectRow(index.row()))
@@ -96,8 +96,8 @@ Qt::ItemFlags KZSourceListModel::flags(const QModelIndex &index) const
 
 bool KZSourceListModel::setData(const QModelIndex &index, const QVariant &value, int role)
 {
-    if (role != Qt::CheckStateRole || index.column() != CheckColumn
-        || !checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid)
+    if (role != Qt::CheckStateRole || index.column() != CheckColumn || !index.isValid()
+        || !checkIndex(index, CheckIndexOption::ParentIsInvalid)
         || !m_controller->sourceListShouldSelectRow(index.row()))
         return false;
     const auto state = value.value<Qt::CheckState>();

@@ -23,7 +23,7 @@ int KZTrashItemsModel::columnCount(const QModelIndex &parent) const
 
 QVariant KZTrashItemsModel::data(const QModelIndex &index, int role) const
 {
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
+    if (!index.isValid() || !checkIndex(index, CheckIndexOption::ParentIsInvalid))
         return {};
     const KZItemNode *item = m_controller->itemAt(index.row());
     if (!item)
@@ -84,7 +84,7 @@ QVariant KZTrashItemsModel::headerData(int section, Qt::Orientation orientation,
 
 Qt::ItemFlags KZTrashItemsModel::flags(const QModelIndex &index) const
 {
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
+    if (!index.isValid() || !checkIndex(index, CheckIndexOption::ParentIsInvalid))
         return Qt::NoItemFlags;
     Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren;
     if (index.column() == CheckColumn)
@@ -94,8 +94,8 @@ Qt::ItemFlags KZTrashItemsModel::flags(const QModelIndex &index) const
 
 bool KZTrashItemsModel::setData(const QModelIndex &index, const QVariant &value, int role)
 {
-    if (role != Qt::CheckStateRole || index.column() != CheckColumn
-        || !checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
+    if (role != Qt::CheckStateRole || index.column() != CheckColumn || !index.isValid()
+        || !checkIndex(index, CheckIndexOption::ParentIsInvalid))
         return false;
     const auto state = value.value<Qt::CheckState>();
     m_controller->setItemCheck(index.row(),
