@@ -93,6 +93,11 @@ QImage readPdfPage(const QByteArray &data, const QSize &fitInto)
 #endif
 } // namespace
 
+bool KZPreviewContent::showsPdfPages()
+{
+    return BINWISE_HAS_QT_PDF;
+}
+
 std::optional<QByteArray> KZPreviewContent::readRegularFile(const QByteArray &path, qint64 limit,
                                                             bool *truncated)
 {

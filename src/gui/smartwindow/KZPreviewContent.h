@@ -21,6 +21,9 @@ public:
     static constexpr qint64 kTextLimit = 64 * 1024;
     static constexpr qint64 kDocumentLimit = 64 * 1024 * 1024;
 
+    // Whether PDFs show their first page (Qt PDF was there when Binwise was built).
+    [[nodiscard]] static bool showsPdfPages();
+
     // Reads the item at itemURL; pictures and pages are scaled to fit fitInto (pixels).
     [[nodiscard]] static KZPreviewContent load(const QUrl &itemURL, const QSize &fitInto);
 

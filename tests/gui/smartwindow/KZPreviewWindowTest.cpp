@@ -13,7 +13,9 @@
 #include <QImage>
 #include <QLabel>
 #include <QLinearGradient>
+#include <QPageSize>
 #include <QPainter>
+#include <QPdfWriter>
 #include <QPlainTextEdit>
 #include <QTemporaryDir>
 #include <QTest>
@@ -171,6 +173,41 @@ TEST_F(Preview, ShowsPictureTextAndFolderAndNeverReadsThroughALinkOrAFifo)
     QCoreApplication::processEvents();
     EXPECT_LT(::read(watch, events, sizeof events), 0) << "the FIFO was opened";
     ::close(watch);
+}
+
+TEST_F(Preview, ShowsAPdfsFirstPageWhereQtPdfIsInstalled)
+{
+    QByteArray pdf;
+    {
+        QBuffer buffer(&pdf);
+        buffer.open(QIODevice::WriteOnly);
+        QPdfWriter writer(&buffer);
+        writer.setPageSize(QPageSize(QPageSize::A5));
+        QPainter painter(&writer);
+        painter.setFont(QFont(QStringLiteral("DejaVu Sans"), 28));
+        painter.drawText(QRect(0, 0, writer.width(), writer.height() / 3), Qt::AlignCenter,
+                         QStringLiteral("First page"));
+        painter.fillRect(QRect(0, writer.height() / 2, writer.width(), writer.height() / 4),
+                         QColor(0x35, 0x84, 0xe4));
+    }
+    trash.addFile("leaflet.pdf", pdf, "/home/someone/leaflet.pdf");
+    open({recordOf(trash, QStringLiteral("Home"))});
+    openOn("leaflet.pdf");
+    if (!KZPreviewContent::showsPdfPages()) {
+        EXPECT_EQ(preview()->shownKind(), Kind::Facts);
+        GTEST_SKIP() << "built without Qt PDF: the PDF shows its facts";
+    }
+    EXPECT_EQ(preview()->shownKind(), Kind::Pdf);
+    const QImage page
+        = preview()->findChild<QLabel *>(QStringLiteral("picture"))->pixmap().toImage();
+    // A page in A5's proportions, white paper with the blue band drawn on it.
+    EXPECT_NEAR(double(page.height()) / page.width(), 210.0 / 148.0, 0.03);
+    EXPECT_EQ(page.pixelColor(page.width() / 2, page.height() / 8), QColor(Qt::white));
+    const QColor band = page.pixelColor(page.width() / 2, page.height() * 5 / 8);
+    EXPECT_GT(band.blue(), 200);
+    EXPECT_LT(band.red(), 100);
+    screenshots(QStringLiteral("preview-pdf"));
+    closeWithSpace();
 }
 
 TEST_F(Preview, SpaceTogglesFromEitherListAndArrowsMoveTheSelectionItFollows)
