@@ -14,6 +14,7 @@
 
 #include <QAbstractItemModelTester>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QHeaderView>
 #include <QHelpEvent>
 #include <QPushButton>
@@ -303,4 +304,40 @@ TEST_F(Window, AVolumeNameTooLongForItsRowShowsWholeAsAToolTip)
     // The short one first: a tool tip that was shown fades out rather than going at once.
     EXPECT_EQ(toolTipOf(0), QString());
     EXPECT_EQ(toolTipOf(1), longName + QStringLiteral(" Trash"));
+}
+
+TEST_F(Window, CoversItselfWithTheSpinnerOnlyWhenTheTreeTakesLongerThanHalfASecond)
+{
+    // Many items, each with its info file, so that the listing takes a while.
+    for (int i = 0; i < 25000; ++i) {
+        const QByteArray name = "entry " + QByteArray::number(i);
+        KZTestFiles::writeFile(trash.itemPath(name), "x");
+        trash.writeInfo(name, "/home/someone/" + name);
+    }
+    QElapsedTimer clock;
+    clock.start();
+    cntrl->showWindowWithDict({recordOf(trash, QStringLiteral("Home"))});
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
+    // Nothing covers the window during the first half second.
+    while (cntrl->isGathering() && clock.elapsed() < 400) {
+        EXPECT_FALSE(window->waitingView()->isVisible());
+        QTest::qWait(20);
+    }
+    QTest::qWait(qMax<qint64>(0, 650 - clock.elapsed()));
+    const bool stillBuilding = cntrl->isGathering();
+    if (stillBuilding) {
+        EXPECT_TRUE(window->waitingView()->isVisible());
+        EXPECT_TRUE(window->waitingView()->isSpinning());
+        // The buttons along the bottom stay uncovered.
+        EXPECT_EQ(window->waitingView()->geometry().bottom() + 1,
+                  window->cancelBtn()->parentWidget()->y());
+        KZGuiTestSupport::saveScreenshot(window.get(), QStringLiteral("smartwindow-waiting"),
+                                         false);
+    }
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !cntrl->isGathering(); }, 60000));
+    EXPECT_FALSE(window->waitingView()->isVisible());
+    EXPECT_FALSE(window->waitingView()->isSpinning());
+    EXPECT_EQ(window->list()->model()->rowCount(), 25000);
+    if (!stillBuilding)
+        GTEST_SKIP() << "the tree was built within half a second: no waiting view to see";
 }
