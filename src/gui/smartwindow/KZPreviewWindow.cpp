@@ -199,6 +199,16 @@ void KZPreviewWindow::quickLookAction()
     openFrom(rectOfItem());
 }
 
+void KZPreviewWindow::orderOut()
+{
+    if (m_open && m_zoom->state() != QAbstractAnimation::Running && isVisible())
+        m_lastGeometry = geometry();
+    m_open = false;
+    m_zoom->stop();
+    m_watchdog.stop();
+    hide();
+}
+
 void KZPreviewWindow::showPreviewWithQuickLook()
 {
     if (!m_open)

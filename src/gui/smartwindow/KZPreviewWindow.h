@@ -54,6 +54,8 @@ public:
     void quickLookAction();
     // The item of the list's selected row, or nothing.
     [[nodiscard]] std::optional<KZPreviewItem> selectedObjects() const;
+    // Closes the preview at once, without shrinking (its window is closing).
+    void orderOut();
     // Shows the selected item again when the preview is open; nothing otherwise.
     void showPreviewWithQuickLook();
     // The watchdog's tick: closes the preview when the selection is gone, stops itself once

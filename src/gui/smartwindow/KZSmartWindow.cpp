@@ -55,7 +55,7 @@ KZSmartWindow::KZSmartWindow(KZSmartWindowCntrl *controller, QWidget *parent)
     sourceColumns->setSectionResizeMode(KZSourceListModel::NameColumn, QHeaderView::Stretch);
     sourceColumns->setSectionResizeMode(KZSourceListModel::CheckedCountColumn, QHeaderView::Fixed);
     sourceColumns->resizeSection(KZSourceListModel::CheckColumn, 26);
-    sourceColumns->resizeSection(KZSourceListModel::CheckedCountColumn, 104);
+    sourceColumns->resizeSection(KZSourceListModel::CheckedCountColumn, 112);
     sourceColumns->setMinimumSectionSize(20);
 
     // ---- Item list -------------------------------------------------------------------------
@@ -244,9 +244,7 @@ void KZSmartWindow::showSortIndicator()
 
 void KZSmartWindow::closeEvent(QCloseEvent *event)
 {
-    if (m_preview->isPreviewOpen())
-        m_preview->quickLookAction();
-    m_preview->hide();
+    m_preview->orderOut();
     setGathering(false);
     m_controller->windowWillClose();
     QWidget::closeEvent(event);

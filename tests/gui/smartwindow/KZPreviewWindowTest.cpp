@@ -17,6 +17,7 @@
 #include <QPainter>
 #include <QPdfWriter>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -254,6 +255,23 @@ TEST_F(Preview, DeselectingTheRowClosesThePreview)
     ASSERT_EQ(selectedItemRow(), -1);
     EXPECT_TRUE(QTest::qWaitFor([&] { return !preview()->isVisible(); }, 2000));
     EXPECT_FALSE(preview()->isPreviewOpen());
+}
+
+TEST_F(Preview, GoesWithItsWindowAndOpensAgainWithTheNextOne)
+{
+    trash.addFile("kept.txt", "kept");
+    open({recordOf(trash, QStringLiteral("Home"))});
+    openOn("kept.txt");
+    QTest::mouseClick(window->cancelBtn(), Qt::LeftButton);
+    EXPECT_FALSE(window->isVisible());
+    EXPECT_FALSE(preview()->isVisible());
+    EXPECT_FALSE(preview()->watchdogIsRunning());
+
+    open({recordOf(trash, QStringLiteral("Home"))});
+    // The first space bar of the new opening opens the preview; it does not "close" the old one.
+    openOn("kept.txt");
+    EXPECT_TRUE(preview()->isPreviewOpen());
+    closeWithSpace();
 }
 
 TEST(PreviewContent, ReadsRegularFilesOnlyAndTellsTextFromBinary)
