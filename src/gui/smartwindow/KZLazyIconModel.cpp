@@ -48,6 +48,8 @@ void KZLazyIconModel::forget()
 
 QVariant KZLazyIconModel::data(const QModelIndex &index, int role) const
 {
+    if (!index.isValid())
+        return {};
     if (role != Qt::DecorationRole || index.column() != m_iconColumn)
         return QIdentityProxyModel::data(index, role);
     const QUrl url = QIdentityProxyModel::data(index, KZURLRole).toUrl();
