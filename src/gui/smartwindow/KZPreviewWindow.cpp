@@ -74,7 +74,7 @@ KZPreviewWindow::KZPreviewWindow(QWidget *parent)
 {
     setAttribute(Qt::WA_DeleteOnClose, false);
     setFocusPolicy(Qt::StrongFocus);
-    setMinimumSize(200, 160);
+    // No minimum size: the window grows out of a 32-point icon.
 
     m_pages = new QStackedWidget(this);
     m_picture = new QLabel(m_pages);
@@ -133,6 +133,8 @@ KZPreviewWindow::KZPreviewWindow(QWidget *parent)
     m_footer->setTextInteractionFlags(Qt::NoTextInteraction);
 
     auto *layout = new QVBoxLayout(this);
+    // The contents must not hold the window larger than the icon it grows out of.
+    layout->setSizeConstraint(QLayout::SetNoConstraint);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
     layout->addWidget(m_pages, 1);

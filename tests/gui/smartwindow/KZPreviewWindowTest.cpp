@@ -59,8 +59,17 @@ protected:
         ASSERT_GE(row, 0) << name.constData();
         clickItem(row, KZTrashItemsModel::NameColumn);
         ASSERT_EQ(selectedItemRow(), row);
+        const QRect icon = preview()->rectOfItem();
         QTest::keyClick(window->list(), Qt::Key_Space);
         ASSERT_TRUE(preview()->isVisible());
+        // It starts as the row's icon, just after the tick column.
+        ASSERT_TRUE(icon.isValid());
+        EXPECT_EQ(icon.size(), QSize(32, 32));
+        EXPECT_EQ(
+            icon.left(),
+            window->list()->viewport()->mapToGlobal(QPoint(window->list()->columnWidth(0), 0)).x());
+        if (preview()->isZooming())
+            EXPECT_LT(preview()->width(), 100);
         ASSERT_EQ(preview()->shownURL(), trash.itemURL(name));
         // The zoom out of the row's icon ends at the window's resting size.
         ASSERT_TRUE(QTest::qWaitFor([&] { return !preview()->isZooming(); }));
