@@ -32,7 +32,7 @@ quint64 folderBlocks(const QByteArray &root)
     struct stat st = {};
     if (::lstat(root.constData(), &st) == 0)
         total += quint64(st.st_blocks) * 512;
-    KZDirectoryWalker walker;
+    KZDirectoryWalker walker(KZFileManager::defaultManager());
     walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
         if (entry.type != DT_DIR)
             return KZDirectoryWalker::Action::Continue;

@@ -1,8 +1,9 @@
 #include "KZHelperEraser.h"
 
+#include "KZDirectoryWalker.h"
+
 #include "protocol/KZFileDescriptor.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
@@ -88,27 +89,6 @@ bool unlockFile(int dir, const std::string &name, const struct statx &seen, std:
     return true;
 }
 
-bool readNames(int dir, std::vector<std::string> *names)
-{
-    const int copy = fcntl(dir, F_DUPFD_CLOEXEC, 0);
-    if (copy < 0)
-        return false;
-    DIR *stream = fdopendir(copy);
-    if (!stream) {
-        close(copy);
-        return false;
-    }
-    errno = 0;
-    while (const dirent *entry = readdir(stream)) {
-        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
-            names->emplace_back(entry->d_name);
-        errno = 0;
-    }
-    const bool ok = errno == 0;
-    closedir(stream);
-    return ok;
-}
-
 bool writeAll(int fd, const unsigned char *data, std::size_t size, off_t offset)
 {
     while (size > 0) {
@@ -134,43 +114,25 @@ template<typename Leaf, typename Enter, typename Done>
 bool KZHelperEraser::walk(int parentFd, const std::string &name, std::uint64_t mountId, Leaf leaf,
                           Enter enter, Done folderDone, std::string *failure, bool *stopped)
 {
-    struct Frame
-    {
-        KZFileDescriptor fd;
-        std::vector<std::string> names;
-        std::size_t next = 0;
-        std::string name;
-    };
-    std::vector<Frame> stack;
-
-    auto push = [&](int parent, const std::string &child, const struct statx &seen) {
-        if (seen.stx_mnt_id != mountId) {
-            note(failure, child, "on another file system");
-            return false;
-        }
-        KZFileDescriptor fd(openat(parent, child.c_str(), O_RDONLY | O_DIRECTORY | kItemFlags));
-        if (!fd.isValid()) {
-            noteErrno(failure, child);
-            return false;
-        }
+    using Action = KZDirectoryWalker::Action;
+    // Opens a folder of the walk: on the walk's mount, the folder it was listed as, entered.
+    // errno 0 when the refusal is noted already.
+    auto open = [&](int parent, const char *child, const struct statx *seen) {
+        KZFileDescriptor fd(openat(parent, child, O_RDONLY | O_DIRECTORY | kItemFlags));
+        if (!fd.isValid())
+            return -1;
         struct statx now
         {
         };
-        if (!statxAt(fd.get(), "", &now) || !sameFile(now, seen)) {
+        if (!statxAt(fd.get(), "", &now) || (seen && !sameFile(now, *seen))) {
             note(failure, child, "replaced while erasing");
-            return false;
+        } else if (now.stx_mnt_id != mountId) {
+            note(failure, child, "on another file system");
+        } else if (enter(fd.get(), child, now)) {
+            return fd.release();
         }
-        if (!enter(fd.get(), child, now))
-            return false;
-        Frame frame;
-        if (!readNames(fd.get(), &frame.names)) {
-            noteErrno(failure, child);
-            return false;
-        }
-        frame.fd = std::move(fd);
-        frame.name = child;
-        stack.push_back(std::move(frame));
-        return true;
+        errno = 0;
+        return -1;
     };
 
     struct statx top
@@ -180,40 +142,78 @@ bool KZHelperEraser::walk(int parentFd, const std::string &name, std::uint64_t m
         noteErrno(failure, name);
         return false;
     }
-    if (!push(parentFd, name, top))
+    const int rootfd = open(parentFd, name.c_str(), &top);
+    if (rootfd < 0) {
+        if (errno != 0)
+            noteErrno(failure, name);
         return false;
+    }
 
+    // The folders a walk holds open stay bounded, so a tree of any depth is walked.
     bool ok = true;
-    while (!stack.empty()) {
+    std::vector<std::pair<std::string, struct statx>> leaves;
+    KZDirectoryWalker walker(KZSystemCalls::real());
+    walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
         if (isStopped()) {
             *stopped = true;
-            note(failure, name, "stopped by the user");
-            return false;
+            return Action::Stop;
         }
-        Frame &current = stack.back();
-        if (current.next < current.names.size()) {
-            const std::string child = current.names[current.next++];
-            const int dir = current.fd.get();
-            struct statx st
-            {
-            };
-            if (!statxAt(dir, child.c_str(), &st)) {
-                if (errno != ENOENT) {
-                    noteErrno(failure, child);
-                    ok = false;
-                }
-                continue;
+        struct statx st
+        {
+        };
+        if (!statxAt(entry.dirfd, entry.name, &st)) {
+            if (errno != ENOENT) { // gone meanwhile: nothing left to erase
+                noteErrno(failure, entry.name);
+                ok = false;
             }
-            const bool handled = S_ISDIR(st.stx_mode) ? push(dir, child, st) : leaf(dir, child, st);
-            ok = handled && ok;
-            continue;
+            return Action::Continue;
         }
-        Frame done = std::move(stack.back());
-        stack.pop_back();
-        const int parent = stack.empty() ? parentFd : stack.back().fd.get();
-        ok = folderDone(parent, done.name) && ok;
+        if (S_ISDIR(st.stx_mode))
+            return Action::Descend;
+        leaves.emplace_back(entry.name, st);
+        return Action::Continue;
+    };
+    // A folder's items go once it has been read through, not while it is read.
+    walker.finishedReading = [&](int dirfd, std::size_t) {
+        for (const auto &[child, st] : leaves) {
+            if (isStopped()) {
+                *stopped = true;
+                return Action::Stop;
+            }
+            ok = leaf(dirfd, child, st) && ok;
+        }
+        leaves.clear();
+        return Action::Continue;
+    };
+    walker.openDirectory = [&](int dirfd, const char *child) {
+        return open(dirfd, child, nullptr);
+    };
+    walker.openFailed = [&](int, const char *child, int errnum) {
+        if (errnum != 0 && errnum != ENOENT) {
+            errno = errnum;
+            noteErrno(failure, child);
+        }
+        ok = ok && errnum == ENOENT;
+        return Action::Continue;
+    };
+    walker.readFailed = [&](int, int errnum) {
+        errno = errnum;
+        noteErrno(failure, name);
+        ok = false;
+    };
+    walker.leftDirectory = [&](int dirfd, const char *child) {
+        ok = folderDone(dirfd, child) && ok;
+        return Action::Continue;
+    };
+    if (!walker.walk(rootfd)) {
+        if (*stopped) {
+            note(failure, name, "stopped by the user");
+        } else {
+            note(failure, name, "replaced while erasing"); // a folder moved under the walk
+        }
+        return false;
     }
-    return ok;
+    return folderDone(parentFd, name) && ok;
 }
 
 bool KZHelperEraser::removeLeaf(int parentFd, const std::string &name, const struct statx &st,
@@ -275,10 +275,14 @@ KZHelperEraser::Result KZHelperEraser::removeItem(int parentFd, const std::strin
         topRemoved = parent == parentFd && folder == name;
         return true;
     };
-    (void)walk(parentFd, name, mountId, leaf, enter, done, &result.failure, &result.stopped);
+    // Whether the top folder went is what counts; the walk's first failure says why not.
+    const bool walked
+        = walk(parentFd, name, mountId, leaf, enter, done, &result.failure, &result.stopped);
     result.erased = topRemoved;
     if (result.erased)
         result.failure.clear();
+    else if (!walked && result.failure.empty())
+        note(&result.failure, name, "not erased");
     return result;
 }
 

@@ -98,9 +98,11 @@ bool KZCliEraseCommand::buildRequest(int *status)
     for (const KZTrashLocation &location : std::as_const(selected)) {
         if (location.trashIsEmpty)
             continue;
-        const QByteArray folder = KZPath::pathFromURL(location.trashURL);
-        for (const QByteArray &name : KZCliTrashes::topLevelNames(location.trashURL))
-            m_requested.append(KZPath::join(folder, name));
+        for (const QUrl &trashURL : location.trashURLs()) {
+            const QByteArray folder = KZPath::pathFromURL(trashURL);
+            for (const QByteArray &name : KZCliTrashes::topLevelNames(trashURL))
+                m_requested.append(KZPath::join(folder, name));
+        }
     }
     if (m_requested.isEmpty()) {
         KZCliApplication::writeTo(
@@ -160,19 +162,20 @@ void KZCliEraseCommand::checkHelper()
     KZAppGlobals::setHelperAvailable(available);
 }
 
-qsizetype KZCliEraseCommand::itemsLeft() const
+QByteArrayList KZCliEraseCommand::itemsLeft() const
 {
-    qsizetype left = 0;
+    QByteArrayList left;
     for (const QByteArray &path : m_requested) {
         if (exists(path))
-            ++left;
+            left.append(path);
     }
     return left;
 }
 
-QString KZCliEraseCommand::summaryText(const KZEraseSummary &summary, qsizetype left,
+QString KZCliEraseCommand::summaryText(const KZEraseSummary &summary, const QByteArrayList &left,
                                        qsizetype requested)
 {
+    constexpr qsizetype kNamed = 3; // names of items that stayed, at most
     QString text
         = QStringLiteral("Erased %1, %2.")
               .arg(plural(summary.erasedCount, "item", "items"), sizeText(summary.erasedSize));
@@ -188,32 +191,67 @@ QString KZCliEraseCommand::summaryText(const KZEraseSummary &summary, qsizetype 
                        + QStringLiteral(" without permission skipped");
     if (summary.itemBusyCount)
         reasons << plural(summary.itemBusyCount, "item", "items") + QStringLiteral(" in use");
-    if (summary.notErasedCount > summary.itemBusyCount) {
-        const quint64 count = summary.notErasedCount - summary.itemBusyCount;
+    if (summary.lockedWithoutHelperCount)
+        reasons << plural(summary.lockedWithoutHelperCount, "locked item", "locked items")
+                       + QStringLiteral(" left, as the helper that erases them is not available");
+    if (summary.noPermissionWithoutHelperCount)
+        reasons << plural(summary.noPermissionWithoutHelperCount, "item", "items")
+                       + QStringLiteral(" you have no permission to remove left, as the helper "
+                                        "that erases them is not available");
+    const quint64 accounted = summary.itemBusyCount + summary.lockedWithoutHelperCount
+                              + summary.noPermissionWithoutHelperCount;
+    if (summary.notErasedCount > accounted) {
+        const quint64 count = summary.notErasedCount - accounted;
         reasons << plural(count, "item", "items")
                        + (summary.handedToHelper
                               ? QStringLiteral(" not erased by the helper")
                               : QStringLiteral(" locked or without permission, and the helper "
                                                "is not available"));
     }
-    if (summary.otherErrorCount)
+    if (summary.otherErrorCount) {
+        QStringList named;
+        for (const KZEraseSummary::Failure &failure :
+             summary.failures.first(std::min(kNamed, summary.failures.size())))
+            named << QStringLiteral("%1: %2").arg(
+                KZPath::escapedDisplayString(KZPath::fileName(failure.path)), failure.reason);
         reasons << plural(summary.otherErrorCount, "item", "items")
-                       + QStringLiteral(" failed to be removed");
+                       + QStringLiteral(" could not be removed")
+                       + (named.isEmpty() ? QString()
+                                          : QStringLiteral(" (%1)").arg(named.join(u"; ")));
+    }
     if (summary.helperError)
         reasons << QStringLiteral("the helper failed: %1")
                        .arg(summary.helperError->localizedDescription);
 
-    if (left > 0) {
+    if (!left.isEmpty()) {
         text += QStringLiteral(" %1 of the %2 asked for %3 still there")
-                    .arg(left)
+                    .arg(left.size())
                     .arg(plural(quint64(requested), "item", "items"),
-                         left == 1 ? QStringLiteral("is") : QStringLiteral("are"));
+                         left.size() == 1 ? QStringLiteral("is") : QStringLiteral("are"));
     } else if (!reasons.isEmpty()) {
         text += QStringLiteral(" Not everything was erased");
     }
-    if (left > 0 || !reasons.isEmpty())
+    if (!left.isEmpty() || !reasons.isEmpty())
         text += (reasons.isEmpty() ? QString() : QStringLiteral(": ") + reasons.join(u", "))
                 + QLatin1Char('.');
+    if (!left.isEmpty()) {
+        QStringList names;
+        for (const QByteArray &path : left.first(std::min(kNamed, left.size())))
+            names << QStringLiteral("“%1”").arg(
+                KZPath::escapedDisplayString(KZPath::fileName(path)));
+        text += QStringLiteral(" Still there: %1%2.")
+                    .arg(names.join(u", "),
+                         left.size() > kNamed
+                             ? QStringLiteral(" and %1 more").arg(left.size() - kNamed)
+                             : QString());
+    }
+    if (summary.hardLinksRemovedPlainly)
+        text += QStringLiteral(" %1 removed but not overwritten: %2 data stays under %2 other "
+                               "names.")
+                    .arg(plural(summary.hardLinksRemovedPlainly, "hard-linked file",
+                                "hard-linked files"),
+                         summary.hardLinksRemovedPlainly == 1 ? QStringLiteral("its")
+                                                              : QStringLiteral("their"));
     return text;
 }
 
@@ -239,6 +277,9 @@ int KZCliEraseCommand::run()
     presenter.setBackend(backend);
 
     KZDeleteItems &engine = KZDeleteItems::sharedControl();
+    // Someone at a terminal is asked about locked and protected items even without a helper
+    // (skip is then the only answer); a script keeps its own --locked/--no-permission.
+    engine.setAsksWithoutHelper(isatty(STDIN_FILENO) == 1);
     engine.setProgressDisplayFactory(
         [bar](KZProgressUI *) { return std::make_unique<KZTerminalProgress>(bar); });
 
@@ -269,11 +310,11 @@ int KZCliEraseCommand::run()
         return KZCliApplication::Cancelled;
     }
     const KZEraseSummary summary = engine.lastJobSummary();
-    const qsizetype left = itemsLeft();
+    const QByteArrayList left = itemsLeft();
     KZCliApplication::writeTo(STDOUT_FILENO,
                               summaryText(summary, left, m_requested.size()).toUtf8() + '\n');
     if (summary.stoppedByUser || interrupt.received() != 0)
         return KZCliApplication::Cancelled;
-    return left == 0 && !hasReasons(summary) ? KZCliApplication::Done
-                                             : KZCliApplication::NotAllErased;
+    return left.isEmpty() && !hasReasons(summary) ? KZCliApplication::Done
+                                                  : KZCliApplication::NotAllErased;
 }

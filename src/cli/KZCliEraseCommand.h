@@ -20,10 +20,10 @@ public:
     // The exit status (KZCliApplication::ExitStatus).
     [[nodiscard]] int run();
 
-    // The summary line for a job: what was erased, and what was not and why. left: requested
-    // top-level items still there, of requested.
-    [[nodiscard]] static QString summaryText(const KZEraseSummary &summary, qsizetype left,
-                                             qsizetype requested);
+    // The summary for a job: what was erased, and what was not and why, naming a few of the
+    // items that stayed. left: the requested top-level items still there, of requested.
+    [[nodiscard]] static QString summaryText(const KZEraseSummary &summary,
+                                             const QByteArrayList &left, qsizetype requested);
 
 private:
     // Builds m_request and m_requested; false (with the exit status in *status) when the
@@ -33,7 +33,7 @@ private:
     [[nodiscard]] bool checkPreconditions();
     // Once per run: whether the helper can erase what the user's rights cannot.
     void checkHelper();
-    [[nodiscard]] qsizetype itemsLeft() const;
+    [[nodiscard]] QByteArrayList itemsLeft() const;
 
     KZCommandLine::Options m_options;
     KZCliTrashes &m_trashes;

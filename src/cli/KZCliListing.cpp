@@ -63,7 +63,12 @@ QByteArray KZCliListing::list(bool json)
     QByteArray text;
     for (const KZTrashLocation &location : m_trashes.locations()) {
         quint64 count = 0;
-        const quint64 size = m_trashes.sizeOfTrash(location.trashURL, &count);
+        quint64 size = 0;
+        for (const QUrl &trashURL : location.trashURLs()) {
+            quint64 found = 0;
+            size += m_trashes.sizeOfTrash(trashURL, &found);
+            count += found;
+        }
         if (json) {
             array.beginObject();
             array.add("volumeName", location.volumeName);
@@ -91,27 +96,30 @@ bool KZCliListing::items(const QByteArrayList &volumes, bool json, QByteArray *o
     KZJsonLines array;
     QByteArray text;
     for (const KZTrashLocation &location : std::as_const(selected)) {
-        const QByteArray folder = KZPath::pathFromURL(location.trashURL);
-        for (const QByteArray &name : KZCliTrashes::topLevelNames(location.trashURL)) {
-            const QUrl url = KZPath::urlFromPath(KZPath::join(folder, name));
-            const std::optional<KZTrashInfo> info = KZTrashInfo::readForItem(url);
-            const quint64 size = m_trashes.sizeOfItem(url);
-            const bool hasPath = info && !info->originalPath.isEmpty();
-            if (json) {
-                array.beginObject();
-                array.add("volumeName", location.volumeName);
-                array.add("name", KZPath::displayString(name));
-                array.add("itemURL", urlText(url));
-                array.add("originalPath", hasPath ? std::optional<QString>(
-                                              KZPath::displayString(info->originalPath))
-                                                  : std::nullopt);
-                array.add("added", info ? info->deletionDate : std::nullopt);
-                array.add("size", size);
-                array.endObject();
-            } else {
-                text += line({field(location.volumeName), field(name),
-                              hasPath ? field(info->originalPath) : QStringLiteral("-"),
-                              dateText(info ? info->deletionDate : std::nullopt), sizeText(size)});
+        for (const QUrl &trashURL : location.trashURLs()) {
+            const QByteArray folder = KZPath::pathFromURL(trashURL);
+            for (const QByteArray &name : KZCliTrashes::topLevelNames(trashURL)) {
+                const QUrl url = KZPath::urlFromPath(KZPath::join(folder, name));
+                const std::optional<KZTrashInfo> info = KZTrashInfo::readForItem(url);
+                const quint64 size = m_trashes.sizeOfItem(url);
+                const bool hasPath = info && !info->originalPath.isEmpty();
+                if (json) {
+                    array.beginObject();
+                    array.add("volumeName", location.volumeName);
+                    array.add("name", KZPath::displayString(name));
+                    array.add("itemURL", urlText(url));
+                    array.add("originalPath", hasPath ? std::optional<QString>(
+                                                  KZPath::displayString(info->originalPath))
+                                                      : std::nullopt);
+                    array.add("added", info ? info->deletionDate : std::nullopt);
+                    array.add("size", size);
+                    array.endObject();
+                } else {
+                    text += line({field(location.volumeName), field(name),
+                                  hasPath ? field(info->originalPath) : QStringLiteral("-"),
+                                  dateText(info ? info->deletionDate : std::nullopt),
+                                  sizeText(size)});
+                }
             }
         }
     }

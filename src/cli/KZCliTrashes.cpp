@@ -120,9 +120,11 @@ bool KZCliTrashes::itemsToErase(const QByteArrayList &paths, QList<QUrl> *items,
     items->clear();
     QSet<QByteArray> trashFolders;
     for (const KZTrashLocation &location : locations()) {
-        const QByteArray real = realPathOf(KZPath::pathFromURL(location.trashURL));
-        if (!real.isEmpty())
-            trashFolders.insert(real);
+        for (const QUrl &trashURL : location.trashURLs()) {
+            const QByteArray real = realPathOf(KZPath::pathFromURL(trashURL));
+            if (!real.isEmpty())
+                trashFolders.insert(real);
+        }
     }
     const QByteArray here = workingFolder();
     QSet<QByteArray> seen;

@@ -23,8 +23,8 @@ public:
 
     explicit KZCliTrashes(KZFilesUtilities::Roots roots = rootsFromEnvironment());
 
-    // Every volume's Trash location record, in mount order; read once, on first use (which
-    // makes missing Trash folders, as the menu does).
+    // Every volume's Trash location record, in mount order; read once, on first use. Nothing
+    // is made: a volume without a Trash folder has an empty one.
     [[nodiscard]] const QList<KZTrashLocation> &locations();
 
     // The records of the volumes named by volumes (a volume name or a mount point each), in

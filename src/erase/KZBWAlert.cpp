@@ -9,8 +9,6 @@
 
 #include <QThread>
 
-#include <thread>
-
 #include <unistd.h>
 
 namespace {
@@ -46,16 +44,33 @@ KZBWAlert::KZBWAlert(const Environment &environment, QObject *parent)
 {
     m_timer.setInterval(kTickMs);
     connect(&m_timer, &QTimer::timeout, this, &KZBWAlert::waitUntilDone);
+    m_pool.setMaxThreadCount(kCalculationThreads);
+    // The shared file model the calculations read is made first, so it outlives this object
+    // even as both are process-wide.
+    if (!m_environment.filesUtilities)
+        KZFilesUtilities::sharedControl();
 }
 
 KZBWAlert::~KZBWAlert()
 {
     m_timer.stop();
-    // A thread still measuring adds to totals it shares; the only thing of this object it
-    // uses is the file model, which, unless the caller gave one, lives as long as the process.
-    // So only a given one is waited for (and nobody waits at exit for a big Trash's size).
-    while (m_environment.filesUtilities && m_running->load() > 0)
-        QThread::msleep(5);
+    cancelCalculations();
+    waitForCalculations();
+}
+
+void KZBWAlert::cancelCalculations()
+{
+    m_totals->cancelled.store(true);
+}
+
+void KZBWAlert::waitForCalculations()
+{
+    m_pool.waitForDone();
+}
+
+int KZBWAlert::calculationsRunning() const
+{
+    return m_pool.activeThreadCount();
 }
 
 KZTUErrorDelegate &KZBWAlert::presenter() const
@@ -129,10 +144,11 @@ int KZBWAlert::showAlertWithTrashInfo(const KZEraseRequest &trashInfo, const Oth
 
     const KZAlertResponse response = presenter().backend()->runModal(request);
 
-    // Nothing more is started for this confirmation; threads already running finish on their
-    // own totals.
+    // Nothing more is started for this confirmation, and what still measures gives up: the
+    // job measures for itself when the answer came first.
     const bool finished = m_totals->endCount.load() == m_count;
     stopTicking();
+    cancelCalculations();
     if (finished && calculationInfo)
         *calculationInfo = CalculationInfo{m_totals->totSize.load(), m_totals->totItems.load()};
     return response.answer;
@@ -149,6 +165,7 @@ KZAlertAccessory *KZBWAlert::accessoryViewWithInfo(const KZEraseRequest &trashIn
 {
     KZAlertAccessory *field = infoField();
     stopTicking();
+    cancelCalculations();
     m_trashInfo = trashInfo;
     m_totals = std::make_shared<Totals>();
     m_index = 0;
@@ -168,11 +185,14 @@ KZAlertAccessory *KZBWAlert::accessoryViewWithInfo(const KZEraseRequest &trashIn
 
 void KZBWAlert::calculate(KZFilesUtilities &files, const KZEraseRecord &record, Totals &totals)
 {
-    const QList<QUrl> items = record.isSmart() ? record.itemsToErase : QList<QUrl>{record.trashURL};
+    const QList<QUrl> items = record.isSmart() ? record.itemsToErase : record.trashURLs();
     for (const QUrl &url : items) {
-        if (files.isDirectoryWithURL(url)) {
+        if (totals.cancelled.load())
+            return; // the confirmation is over: its totals are not read again
+        // A Trash folder is measured as a folder even when it does not exist (yet): nothing.
+        if (!record.isSmart() || files.isDirectoryWithURL(url)) {
             quint64 found = 0;
-            const KZItemSizeInfo size = files.iterateFolderForSize(url, &found);
+            const KZItemSizeInfo size = files.iterateFolderForSize(url, &found, totals.cancelled);
             totals.totSize += size.totalFileSize;
             totals.totItems += found;
         } else {
@@ -192,11 +212,9 @@ void KZBWAlert::doCalcSizeInfo(const KZEraseRecord &record)
 
 void KZBWAlert::startCalculationThread(const KZEraseRecord &record)
 {
-    ++*m_running;
-    std::thread([files = &filesUtilities(), record, totals = m_totals, running = m_running] {
+    m_pool.start([files = &filesUtilities(), record, totals = m_totals] {
         calculate(*files, record, *totals);
-        --*running;
-    }).detach();
+    });
 }
 
 void KZBWAlert::waitUntilDone()

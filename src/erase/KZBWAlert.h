@@ -7,6 +7,7 @@
 #include <QPointer>
 #include <QString>
 #include <QStringList>
+#include <QThreadPool>
 #include <QTimer>
 
 #include <atomic>
@@ -68,7 +69,7 @@ public:
     static KZBWAlert &sharedControl();
     KZBWAlert();
     explicit KZBWAlert(const Environment &environment, QObject *parent = nullptr);
-    // Waits for calculation threads still running when they use a file model the caller gave.
+    // Cancels the calculations still running or waiting and waits for them to end.
     ~KZBWAlert() override;
 
     // Shows the confirmation for trashInfo and answers 1000 (erase), 1001 (secure erase) or
@@ -83,9 +84,16 @@ public:
     // The live line (information text and busy indicator), made on first use.
     [[nodiscard]] KZAlertAccessory *infoField();
 
-    // Body of one calculation thread: adds the record's size and item count to the totals and
-    // one to endCount. Any thread.
+    // Body of one calculation: adds the record's size and item count to the totals and one
+    // to endCount. Any thread.
     void doCalcSizeInfo(const KZEraseRecord &record);
+    // The calculations run on a pool of at most kCalculationThreads threads. Cancelling
+    // gives up those of past confirmations (the answered one included) at their next entry;
+    // waiting returns once none runs. Main thread.
+    static constexpr int kCalculationThreads = 2;
+    void cancelCalculations();
+    void waitForCalculations();
+    [[nodiscard]] int calculationsRunning() const;
     // The tick: starts the next record's calculation thread, or, once every thread has
     // finished, writes the line and stops. Main thread.
     void waitUntilDone();
@@ -121,6 +129,7 @@ private:
         std::atomic<quint64> totSize{0};
         std::atomic<quint64> totItems{0};
         std::atomic<quint64> endCount{0};
+        std::atomic<bool> cancelled{false}; // this confirmation is over: stop measuring
     };
 
     [[nodiscard]] KZTUErrorDelegate &presenter() const;
@@ -139,6 +148,6 @@ private:
     QString m_calculatedStr;
     QPointer<KZAlertAccessory> m_infoFld;
     QTimer m_timer;
-    // Calculation threads still running, of every confirmation this object showed.
-    std::shared_ptr<std::atomic<int>> m_running = std::make_shared<std::atomic<int>>(0);
+    // Declared last: destroyed (after cancelling, waiting) before what its tasks read.
+    QThreadPool m_pool;
 };

@@ -14,6 +14,7 @@
 #include "model/KZPath.h"
 #include "model/KZTrashFolder.h"
 #include "protocol/KZFileDescriptor.h"
+#include "protocol/KZHelperProtocol.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -26,15 +27,19 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <climits>
 #include <vector>
 
-Q_LOGGING_CATEGORY(lcErase, "binwise.erase")
+// Diagnostics for developers (QT_LOGGING_RULES="binwise.erase.debug=true"): what a user reads
+// goes through the summary, the log and the message presenter.
+Q_LOGGING_CATEGORY(lcErase, "binwise.erase", QtWarningMsg)
 
 namespace {
 
 constexpr int kTickMs = 200;
 constexpr double kShowProgressAfter = 0.5;
-constexpr unsigned kItemMask = STATX_TYPE | STATX_MODE | STATX_UID | STATX_BLOCKS;
+constexpr unsigned kItemMask
+    = STATX_TYPE | STATX_MODE | STATX_UID | STATX_BLOCKS | STATX_NLINK | STATX_INO;
 constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
 double systemNow()
@@ -55,6 +60,26 @@ QVariantList pathList(const QByteArrayList &paths)
     for (const QByteArray &path : paths)
         list.append(path);
     return list;
+}
+
+// Why a removal failed, as a user reads it: srm's codes carry no text of their own.
+QString reasonOf(const KZError &error)
+{
+    // srm's errors keep their failure text as the key of the failure-reason entry.
+    const bool fromSecureErase
+        = error.userInfo.size() == 1
+          && error.userInfo.first().toString() == KZError::kLocalizedFailureReasonKey;
+    if (error.domain == KZError::kPOSIXDomain && fromSecureErase) {
+        switch (error.code) {
+        case EPERM:
+            return QStringLiteral("it is locked");
+        case EACCES:
+            return QStringLiteral("permission denied");
+        default:
+            return QStringLiteral("the secure erase tool could not overwrite and remove it");
+        }
+    }
+    return error.localizedDescription;
 }
 
 qsizetype listSize(const QVariantMap &map, const QString &key)
@@ -90,22 +115,41 @@ struct KZDeleteItems::Item
 };
 
 // Whether the folders of a walk lie inside a Trash, one check per open folder: the root from
-// its descriptor's real path, each folder below from being the entry it was opened from. The
-// folder in use is checked by its path again every so many items, so that a folder moved out
-// of the Trash while it is being emptied is left alone from then on.
+// its descriptor's real path, each folder below from being the entry it was opened from. A
+// restore racing the erase moves a top-level item out of files/: before each folder is entered
+// and every kRecheckItem items, the top-level item being emptied must still be the same inode
+// under the same name in files/, or the walk leaves it at once (it is no longer the Trash's).
+// The folder in use is also checked by its real path every kRecheckPath items, for a folder
+// moved out from deeper down.
 class KZDeleteItems::FolderChecks
 {
 public:
-    FolderChecks(const KZCommonFlleUtilties &common, int rootfd)
+    FolderChecks(const KZCommonFlleUtilties &common, int rootfd, KZFileManager &fm)
         : m_common(common)
+        , m_fm(fm)
     {
-        m_stack.push_back(m_common.checkTrashFolder(rootfd));
+        m_stack.push_back(m_common.checkTrashFolder(rootfd, m_fm));
+        const auto &root = m_stack.back();
+        m_rootIsFiles = root && root->isFilesFolder();
+        if (root && !m_rootIsFiles) {
+            // Emptying one top-level item (a smart erase): it is its own anchor.
+            anchor(m_fm.openat(rootfd, "..", O_PATH | O_DIRECTORY | O_CLOEXEC),
+                   KZPath::fileName(root->realPath()), rootfd);
+        } else if (root) {
+            m_files.reset(m_fm.openat(rootfd, ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+        }
     }
 
     // Opens the folder name of the current folder, open as parentfd, for the walk; -1 when it
-    // is a link, another file system, or not inside a Trash.
+    // is a link, another file system, not inside a Trash, or its item has left the Trash.
     int open(int parentfd, const char *name, KZFileManager &fm)
     {
+        if (m_stack.size() > 1 || !m_rootIsFiles) {
+            if (!stillInPlace()) {
+                errno = ENOENT;
+                return -1;
+            }
+        }
         const auto *parent = folder(parentfd, false);
         if (!parent) {
             errno = EPERM;
@@ -115,32 +159,87 @@ public:
         if (!child)
             return -1;
         const int fd = child->descriptor();
+        if (m_stack.size() == 1 && m_rootIsFiles)
+            anchor(m_fm.openat(m_files.get(), ".", O_PATH | O_DIRECTORY | O_CLOEXEC), name, fd);
         m_stack.push_back(std::move(child));
         return fd;
     }
-    void left() { m_stack.pop_back(); }
+    void left()
+    {
+        m_stack.pop_back();
+        if (m_stack.size() == 1 && m_rootIsFiles) {
+            m_anchorParent.reset();
+            m_moved = false;
+        }
+    }
 
-    // The check of the current folder, open as dirfd; null when it is not inside a Trash.
-    // count: one more item is to be removed from it.
+    // The top-level item being emptied has left files/ (a restore took it).
+    [[nodiscard]] bool moved() const { return m_moved; }
+
+    // The check of the current folder, open as dirfd; null when it is not inside a Trash or
+    // its top-level item has moved. count: one more item is to be removed from it.
     const KZCommonFlleUtilties::TrashFolder *folder(int dirfd, bool count = true)
     {
+        if (m_moved)
+            return nullptr;
         auto &current = m_stack.back();
         if (current && current->descriptor() != dirfd) {
             // The walk let the folder go and opened it again.
-            current = m_common.reopened(*current, dirfd);
+            current = m_common.reopened(*current, dirfd, m_fm);
         }
-        if (!current || (count && ++m_uses >= kRecheck)) {
-            current = m_common.checkTrashFolder(dirfd);
-            m_uses = 0;
+        if (count && ++m_items % kRecheckItem == 0 && !stillInPlace())
+            return nullptr;
+        if (!current) {
+            current = m_common.checkTrashFolder(dirfd, m_fm);
+        } else if (count && m_items % kRecheckPath == 0) {
+            // A folder deeper than any path has no real path to read: the chain of checked
+            // opens and the top-level item in place vouch for it.
+            auto again = m_common.checkTrashFolder(dirfd, m_fm);
+            if (again || errno != ENAMETOOLONG)
+                current = std::move(again);
         }
         return current ? &*current : nullptr;
     }
 
 private:
-    static constexpr int kRecheck = 256;
+    static constexpr quint64 kRecheckItem = 32;
+    static constexpr quint64 kRecheckPath = 256;
+
+    void anchor(int parentfd, const QByteArray &name, int fd)
+    {
+        m_anchorParent.reset(parentfd);
+        m_anchorName = name;
+        struct statx st = {};
+        m_fm.statx(fd, "", AT_EMPTY_PATH, STATX_INO, &st);
+        m_anchorDevice = (quint64(st.stx_dev_major) << 32) | st.stx_dev_minor;
+        m_anchorInode = st.stx_ino;
+    }
+    bool stillInPlace()
+    {
+        if (m_moved)
+            return false;
+        if (!m_anchorParent.isValid())
+            return true;
+        struct statx st = {};
+        m_moved = m_fm.statx(m_anchorParent.get(), m_anchorName.constData(), AT_SYMLINK_NOFOLLOW,
+                             STATX_INO, &st)
+                      != 0
+                  || ((quint64(st.stx_dev_major) << 32) | st.stx_dev_minor) != m_anchorDevice
+                  || st.stx_ino != m_anchorInode;
+        return !m_moved;
+    }
+
     const KZCommonFlleUtilties &m_common;
+    KZFileManager &m_fm;
     std::vector<std::optional<KZCommonFlleUtilties::TrashFolder>> m_stack;
-    int m_uses = 0;
+    quint64 m_items = 0;
+    bool m_rootIsFiles = false;
+    KZFileDescriptor m_files; // the files/ folder, while the walk is over a whole Trash
+    KZFileDescriptor m_anchorParent;
+    QByteArray m_anchorName;
+    quint64 m_anchorDevice = 0;
+    quint64 m_anchorInode = 0;
+    bool m_moved = false;
 };
 
 KZDeleteItems &KZDeleteItems::sharedControl()
@@ -247,6 +346,11 @@ void KZDeleteItems::setProgressDisplayFactory(KZProgressUI::DisplayFactory facto
     m_displayFactory = std::move(factory);
 }
 
+void KZDeleteItems::setAsksWithoutHelper(bool asks)
+{
+    m_asksWithoutHelper = asks;
+}
+
 // ---- The job ------------------------------------------------------------------------------
 
 bool KZDeleteItems::prepareToEraseWithArray(const KZEraseRequest &array)
@@ -335,6 +439,10 @@ void KZDeleteItems::emptyTrashWithArray(const KZEraseRequest &array, bool secure
     m_isSecuredErasing.store(false);
     m_itemBusyCount.store(0);
     m_otherErrorCount.store(0);
+    m_lockedWithoutHelperCount.store(0);
+    m_noPermissionWithoutHelperCount.store(0);
+    m_hardLinksRemovedPlainly.store(0);
+    m_countedLinks.clear();
     m_isHelperAuthorized = KZAppGlobals::isHelperAvailable();
     m_euid = ::geteuid();
     m_eraseSecurely = secureDelete;
@@ -344,6 +452,8 @@ void KZDeleteItems::emptyTrashWithArray(const KZEraseRequest &array, bool secure
         m_notAuthorizedItems.reset();
         m_volumeName.clear();
         m_helperError.reset();
+        m_failures.clear();
+        m_plainlyRemoved.clear();
     }
     m_deleteLNoPermissionsAlreadyAsked = false;
     m_deleteNoPermissions = false;
@@ -398,9 +508,11 @@ void KZDeleteItems::doCalcSizeInfo(const KZEraseRequest &array)
         if (m_sizeThreadStop.load())
             return;
         // A Trash marked empty is measured all the same.
-        quint64 found = 0;
-        m_totSize += files.iterateFolderForSize(record.trashURL, &found).totalFileSize;
-        m_totItems += found;
+        for (const QUrl &trashURL : record.trashURLs()) {
+            quint64 found = 0;
+            m_totSize += files.iterateFolderForSize(trashURL, &found).totalFileSize;
+            m_totItems += found;
+        }
         progress->setMaxValue(m_totItems.load());
     }
 }
@@ -414,10 +526,22 @@ void KZDeleteItems::doIterateTrashes(const KZEraseRequest &array)
             if (!record.trashIsEmpty.value_or(false)) {
                 if (record.volumeName && !record.volumeName->isEmpty())
                     setVolumeName(*record.volumeName);
-                (void)iterateFolderForDeleteContent(record.trashURL);
-                // Info files whose item is gone (this walk's, or left by other programs).
-                if (!record.trashURL.isEmpty())
-                    KZTrashFolder::removeOrphanedTrashInfo(record.trashURL, fileManager());
+                // The volume's second Trash folder, if any, is emptied with the first.
+                for (const QUrl &trashURL : record.trashURLs()) {
+                    // A Trash that was never made has nothing to erase; one that cannot be
+                    // opened or read through is a failure the summary names.
+                    const std::optional<KZError> error = iterateFolderForDeleteContent(trashURL);
+                    if (error && !error->isPOSIX(ENOENT)) {
+                        const QByteArray path
+                            = error->userInfo.value(QStringLiteral("NSFilePath")).toByteArray();
+                        noteFailure(path.isEmpty() ? KZPath::pathFromURL(trashURL) : path, *error);
+                    }
+                    // Info files whose item is gone (this walk's, or left by other programs).
+                    if (!trashURL.isEmpty())
+                        KZTrashFolder::removeOrphanedTrashInfo(trashURL, fileManager());
+                    if (isStoppedByUser())
+                        break;
+                }
             }
             if (isStoppedByUser())
                 break;
@@ -441,11 +565,17 @@ void KZDeleteItems::iterateSmartArrayToDelete(const QList<QUrl> &array)
     KZFilesUtilities &files = filesUtilities();
     for (const QUrl &url : array) {
         if (files.isDirectoryWithURL(url)) {
-            if (!iterateFolderForDeleteContent(url)) {
+            const std::optional<KZError> error = iterateFolderForDeleteContent(url);
+            if (!error) {
                 if (commonFileUtilities().isAnEmptyFolder(url))
                     manageItemURL(url, true);
                 else
                     addToNotTrashed(url);
+            } else if (!error->isPOSIX(ENOENT)) {
+                // The folder is left, as always; why is said, not dropped.
+                const QByteArray path
+                    = error->userInfo.value(QStringLiteral("NSFilePath")).toByteArray();
+                noteFailure(path.isEmpty() ? KZPath::pathFromURL(url) : path, *error);
             }
         } else {
             manageItemURL(url, false);
@@ -453,6 +583,25 @@ void KZDeleteItems::iterateSmartArrayToDelete(const QList<QUrl> &array)
         if (isStoppedByUser())
             break;
     }
+}
+
+// Opens the folder at path to empty it; a folder of the user's own that lacks u+rwx gets it.
+static int openFolderToEmpty(KZFileManager &fm, const QByteArray &path)
+{
+    int fd = fm.openat(AT_FDCWD, path.constData(), kDirectoryFlags);
+    if (fd < 0 && errno == EACCES) {
+        const KZFileDescriptor parentfd(fm.openat(AT_FDCWD, KZPath::parentPath(path).constData(),
+                                                  O_PATH | O_DIRECTORY | O_CLOEXEC));
+        if (parentfd.isValid()
+            && KZCommonFlleUtilties::giveOwnFolderAccess(parentfd.get(),
+                                                         KZPath::fileName(path).constData(), fm))
+            fd = fm.openat(AT_FDCWD, path.constData(), kDirectoryFlags);
+        if (fd < 0)
+            errno = EACCES;
+    }
+    if (fd >= 0)
+        KZCommonFlleUtilties::completeOwnFolderAccess(fd, fm);
+    return fd;
 }
 
 std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &url)
@@ -478,7 +627,7 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
     const auto openDirectory = [&fm, &folders, &checks](int dirfd, const char *name) {
         const int fd = checks->open(dirfd, name, fm);
         if (fd >= 0)
-            folders.append(KZPath::join(folders.constLast(), name));
+            folders.append(KZPath::joinForDisplay(folders.constLast(), name));
         return fd;
     };
     const auto leftDirectory = [&folders, &checks] {
@@ -489,11 +638,11 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
     // First pass: every item that is not a folder; a folder's items once it has been read
     // through, never while reading it. Unreadable folders are passed over.
     {
-        const int rootfd = fm.openat(AT_FDCWD, root.constData(), kDirectoryFlags);
+        const int rootfd = openFolderToEmpty(fm, root);
         if (rootfd < 0)
             return KZFileManager::errorForErrno(errno, root);
         folders = {root};
-        checks.emplace(common, rootfd);
+        checks.emplace(common, rootfd, fm);
         std::vector<QByteArray> files;
         KZDirectoryWalker walker(fm);
         walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
@@ -505,10 +654,13 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
         walker.finishedReading = [&](int dirfd, size_t) {
             const QByteArray &folder = folders.constLast();
             for (const QByteArray &name : files) {
-                Item item{KZPath::join(folder, name),
+                const auto *checked = checks->folder(dirfd);
+                if (checks->moved())
+                    break; // restored meanwhile: no longer the Trash's to empty
+                Item item{KZPath::joinForDisplay(folder, name),
                           dirfd,
                           name,
-                          checks->folder(dirfd),
+                          checked,
                           std::nullopt,
                           false,
                           false};
@@ -536,11 +688,11 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
 
     // Second pass: the folders, each once everything in it has been seen (the deepest first),
     // removed when nothing a user would miss is left in it. A listing error ends the pass.
-    const int rootfd = fm.openat(AT_FDCWD, root.constData(), kDirectoryFlags);
+    const int rootfd = openFolderToEmpty(fm, root);
     if (rootfd < 0)
         return KZFileManager::errorForErrno(errno, root);
     folders = {root};
-    checks.emplace(common, rootfd);
+    checks.emplace(common, rootfd, fm);
     std::optional<KZError> listingError;
     KZDirectoryWalker walker(fm);
     walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
@@ -548,8 +700,16 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
     };
     walker.openDirectory = openDirectory;
     walker.openFailed = [&](int dirfd, const char *name, int errnum) {
-        if (errnum == ENOENT || errnum == EXDEV)
+        if (errnum == ENOENT || errnum == EXDEV || checks->moved())
             return Action::Continue; // gone since it was listed, or a mount left whole
+        if (errnum == EACCES || errnum == EPERM) {
+            // Someone else's folder the user may not enter: the user's rights cannot empty
+            // it, so it is asked about and goes to the helper whole.
+            const QByteArray path = KZPath::joinForDisplay(folders.constLast(), name);
+            Item item{path, dirfd, name, checks->folder(dirfd, false), std::nullopt, false, false};
+            (void)permissionsCheck(item, false);
+            return isStoppedByUser() ? Action::Stop : Action::Continue;
+        }
         listingError = KZFileManager::errorForErrno(
             errnum, KZPath::join(KZTrashFolder::realPathOfDescriptor(dirfd), name));
         return Action::Stop;
@@ -560,12 +720,15 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
                 = KZFileManager::errorForErrno(errnum, KZTrashFolder::realPathOfDescriptor(dirfd));
     };
     walker.leftDirectory = [&](int dirfd, const char *name) {
+        const bool moved = checks->moved();
         leftDirectory();
         if (listingError)
             return Action::Stop;
-        const QByteArray path = KZPath::join(folders.constLast(), name);
+        if (moved)
+            return Action::Continue; // restored meanwhile: left where it now is
+        const QByteArray path = KZPath::joinForDisplay(folders.constLast(), name);
         bool hasNoEntries = false;
-        if (common.isAnEmptyFolderAt(dirfd, name, &hasNoEntries)) {
+        if (common.isAnEmptyFolderAt(dirfd, name, fm, &hasNoEntries)) {
             Item item{path, dirfd, name, checks->folder(dirfd), std::nullopt, false, false};
             item.hasNoEntries = hasNoEntries;
             manageItem(item, true);
@@ -597,6 +760,9 @@ void KZDeleteItems::manageItem(Item &item, bool isDirectory)
     if (!item.statRead) {
         item.st = statOf(fileManager(), item.at(), item.where());
         item.statRead = true;
+        // Another program emptied or restored it since it was listed: already gone.
+        if (!item.st && errno == ENOENT)
+            return;
     }
     if (!checkForLockedFile(item))
         return;
@@ -614,9 +780,27 @@ void KZDeleteItems::manageItem(Item &item, bool isDirectory)
     else if (item.st)
         size = quint64(item.st->stx_blocks) * 512;
 
+    // A hard-linked file's blocks come back only with its last link: counted once per job.
+    // Overwriting it would destroy the data under its other names (srm refuses it), so a
+    // secure erase removes that link as it is and says so.
+    const bool hardLinked
+        = item.st && !isDirectory && !S_ISDIR(item.st->stx_mode) && item.st->stx_nlink > 1;
+    if (hardLinked) {
+        const QPair<quint64, quint64> key(
+            (quint64(item.st->stx_dev_major) << 32) | item.st->stx_dev_minor, item.st->stx_ino);
+        if (m_countedLinks.contains(key))
+            size = 0;
+        else
+            m_countedLinks.insert(key);
+    }
+    const bool plainInstead = m_eraseSecurely && hardLinked && S_ISREG(item.st->stx_mode);
+
     KZCommonFlleUtilties &common = commonFileUtilities();
     std::optional<KZError> error;
-    if (m_eraseSecurely) {
+    if (m_eraseSecurely && !plainInstead && item.path.size() >= PATH_MAX - 1) {
+        // Deeper than any path: srm, which works by path, cannot reach it.
+        error = KZFileManager::errorForErrno(ENAMETOOLONG, item.path);
+    } else if (m_eraseSecurely && !plainInstead) {
         error = common.secureErase(item.url());
     } else if (item.dirfd >= 0) {
         // A folder that is no longer inside a Trash is refused as the path-based removal
@@ -632,9 +816,21 @@ void KZDeleteItems::manageItem(Item &item, bool isDirectory)
         m_totItemsDeleted += count;
         m_totSizeDeleted += size;
         writeLogEntryWithPath(item.path, size);
+        if (plainInstead) {
+            ++m_hardLinksRemovedPlainly;
+            QMutexLocker locker(&m_lock);
+            if (m_plainlyRemoved.size() < KZEraseSummary::kMaximumFailures)
+                m_plainlyRemoved.append(item.path);
+        }
         return;
     }
-    switch (KZFileManager::categoryOf(*error)) {
+    KZFileManager::ErrorCategory category = KZFileManager::categoryOf(*error);
+    if (category == KZFileManager::ErrorCategory::Other
+        && !statOf(fileManager(), item.at(), item.where()) && errno == ENOENT) {
+        // srm names no reason when the file went under it; what was asked for is gone.
+        category = KZFileManager::ErrorCategory::Gone;
+    }
+    switch (category) {
     case KZFileManager::ErrorCategory::NoPermission:
         (void)permissionsCheck(item, false);
         break;
@@ -643,14 +839,24 @@ void KZDeleteItems::manageItem(Item &item, bool isDirectory)
         ++m_itemBusyCount;
         ++m_notErasedCount;
         break;
+    case KZFileManager::ErrorCategory::Gone:
+        // Removed or restored by another program meanwhile: what was asked for is gone.
+        break;
     default:
-        // Reported by a beep only, as always; counted for the job's summary.
-        qCDebug(lcErase, "not erased: %s: %s", qPrintable(KZPath::escapedDisplayString(item.path)),
-                qPrintable(error->localizedDescription));
-        beep();
-        ++m_otherErrorCount;
+        noteFailure(item.path, *error);
         break;
     }
+}
+
+void KZDeleteItems::noteFailure(const QByteArray &path, const KZError &error)
+{
+    qCDebug(lcErase, "not erased: %s: %s", qPrintable(KZPath::escapedDisplayString(path)),
+            qPrintable(error.localizedDescription));
+    beep();
+    ++m_otherErrorCount;
+    QMutexLocker locker(&m_lock);
+    if (m_failures.size() < KZEraseSummary::kMaximumFailures)
+        m_failures.append({path, reasonOf(error)});
 }
 
 bool KZDeleteItems::isStoppedByUser() const
@@ -708,6 +914,9 @@ void KZDeleteItems::endJob()
     summary.notErasedCount = m_notErasedCount.load();
     summary.itemBusyCount = m_itemBusyCount.load();
     summary.otherErrorCount = m_otherErrorCount.load();
+    summary.lockedWithoutHelperCount = m_lockedWithoutHelperCount.load();
+    summary.noPermissionWithoutHelperCount = m_noPermissionWithoutHelperCount.load();
+    summary.hardLinksRemovedPlainly = m_hardLinksRemovedPlainly.load();
     summary.eraseSecurely = m_eraseSecurely;
     summary.isSmartErase = m_isSmartErase;
     summary.isHelperAuthorized = m_isHelperAuthorized;
@@ -723,15 +932,41 @@ void KZDeleteItems::endJob()
         summary.permissionsItemsCount = quint64(listSize(batch, kPermissionsItemsKey));
         // The helper removes the folders it could empty, so only those still there were left.
         for (const QByteArray &folder : m_notTrashed.value_or(QByteArrayList())) {
-            struct stat info;
-            if (::lstat(folder.constData(), &info) == 0)
+            struct statx info = {};
+            if (fileManager().statx(AT_FDCWD, folder.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE,
+                                    &info)
+                == 0)
                 summary.notTrashed.append(folder);
         }
         summary.helperError = m_helperError;
+        summary.failures = m_failures;
     }
 
     if (m_logCntrl) {
         summary.logFile = KZPath::pathFromURL(m_logCntrl->currLogURL());
+        // What the item lines cannot tell: a stop, the failures, links not overwritten.
+        if (summary.stoppedByUser)
+            m_logCntrl->writeNote(QStringLiteral("Stopped before the end; the rest was left."));
+        for (const KZEraseSummary::Failure &failure : std::as_const(summary.failures))
+            m_logCntrl->writeNote(
+                QStringLiteral("Not erased: %1 (%2)")
+                    .arg(KZPath::escapedDisplayString(failure.path), failure.reason));
+        QByteArrayList plainly;
+        {
+            QMutexLocker locker(&m_lock);
+            plainly = m_plainlyRemoved;
+        }
+        for (const QByteArray &path : std::as_const(plainly))
+            m_logCntrl->writeNote(
+                QStringLiteral("Removed, not overwritten (its data stays under its other hard "
+                               "links): %1")
+                    .arg(KZPath::escapedDisplayString(path)));
+        if (summary.lockedWithoutHelperCount + summary.noPermissionWithoutHelperCount != 0)
+            m_logCntrl->writeNote(
+                QStringLiteral("Not erased: %1 locked, %2 without permission (no helper to "
+                               "erase them).")
+                    .arg(summary.lockedWithoutHelperCount)
+                    .arg(summary.noPermissionWithoutHelperCount));
         m_logCntrl->writeEndSessionAndCloseFile();
     }
     m_progressCntrl->stopAction();
@@ -793,8 +1028,9 @@ bool KZDeleteItems::checkForLockedFile(Item &item)
     }
     if (!item.st || !isLocked(*item.st))
         return true;
-    if (!m_isHelperAuthorized) {
+    if (!m_isHelperAuthorized && !m_asksWithoutHelper) {
         ++m_notErasedCount;
+        ++m_lockedWithoutHelperCount;
         return false;
     }
     const QUrl url = item.url();
@@ -828,6 +1064,9 @@ bool KZDeleteItems::checkForLockedFile(Item &item)
         addURLFoAuthorizedErase(url, true);
         return true;
     }
+    // Let go, but nothing can erase it: it stays, and is counted so.
+    ++m_notErasedCount;
+    ++m_lockedWithoutHelperCount;
     return false;
 }
 
@@ -841,8 +1080,9 @@ bool KZDeleteItems::permissionsCheck(Item &item, bool checkForNoPermissions)
 {
     if (checkForNoPermissions && checkPermissionsAt(item, m_euid))
         return true;
-    if (!m_isHelperAuthorized) {
+    if (!m_isHelperAuthorized && !m_asksWithoutHelper) {
         ++m_notErasedCount;
+        ++m_noPermissionWithoutHelperCount;
         return false;
     }
     const QUrl url = item.url();
@@ -861,10 +1101,14 @@ bool KZDeleteItems::permissionsCheck(Item &item, bool checkForNoPermissions)
         m_deleteLNoPermissionsAlreadyAsked = isForAll;
         go = m_deleteNoPermissions;
     }
-    if (!skipped && go)
+    if (!skipped && go && m_isHelperAuthorized) {
         addURLFoAuthorizedErase(url, false);
-    else if (!skipped)
+    } else if (!skipped && go) {
+        ++m_notErasedCount; // let go, but nothing can erase it
+        ++m_noPermissionWithoutHelperCount;
+    } else if (!skipped) {
         addURLToSkippedArray(url, false);
+    }
     return false;
 }
 
@@ -876,43 +1120,51 @@ bool KZDeleteItems::checkPermissions(const QByteArray &path)
 
 bool KZDeleteItems::checkPermissionsAt(Item &item, uid_t euid)
 {
-    if (item.path.isEmpty())
-        return true;
-    if (!item.statRead) {
-        item.st = statOf(fileManager(), item.at(), item.where());
-        item.statRead = true;
-    }
-    // Only a regular file is opened: a folder or a link would refuse anyway (and a link must
-    // not be followed), a FIFO could block, a device could act on being opened. What is not
-    // opened answers as any other refusal does: go on, the removal will tell.
-    if (!item.st || !S_ISREG(item.st->stx_mode))
-        return true;
-    // The owner with write permission may open it; were anything else to refuse, giving the
-    // owner read and write would succeed: true either way, without opening.
-    if (item.st->stx_uid == euid && (item.st->stx_mode & S_IWUSR))
+    if (item.path.isEmpty() || euid == 0)
         return true;
     KZFileManager &fm = fileManager();
-    const int fd = fm.openat(item.at(), item.where(),
-                             O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    if (fd >= 0) {
-        fm.close(fd);
-        return true;
+    if (!item.statRead) {
+        item.st = statOf(fm, item.at(), item.where());
+        item.statRead = true;
     }
-    if (errno != EACCES)
+    // Gone, or unreadable: nothing to decide here, the removal will tell.
+    if (!item.st)
         return true;
-    return ::fchmodat(item.at(), item.where(), S_IRUSR | S_IWUSR, AT_SYMLINK_NOFOLLOW) == 0;
+    // Removing an entry takes write and search permission on the folder that holds it, not on
+    // the item itself: rm -f removes someone else's file from one's own folder. A folder of
+    // one's own can be given those rights; in someone else's sticky folder only one's own
+    // items may go.
+    const QByteArray parentPath = item.dirfd >= 0 ? QByteArray() : KZPath::parentPath(item.path);
+    const int parentfd = item.dirfd >= 0 ? item.dirfd : AT_FDCWD;
+    const char *parentName = item.dirfd >= 0 ? "." : parentPath.constData();
+    struct statx parent = {};
+    if (fm.statx(parentfd, parentName, 0, STATX_MODE | STATX_UID, &parent) != 0)
+        return true;
+    if (parent.stx_uid == euid)
+        return true;
+    if ((parent.stx_mode & S_ISVTX) && item.st->stx_uid != euid)
+        return false;
+    return fm.faccessat(parentfd, parentName, W_OK | X_OK, AT_EACCESS) == 0;
 }
 
 bool KZDeleteItems::ask(const QString &format, const QString &message, const QString &identifier,
                         const Item &item, bool *isForAll)
 {
     QByteArray name = KZPath::fileName(item.path);
+    // Without the helper, asked only where the front end wants it (a terminal): skip is then
+    // the only way on, and the question says why.
+    const bool canErase = m_isHelperAuthorized;
+    QString informative = message;
+    if (!canErase)
+        informative = identifier == kLockedQuestionIdentifier
+                          ? QStringLiteral("undeletedLockedNoHelperMsg")
+                          : QStringLiteral("undeletedNoPermissionsNoHelperMsg");
     QVariantMap record{
         {kQuestionStringKey, KZLocalizedFormat(format, {KZPath::escapedDisplayString(name)})},
-        {kQuestionMessageKey, message},
+        {kQuestionMessageKey, informative},
         {kQuestionViewStringKey, QStringLiteral("apply_to_all")},
         {kQuestionButtonOneKey, QStringLiteral("skip")},
-        {kQuestionButtonTwoKey, QStringLiteral("erase")},
+        {kQuestionButtonTwoKey, canErase ? QStringLiteral("erase") : QString()},
         {kQuestionEraseFileKey, false},
         {kQuestionIsForAllKey, false},
         {kQuestionIdentifierKey, identifier},
@@ -1014,7 +1266,7 @@ void KZDeleteItems::handOver(const QVariantMap &batch)
         // No way to reach the helper: the batch is not erased, as when the connection fails.
         m_inHandOver = false;
         showErrorWithError(KZError{KZError::kOSStatusDomain,
-                                   -60005,
+                                   KZHelperProtocol::kAuthorizationDenied,
                                    KZLocalizedStringFromTable(QStringLiteral("userNotAuthorized"),
                                                               KZLocalizedStrings::kErrorsTable),
                                    {}});

@@ -15,7 +15,9 @@
 #include <QList>
 #include <QMutex>
 #include <QObject>
+#include <QPair>
 #include <QPointer>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QTimer>
@@ -106,6 +108,11 @@ public:
     // none by default. Main thread.
     void setProgressDisplayFactory(KZProgressUI::DisplayFactory factory);
 
+    // Whether locked items and items without permission are asked about when no helper is
+    // available (a terminal asks; the desktop counts them without a question). The question
+    // then offers skip alone and says why. Main thread, between jobs.
+    void setAsksWithoutHelper(bool asks);
+
     // ---- The job --------------------------------------------------------------------------
 
     // The single entry of every erase. Asks for confirmation when "showAlert" is on (and opens
@@ -142,9 +149,10 @@ public:
     // True when the user's own rights suffice (only with checkForNoPermissions); otherwise the
     // item is queued for the helper, skipped, or counted as not erased, and false is answered.
     bool permissionsCheckWithURL(const QUrl &url, bool checkForNoPermissions);
-    // The write test: false only when opening for writing is refused (EACCES) and giving the
-    // owner read and write (0600) fails too. Never follows a link, never opens anything but a
-    // regular file (a folder, link, FIFO, socket or device answers true untouched). Any thread.
+    // The removal test: whether the user's own rights can remove the item, which takes write
+    // and search permission on the folder holding it (a folder of the user's own counts: its
+    // owner may give them), and in someone else's sticky folder owning the item. The item
+    // itself is neither opened nor changed, and a link is not followed. Any thread.
     [[nodiscard]] bool checkPermissions(const QByteArray &path);
     [[nodiscard]] bool urlItemIsAlreadySkipped(const QUrl &url, bool isUnlock) const;
     void addURLToSkippedArray(const QUrl &url, bool isUnlock);
@@ -258,6 +266,9 @@ private:
              const Item &item, bool *isForAll);
     void manageItem(Item &item, bool isDirectory);
     void addToList(QVariantMap *list, const QString &key, const QVariant &value);
+    // A removal that failed for a reason of its own: counted, beeped, kept for the summary
+    // and the log. Any thread.
+    void noteFailure(const QByteArray &path, const KZError &error);
     // addToNotTrashed for a path just listed (no need to look it up again).
     void addToNotTrashedPath(const QByteArray &path);
 
@@ -294,6 +305,15 @@ private:
     std::optional<QByteArrayList> m_notTrashed;
 
     std::atomic<quint64> m_otherErrorCount{0};
+    bool m_asksWithoutHelper = false;
+    std::atomic<quint64> m_lockedWithoutHelperCount{0};
+    std::atomic<quint64> m_noPermissionWithoutHelperCount{0};
+    std::atomic<quint64> m_hardLinksRemovedPlainly{0};
+    QList<KZEraseSummary::Failure> m_failures; // under m_lock
+    QByteArrayList m_plainlyRemoved;           // under m_lock: hard links of a secure erase
+    // Hard-linked files already counted by this job (device, inode): their blocks count once.
+    // Walker thread only.
+    QSet<QPair<quint64, quint64>> m_countedLinks;
     uid_t m_euid = ::geteuid(); // the job's user, read once: whose items need no write test
     mutable QMutex m_lock;      // the lists and the volume name, read across threads
     QTimer m_timer;

@@ -26,6 +26,7 @@ KZEraseRecord KZEraseRecord::fromTrashLocation(const KZTrashLocation &location)
     record.trashIsEmpty = location.trashIsEmpty;
     record.itemsSize = location.itemsSize;
     record.itemsCount = location.itemsCount;
+    record.otherTrashURL = location.otherTrashURL;
     return record;
 }
 
@@ -61,6 +62,8 @@ KZEraseRecord KZEraseRecord::fromVariantMap(const QVariantMap &map)
         record.itemsSize = map.value(KZTrashLocation::kItemsSizeKey).toULongLong();
     if (map.contains(KZTrashLocation::kItemsCountKey))
         record.itemsCount = map.value(KZTrashLocation::kItemsCountKey).toULongLong();
+    if (map.contains(KZTrashLocation::kOtherTrashURLKey))
+        record.otherTrashURL = urlFromVariant(map.value(KZTrashLocation::kOtherTrashURLKey));
     if (map.contains(kItemsToEraseKey)) {
         for (const QVariant &item : map.value(kItemsToEraseKey).toList())
             record.itemsToErase.append(urlFromVariant(item));
@@ -85,6 +88,8 @@ QVariantMap KZEraseRecord::toVariantMap() const
         map.insert(KZTrashLocation::kItemsSizeKey, *itemsSize);
     if (itemsCount)
         map.insert(KZTrashLocation::kItemsCountKey, *itemsCount);
+    if (!otherTrashURL.isEmpty())
+        map.insert(KZTrashLocation::kOtherTrashURLKey, otherTrashURL);
     if (isSmartErase || !itemsToErase.isEmpty()) {
         QVariantList items;
         for (const QUrl &url : itemsToErase)

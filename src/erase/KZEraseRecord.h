@@ -26,6 +26,7 @@ struct KZEraseRecord
     std::optional<bool> trashIsEmpty;
     std::optional<quint64> itemsSize;
     std::optional<quint64> itemsCount;
+    QUrl otherTrashURL; // the volume's second Trash folder, when it has two
     // Smart-erase record fields.
     QList<QUrl> itemsToErase;
     std::optional<bool> isSmartErase;
@@ -43,6 +44,12 @@ struct KZEraseRecord
     // The record under its established keys; unset fields are left out.
     [[nodiscard]] QVariantMap toVariantMap() const;
 
+    // The Trash folders of a location record: trashURL, then otherTrashURL when set.
+    [[nodiscard]] QList<QUrl> trashURLs() const
+    {
+        return otherTrashURL.isEmpty() ? QList<QUrl>{trashURL}
+                                       : QList<QUrl>{trashURL, otherTrashURL};
+    }
     // "isSmartErase" is present and true.
     [[nodiscard]] bool isSmart() const { return isSmartErase.value_or(false); }
 };

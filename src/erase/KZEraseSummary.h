@@ -4,7 +4,9 @@
 
 #include <QByteArray>
 #include <QByteArrayList>
+#include <QList>
 #include <QMetaType>
+#include <QString>
 
 #include <optional>
 
@@ -13,7 +15,7 @@
 struct KZEraseSummary
 {
     quint64 erasedCount = 0; // items erased, by the engine and the helper
-    quint64 erasedSize = 0;  // their allocated bytes
+    quint64 erasedSize = 0;  // their allocated bytes, a hard-linked file's once
     // Items counted as not erased: locked or protected ones while the helper is not available,
     // busy ones, and what the helper reported it could not erase (its count replaces the
     // engine's own when it finishes).
@@ -22,8 +24,23 @@ struct KZEraseSummary
     // Items the user chose to skip (the skip lists), per kind.
     quint64 skippedLockedCount = 0;
     quint64 skippedNoPermissionsCount = 0;
-    // Removals that failed for any other reason: the engine only beeps for those.
+    // Of notErasedCount: locked items and items without permission left because no helper
+    // was available to erase them.
+    quint64 lockedWithoutHelperCount = 0;
+    quint64 noPermissionWithoutHelperCount = 0;
+    // Removals that failed for any other reason (a Trash folder that could not be opened
+    // too): the engine beeps for each, and failures names them.
     quint64 otherErrorCount = 0;
+    struct Failure
+    {
+        QByteArray path;
+        QString reason; // a plain sentence part: "Read-only file system"
+    };
+    QList<Failure> failures; // the first kMaximumFailures of them
+    static constexpr qsizetype kMaximumFailures = 100;
+    // Hard-linked files of a secure erase: removed but not overwritten, since their data is
+    // also under their other names.
+    quint64 hardLinksRemovedPlainly = 0;
     // Items queued for the privileged helper, per kind.
     quint64 unlockItemsCount = 0;
     quint64 permissionsItemsCount = 0;

@@ -219,6 +219,23 @@ void KZLogController::writeEntryWithPath(const QByteArray &path, quint64 itemSiz
         flushLocked();
 }
 
+void KZLogController::writeNote(const QString &text)
+{
+    QMutexLocker locker(&m_lock);
+    if (m_currLogHandle < 0)
+        return;
+    // Names in it come escaped already; a stray control character only becomes a space.
+    QByteArray line = text.toUtf8();
+    for (char &c : line) {
+        if (static_cast<unsigned char>(c) < 0x20)
+            c = ' ';
+    }
+    m_buffer.append(line);
+    m_buffer.append('\n');
+    if (m_buffer.size() >= kBufferLimit)
+        flushLocked();
+}
+
 void KZLogController::writeEndSessionAndCloseFile()
 {
     QMutexLocker locker(&m_lock);

@@ -51,6 +51,9 @@ public:
     void writeStartSession();
     void writeEntryWithPath(const QByteArray &path, quint64 itemSize);
     void writeEndSessionAndCloseFile();
+    // A line of its own about the session (a stop, an item not erased), written as one line
+    // whatever the text holds; it takes no item number. Nothing without an open file.
+    void writeNote(const QString &text);
     // Writes buffered lines out now (the engine does so at each progress tick).
     void flush();
 

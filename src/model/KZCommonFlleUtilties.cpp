@@ -11,7 +11,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <spawn.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -44,7 +43,7 @@ quint64 makeDevice(const struct statx &st)
 KZError notURLError(const QUrl &url)
 {
     return KZError{KZError::kCocoaDomain,
-                   262,
+                   KZError::kFileReadUnsupportedSchemeError,
                    QStringLiteral("The URL “%1” is not a local file.").arg(url.toDisplayString()),
                    {}};
 }
@@ -59,40 +58,48 @@ KZError outsideTrashError(const QByteArray &path)
 
 // Opens a subfolder for removal. A folder of the user's own that the user cannot read, enter
 // or write is given u+rwx first: the user could do that anyway, and it is what lets its
-// contents go. The change goes through an O_PATH descriptor, so a link swapped in at the last
-// moment cannot redirect it.
+// contents go.
 int openForRemoval(KZFileManager &fm, int dirfd, const char *name)
 {
     int fd = fm.openat(dirfd, name, kDirectoryFlags);
     if (fd < 0 && errno == EACCES) {
-        const KZFileDescriptor pathfd(
-            ::openat(dirfd, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        struct stat st = {};
-        if (pathfd.isValid() && ::fstat(pathfd.get(), &st) == 0 && st.st_uid == ::geteuid()) {
-            const QByteArray magic = "/proc/self/fd/" + QByteArray::number(pathfd.get());
-            if (::chmod(magic.constData(), (st.st_mode & 07777) | S_IRWXU) == 0)
-                fd = fm.openat(dirfd, name, kDirectoryFlags);
-        }
+        if (KZCommonFlleUtilties::giveOwnFolderAccess(dirfd, name, fm))
+            fd = fm.openat(dirfd, name, kDirectoryFlags);
         if (fd < 0)
             errno = EACCES;
     }
     if (fd < 0)
         return -1;
     struct statx st = {};
-    if (::statx(fd, "", AT_EMPTY_PATH, STATX_TYPE | STATX_MODE | STATX_UID, &st) != 0) {
-        ::close(fd);
+    if (fm.statx(fd, "", AT_EMPTY_PATH, STATX_TYPE | STATX_MODE | STATX_UID, &st) != 0) {
+        const int errnum = errno;
+        fm.close(fd);
+        errno = errnum;
         return -1;
     }
     // Something mounted inside a Trash is another file system, not the Trash's content (and
     // cannot be removed from under its mount anyway): leave it whole.
     if (st.stx_attributes_mask & st.stx_attributes & STATX_ATTR_MOUNT_ROOT) {
-        ::close(fd);
+        fm.close(fd);
         errno = EBUSY;
         return -1;
     }
-    if (st.stx_uid == ::geteuid() && (st.stx_mode & S_IRWXU) != S_IRWXU)
-        fm.fchmod(fd, (st.stx_mode & 07777) | S_IRWXU);
+    KZCommonFlleUtilties::completeOwnFolderAccess(fd, fm);
     return fd;
+}
+
+// unlinkat, and once more after giving the folder u+wx when it is the user's own and lacked
+// them (a folder made read-only, as chmod -R a-w leaves an unpacked archive).
+int unlinkInOwnFolder(KZFileManager &fm, int dirfd, const char *name, int flags)
+{
+    if (fm.unlinkat(dirfd, name, flags) == 0)
+        return 0;
+    const int errnum = errno;
+    if ((errnum == EACCES || errnum == EPERM)
+        && KZCommonFlleUtilties::completeOwnFolderAccess(dirfd, fm))
+        return fm.unlinkat(dirfd, name, flags);
+    errno = errnum;
+    return -1;
 }
 
 struct RemovalState
@@ -109,7 +116,7 @@ struct RemovalState
     }
     void unlinkFile(int dirfd, const char *name)
     {
-        if (fm.unlinkat(dirfd, name, 0) != 0 && errno != ENOENT)
+        if (unlinkInOwnFolder(fm, dirfd, name, 0) != 0 && errno != ENOENT)
             fail(errno, dirfd, name);
     }
 };
@@ -123,7 +130,7 @@ void removeTree(RemovalState &state, int parentfd, const char *topName)
     if (rootfd < 0) {
         if (errno == ENOTDIR || errno == ELOOP)
             state.unlinkFile(parentfd, topName); // no longer a folder: remove what is there
-        else
+        else if (errno != ENOENT)
             state.fail(errno, parentfd, topName);
         return;
     }
@@ -158,7 +165,7 @@ void removeTree(RemovalState &state, int parentfd, const char *topName)
         return Action::Continue;
     };
     walker.leftDirectory = [&](int dirfd, const char *name) {
-        if (fm.unlinkat(dirfd, name, AT_REMOVEDIR) != 0 && errno != ENOENT
+        if (unlinkInOwnFolder(fm, dirfd, name, AT_REMOVEDIR) != 0 && errno != ENOENT
             && !(errno == ENOTEMPTY && state.firstError))
             state.fail(errno, dirfd, name);
         return Action::Continue;
@@ -172,7 +179,7 @@ void removeTree(RemovalState &state, int parentfd, const char *topName)
         state.fail(EBUSY, parentfd, topName);
         return;
     }
-    if (fm.unlinkat(parentfd, topName, AT_REMOVEDIR) != 0 && errno != ENOENT
+    if (unlinkInOwnFolder(fm, parentfd, topName, AT_REMOVEDIR) != 0 && errno != ENOENT
         && !(errno == ENOTEMPTY && state.firstError))
         state.fail(errno, parentfd, topName);
 }
@@ -300,7 +307,7 @@ std::optional<KZError> KZCommonFlleUtilties::deleteItemWithURL(const QUrl &url,
 }
 
 std::optional<KZCommonFlleUtilties::TrashFolder>
-KZCommonFlleUtilties::checkTrashFolder(int dirfd) const
+KZCommonFlleUtilties::checkTrashFolder(int dirfd, KZFileManager &fm) const
 {
     TrashFolder folder;
     folder.m_realPath = KZTrashFolder::realPathOfDescriptor(dirfd);
@@ -308,13 +315,13 @@ KZCommonFlleUtilties::checkTrashFolder(int dirfd) const
         || !realFolderIsInTrash(folder.m_realPath, &folder.m_isFilesFolder))
         return std::nullopt;
     struct statx st = {};
-    if (::statx(dirfd, "", AT_EMPTY_PATH, STATX_INO, &st) != 0)
+    if (fm.statx(dirfd, "", AT_EMPTY_PATH, STATX_INO, &st) != 0)
         return std::nullopt;
     folder.m_dirfd = dirfd;
     folder.m_device = makeDevice(st);
     folder.m_inode = st.stx_ino;
     if (folder.m_isFilesFolder)
-        folder.m_infoFolder.reset(::openat(dirfd, "../info", kDirectoryFlags));
+        folder.m_infoFolder.reset(fm.openat(dirfd, "../info", kDirectoryFlags));
     return folder;
 }
 
@@ -329,13 +336,15 @@ KZCommonFlleUtilties::openSubfolder(const TrashFolder &parent, const QByteArray 
     struct open_how how = {};
     how.flags = quint64(kDirectoryFlags);
     how.resolve = RESOLVE_NO_XDEV | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
-    int fd = int(::syscall(SYS_openat2, parent.m_dirfd, name.constData(), &how, sizeof how));
+    int fd = fm.openat2(parent.m_dirfd, name.constData(), &how);
+    if (fd < 0 && errno == EACCES && giveOwnFolderAccess(parent.m_dirfd, name.constData(), fm))
+        fd = fm.openat2(parent.m_dirfd, name.constData(), &how);
     if (fd < 0 && errno == ENOSYS) {
         // Older kernels: open, then refuse a mount point.
         fd = fm.openat(parent.m_dirfd, name.constData(), kDirectoryFlags);
         struct statx st = {};
         if (fd >= 0
-            && (::statx(fd, "", AT_EMPTY_PATH, STATX_TYPE, &st) != 0
+            && (fm.statx(fd, "", AT_EMPTY_PATH, STATX_TYPE, &st) != 0
                 || (st.stx_attributes_mask & st.stx_attributes & STATX_ATTR_MOUNT_ROOT))) {
             fm.close(fd);
             fd = -1;
@@ -344,11 +353,12 @@ KZCommonFlleUtilties::openSubfolder(const TrashFolder &parent, const QByteArray 
     }
     if (fd < 0)
         return std::nullopt;
+    completeOwnFolderAccess(fd, fm);
     TrashFolder folder;
     folder.m_dirfd = fd;
-    folder.m_realPath = KZPath::join(parent.m_realPath, name);
+    folder.m_realPath = KZPath::joinForDisplay(parent.m_realPath, name);
     struct statx st = {};
-    if (::statx(fd, "", AT_EMPTY_PATH, STATX_INO, &st) == 0) {
+    if (fm.statx(fd, "", AT_EMPTY_PATH, STATX_INO, &st) == 0) {
         folder.m_device = makeDevice(st);
         folder.m_inode = st.stx_ino;
     }
@@ -356,10 +366,10 @@ KZCommonFlleUtilties::openSubfolder(const TrashFolder &parent, const QByteArray 
 }
 
 std::optional<KZCommonFlleUtilties::TrashFolder>
-KZCommonFlleUtilties::reopened(const TrashFolder &folder, int dirfd) const
+KZCommonFlleUtilties::reopened(const TrashFolder &folder, int dirfd, KZFileManager &fm) const
 {
     struct statx st = {};
-    if (::statx(dirfd, "", AT_EMPTY_PATH, STATX_INO, &st) != 0 || makeDevice(st) != folder.m_device
+    if (fm.statx(dirfd, "", AT_EMPTY_PATH, STATX_INO, &st) != 0 || makeDevice(st) != folder.m_device
         || st.stx_ino != folder.m_inode)
         return std::nullopt;
     TrashFolder again;
@@ -369,7 +379,7 @@ KZCommonFlleUtilties::reopened(const TrashFolder &folder, int dirfd) const
     again.m_device = folder.m_device;
     again.m_inode = folder.m_inode;
     if (again.m_isFilesFolder)
-        again.m_infoFolder.reset(::openat(dirfd, "../info", kDirectoryFlags));
+        again.m_infoFolder.reset(fm.openat(dirfd, "../info", kDirectoryFlags));
     return again;
 }
 
@@ -386,10 +396,10 @@ std::optional<KZError> KZCommonFlleUtilties::deleteItemAt(const TrashFolder &fol
 std::optional<KZError> KZCommonFlleUtilties::deleteItemAt(int dirfd, const QByteArray &name,
                                                           KZFileManager &fm) const
 {
-    const auto folder = checkTrashFolder(dirfd);
+    const auto folder = checkTrashFolder(dirfd, fm);
     if (!folder)
         return outsideTrashError(KZPath::join(KZTrashFolder::realPathOfDescriptor(dirfd), name));
-    return deleteItemAt(*folder, name, fm);
+    return deleteItemAt(*folder, name, fm, 0);
 }
 
 std::optional<KZError> KZCommonFlleUtilties::removeInFolder(int parentfd, const QByteArray &name,
@@ -410,9 +420,9 @@ std::optional<KZError> KZCommonFlleUtilties::removeInFolder(int parentfd, const 
     if (S_ISDIR(st.stx_mode)) {
         // An empty folder goes at once; anything else (contents, a mount point, missing
         // rights) is left to the walk, which knows what to do with each.
-        if (fm.unlinkat(parentfd, name.constData(), AT_REMOVEDIR) != 0)
+        if (unlinkInOwnFolder(fm, parentfd, name.constData(), AT_REMOVEDIR) != 0)
             removeTree(state, parentfd, name.constData());
-    } else if (fm.unlinkat(parentfd, name.constData(), 0) != 0) {
+    } else if (unlinkInOwnFolder(fm, parentfd, name.constData(), 0) != 0) {
         state.firstError = KZFileManager::errorForErrno(errno, KZPath::join(folderPath, name));
     }
 
@@ -429,6 +439,32 @@ std::optional<KZError> KZCommonFlleUtilties::removeInFolder(int parentfd, const 
             KZTrashFolder::forgetItems(rootfd.get(), {name}, fm);
     }
     return state.firstError;
+}
+
+bool KZCommonFlleUtilties::giveOwnFolderAccess(int dirfd, const char *name, KZFileManager &fm)
+{
+    // Through an O_PATH descriptor, so that a link swapped in at the last moment cannot
+    // redirect the change.
+    const KZFileDescriptor pathfd(
+        fm.openat(dirfd, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct statx st = {};
+    if (!pathfd.isValid()
+        || fm.statx(pathfd.get(), "", AT_EMPTY_PATH, STATX_MODE | STATX_UID, &st) != 0
+        || st.stx_uid != ::geteuid()) {
+        errno = EACCES;
+        return false;
+    }
+    const QByteArray magic = "/proc/self/fd/" + QByteArray::number(pathfd.get());
+    return fm.fchmodat(AT_FDCWD, magic.constData(), (st.stx_mode & 07777) | S_IRWXU, 0) == 0;
+}
+
+bool KZCommonFlleUtilties::completeOwnFolderAccess(int fd, KZFileManager &fm)
+{
+    struct statx st = {};
+    if (fm.statx(fd, "", AT_EMPTY_PATH, STATX_MODE | STATX_UID, &st) != 0 || !S_ISDIR(st.stx_mode)
+        || st.stx_uid != ::geteuid() || (st.stx_mode & S_IRWXU) == S_IRWXU)
+        return false;
+    return fm.fchmod(fd, (st.stx_mode & 07777) | S_IRWXU) == 0;
 }
 
 std::optional<KZError> KZCommonFlleUtilties::secureErase(const QUrl &url) const
@@ -533,7 +569,7 @@ KZError KZCommonFlleUtilties::errorFromErrorString(const QString &line)
         Row{"Permission denied", 13, "Permission denied (You don't have enough privilegies.)"},
         Row{"No such file or directory", 2, "No such file or directory."},
     };
-    int code = 45;
+    qint64 code = KZError::kSecureEraseFailedCode;
     QString failure = QStringLiteral("The file can't be erased because an error is occured.");
     for (const Row &row : rows) {
         if (line.contains(QLatin1String(row.text))) {
@@ -560,16 +596,19 @@ QString KZCommonFlleUtilties::failureTextOfError(const KZError &error)
 bool KZCommonFlleUtilties::isAnEmptyFolder(const QUrl &url) const
 {
     const QByteArray path = KZPath::pathFromURL(url);
-    return isOpenFolderEmpty(path.isEmpty() ? -1 : ::open(path.constData(), kDirectoryFlags));
+    KZFileManager &fm = KZFileManager::defaultManager();
+    return isOpenFolderEmpty(
+        path.isEmpty() ? -1 : fm.openat(AT_FDCWD, path.constData(), kDirectoryFlags), fm, nullptr);
 }
 
-bool KZCommonFlleUtilties::isAnEmptyFolderAt(int dirfd, const QByteArray &name,
+bool KZCommonFlleUtilties::isAnEmptyFolderAt(int dirfd, const QByteArray &name, KZFileManager &fm,
                                              bool *hasNoEntries) const
 {
-    return isOpenFolderEmpty(::openat(dirfd, name.constData(), kDirectoryFlags), hasNoEntries);
+    return isOpenFolderEmpty(fm.openat(dirfd, name.constData(), kDirectoryFlags), fm, hasNoEntries);
 }
 
-bool KZCommonFlleUtilties::isOpenFolderEmpty(int rootfd, bool *hasNoEntries) const
+bool KZCommonFlleUtilties::isOpenFolderEmpty(int rootfd, KZFileManager &fm,
+                                             bool *hasNoEntries) const
 {
     if (hasNoEntries)
         *hasNoEntries = false;
@@ -586,9 +625,9 @@ bool KZCommonFlleUtilties::isOpenFolderEmpty(int rootfd, bool *hasNoEntries) con
 
     std::vector<State> states(1);
     bool answeredNo = false;
-    KZDirectoryWalker walker;
-    walker.openDirectory = [&states](int dirfd, const char *name) {
-        const int fd = ::openat(dirfd, name, kDirectoryFlags);
+    KZDirectoryWalker walker(fm);
+    walker.openDirectory = [&states, &fm](int dirfd, const char *name) {
+        const int fd = fm.openat(dirfd, name, kDirectoryFlags);
         if (fd >= 0)
             states.emplace_back();
         return fd;
@@ -603,7 +642,7 @@ bool KZCommonFlleUtilties::isOpenFolderEmpty(int rootfd, bool *hasNoEntries) con
         bool isFolder = entry.type == DT_DIR;
         if (entry.type == DT_UNKNOWN) {
             struct statx st = {};
-            isFolder = ::statx(entry.dirfd, entry.name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) == 0
+            isFolder = fm.statx(entry.dirfd, entry.name, AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) == 0
                        && S_ISDIR(st.stx_mode);
         }
         if (isFolder)
@@ -614,15 +653,7 @@ bool KZCommonFlleUtilties::isOpenFolderEmpty(int rootfd, bool *hasNoEntries) con
         if (!state.hiddenNames) {
             state.hiddenNames.emplace();
             QByteArray content;
-            const KZFileDescriptor fd(
-                ::openat(entry.dirfd, ".hidden", O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-            char chunk[4096];
-            while (fd.isValid() && content.size() < 256 * 1024) {
-                const ssize_t got = ::read(fd.get(), chunk, sizeof chunk);
-                if (got <= 0)
-                    break;
-                content.append(chunk, got);
-            }
+            KZItemAttributes::readSmallFileAt(entry.dirfd, ".hidden", 256 * 1024, &content);
             for (const QByteArray &line : content.split('\n'))
                 state.hiddenNames->insert(line);
         }

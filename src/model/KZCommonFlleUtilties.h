@@ -33,9 +33,9 @@ public:
     // directorysizes line once it is gone. Nothing on success; otherwise the first failure
     // (POSIX domain, errno, "NSFilePath"); the rest of a folder is still removed where it can
     // be. Refused (EINVAL) outside a Trash's files/ folder.
+    // Every call on the way goes through fileManager (tests fail any of them).
     [[nodiscard]] std::optional<KZError> deleteItemWithURL(const QUrl &url,
-                                                           KZFileManager &fileManager
-                                                           = KZFileManager::defaultManager()) const;
+                                                           KZFileManager &fileManager) const;
     // A folder open as a descriptor that was found inside a Trash's files/ folder (by the
     // descriptor's real path, so links above it do not matter). Made by checkTrashFolder only;
     // valid while the descriptor stays open, for as long as the caller trusts the folder not to
@@ -58,29 +58,30 @@ public:
         quint64 m_inode = 0;
     };
     // The folder open as dirfd, when it lies inside a Trash's files/ folder.
-    [[nodiscard]] std::optional<TrashFolder> checkTrashFolder(int dirfd) const;
+    [[nodiscard]] std::optional<TrashFolder> checkTrashFolder(int dirfd,
+                                                              KZFileManager &fileManager) const;
     // Opens the folder name of the checked folder parent, inside the same Trash without
     // reading a path: no link is followed and no other file system is entered (EXDEV for a
     // mount point). The caller owns the new descriptor. Nothing, with errno set, on failure.
-    [[nodiscard]] std::optional<TrashFolder>
-    openSubfolder(const TrashFolder &parent, const QByteArray &name,
-                  KZFileManager &fileManager = KZFileManager::defaultManager()) const;
+    [[nodiscard]] std::optional<TrashFolder> openSubfolder(const TrashFolder &parent,
+                                                           const QByteArray &name,
+                                                           KZFileManager &fileManager) const;
     // The checked folder open again as dirfd (the same device and inode), e.g. after a walk
     // let its first descriptor go. Nothing when dirfd is another folder.
-    [[nodiscard]] std::optional<TrashFolder> reopened(const TrashFolder &folder, int dirfd) const;
+    [[nodiscard]] std::optional<TrashFolder> reopened(const TrashFolder &folder, int dirfd,
+                                                      KZFileManager &fileManager) const;
     // deleteItemWithURL for the item name of a checked folder, for callers that remove many
     // items of one folder. type: the item's file type when the caller knows it (0: look).
     // The info file of a top-level item goes once the item is gone; its directorysizes line is
     // left for removeOrphanedTrashInfo, which such a caller runs once done with the Trash (one
     // rewrite of the cache rather than one per item).
-    [[nodiscard]] std::optional<KZError>
-    deleteItemAt(const TrashFolder &folder, const QByteArray &name,
-                 KZFileManager &fileManager = KZFileManager::defaultManager(),
-                 mode_t type = 0) const;
+    [[nodiscard]] std::optional<KZError> deleteItemAt(const TrashFolder &folder,
+                                                      const QByteArray &name,
+                                                      KZFileManager &fileManager,
+                                                      mode_t type) const;
     // deleteItemWithURL for the item name in the folder open as dirfd, checked first.
     [[nodiscard]] std::optional<KZError> deleteItemAt(int dirfd, const QByteArray &name,
-                                                      KZFileManager &fileManager
-                                                      = KZFileManager::defaultManager()) const;
+                                                      KZFileManager &fileManager) const;
     // Runs srm -lrv on the item and reads its output chunk by chunk; the error of the last
     // chunk that reported a failure, else nothing. Nothing at all when srm is not installed.
     [[nodiscard]] std::optional<KZError> secureErase(const QUrl &url) const;
@@ -90,7 +91,7 @@ public:
     // The same for the folder name in the folder open as dirfd (a link is not followed);
     // *hasNoEntries tells whether it holds nothing at all.
     [[nodiscard]] bool isAnEmptyFolderAt(int dirfd, const QByteArray &name,
-                                         bool *hasNoEntries = nullptr) const;
+                                         KZFileManager &fileManager, bool *hasNoEntries) const;
     // The removal error a line of srm output stands for: codes 1, 13, 2 or 45. The failure text
     // is the key of the single user-information entry (its value is the failure-reason key).
     [[nodiscard]] static KZError errorFromErrorString(const QString &line);
@@ -101,6 +102,14 @@ public:
     // Whether path lies inside the files/ folder of a Trash (ancestors resolved); *topLevel
     // tells whether it sits directly in files/.
     [[nodiscard]] bool isInsideTrash(const QByteArray &path, bool *topLevel = nullptr) const;
+
+    // A folder of the user's own that the user may not read, enter or write can be given
+    // u+rwx by its owner, which is what lets its contents go (a folder made read-only by
+    // chmod -R a-w, or mode 000). giveOwnFolderAccess changes dirfd/name, never following a
+    // link, and answers whether it did; completeOwnFolderAccess does it for an open folder
+    // and answers whether it changed anything.
+    static bool giveOwnFolderAccess(int dirfd, const char *name, KZFileManager &fileManager);
+    static bool completeOwnFolderAccess(int fd, KZFileManager &fileManager);
 
     // The same answers as KZFilesUtilities gives.
     [[nodiscard]] bool isDirectoryWithURL(const QUrl &url) const;
@@ -114,7 +123,8 @@ private:
                                                         const QByteArray &folderPath, bool topLevel,
                                                         KZFileManager &fileManager, mode_t type = 0,
                                                         const TrashFolder *folder = nullptr) const;
-    [[nodiscard]] bool isOpenFolderEmpty(int rootfd, bool *hasNoEntries = nullptr) const;
+    [[nodiscard]] bool isOpenFolderEmpty(int rootfd, KZFileManager &fileManager,
+                                         bool *hasNoEntries) const;
     [[nodiscard]] bool realFolderIsInTrash(const QByteArray &realFolder, bool *isFilesFolder) const;
 
     QString m_secureRemoveTool;

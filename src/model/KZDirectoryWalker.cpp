@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cstddef>
@@ -30,8 +31,8 @@ bool isDotOrDotDot(const char *name)
 
 } // namespace
 
-KZDirectoryWalker::KZDirectoryWalker(KZFileManager &fileManager)
-    : m_fileManager(fileManager)
+KZDirectoryWalker::KZDirectoryWalker(KZSystemCalls &calls)
+    : m_fileManager(calls)
 {}
 
 KZDirectoryWalker::Action KZDirectoryWalker::readFolder(Frame &frame, size_t depth)
@@ -87,18 +88,18 @@ bool KZDirectoryWalker::walk(int rootfd)
     while (!m_frames.empty()) {
         Frame &top = m_frames.back();
         if (top.next < top.pending.size()) {
-            const QByteArray name = std::move(top.pending[top.next++]);
+            const std::string name = std::move(top.pending[top.next++]);
             if (top.next == top.pending.size()) {
                 top.pending.clear();
                 top.next = 0;
             }
             const int parentfd = top.fd;
             const int fd = openDirectory
-                               ? openDirectory(parentfd, name.constData())
-                               : m_fileManager.openat(parentfd, name.constData(), kOpenFlags);
+                               ? openDirectory(parentfd, name.c_str())
+                               : m_fileManager.openat(parentfd, name.c_str(), kOpenFlags, 0);
             if (fd < 0) {
                 const int errnum = errno;
-                if (openFailed && openFailed(parentfd, name.constData(), errnum) == Action::Stop) {
+                if (openFailed && openFailed(parentfd, name.c_str(), errnum) == Action::Stop) {
                     closeAll();
                     return false;
                 }
@@ -108,10 +109,10 @@ bool KZDirectoryWalker::walk(int rootfd)
                 // Let the oldest open ancestor go; remember what it was so that the way back
                 // up through ".." can prove it is the same folder.
                 Frame &lowest = m_frames[m_lowestOpen];
-                struct stat st = {};
-                if (::fstat(lowest.fd, &st) == 0) {
-                    lowest.dev = st.st_dev;
-                    lowest.ino = st.st_ino;
+                struct statx st = {};
+                if (m_fileManager.statx(lowest.fd, "", AT_EMPTY_PATH, STATX_INO, &st) == 0) {
+                    lowest.dev = makedev(st.stx_dev_major, st.stx_dev_minor);
+                    lowest.ino = st.stx_ino;
                 }
                 m_fileManager.close(lowest.fd);
                 lowest.fd = -1;
@@ -132,10 +133,11 @@ bool KZDirectoryWalker::walk(int rootfd)
         }
         Frame &parent = m_frames[m_frames.size() - 2];
         if (parent.fd < 0) {
-            const int fd = m_fileManager.openat(top.fd, "..", kOpenFlags);
-            struct stat st = {};
-            if (fd < 0 || ::fstat(fd, &st) != 0 || st.st_dev != parent.dev
-                || st.st_ino != parent.ino) {
+            const int fd = m_fileManager.openat(top.fd, "..", kOpenFlags, 0);
+            struct statx st = {};
+            if (fd < 0 || m_fileManager.statx(fd, "", AT_EMPTY_PATH, STATX_INO, &st) != 0
+                || makedev(st.stx_dev_major, st.stx_dev_minor) != parent.dev
+                || st.stx_ino != parent.ino) {
                 if (fd >= 0)
                     m_fileManager.close(fd);
                 closeAll();
@@ -144,10 +146,10 @@ bool KZDirectoryWalker::walk(int rootfd)
             parent.fd = fd;
             m_lowestOpen = m_frames.size() - 2;
         }
-        const QByteArray name = std::move(top.name);
+        const std::string name = std::move(top.name);
         m_fileManager.close(top.fd);
         m_frames.pop_back();
-        if (leftDirectory && leftDirectory(m_frames.back().fd, name.constData()) == Action::Stop) {
+        if (leftDirectory && leftDirectory(m_frames.back().fd, name.c_str()) == Action::Stop) {
             closeAll();
             return false;
         }

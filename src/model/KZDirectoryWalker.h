@@ -1,11 +1,10 @@
 #pragma once
 
-#include "KZFileManager.h"
-
-#include <QByteArray>
+#include "KZSystemCalls.h"
 
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 // Walks a folder tree through directory descriptors: getdents64 on each folder, openat with
@@ -13,7 +12,8 @@
 // ancestor cannot redirect the walk. The stack is explicit and at most kOpenWindow folders are
 // held open at once; a folder whose descriptor was let go is reopened through its child's ".."
 // and checked against the device and inode it had, so a tree of any depth can be walked.
-// One walker serves one walk on one thread.
+// One walker serves one walk on one thread. Plain C++ on libc: the privileged helper walks
+// with it too, so both reach the same depths.
 class KZDirectoryWalker
 {
 public:
@@ -30,7 +30,8 @@ public:
 
     static constexpr size_t kOpenWindow = 64;
 
-    explicit KZDirectoryWalker(KZFileManager &fileManager = KZFileManager::defaultManager());
+    // Every call of the walk goes through calls (the file manager, in the application).
+    explicit KZDirectoryWalker(KZSystemCalls &calls);
     ~KZDirectoryWalker() { closeAll(); }
     KZDirectoryWalker(const KZDirectoryWalker &) = delete;
     KZDirectoryWalker &operator=(const KZDirectoryWalker &) = delete;
@@ -59,15 +60,15 @@ private:
         int fd = -1;
         dev_t dev = 0;
         ino_t ino = 0;
-        QByteArray name;
-        std::vector<QByteArray> pending;
+        std::string name;
+        std::vector<std::string> pending;
         size_t next = 0;
     };
 
     Action readFolder(Frame &frame, size_t depth);
     void closeAll();
 
-    KZFileManager &m_fileManager;
+    KZSystemCalls &m_fileManager;
     std::vector<Frame> m_frames;
     std::unique_ptr<char[]> m_buffer; // a folder's entries as read, made on first use
     size_t m_lowestOpen = 0;

@@ -17,6 +17,12 @@ struct KZError
     static inline const QString kLocalizedFailureReasonKey
         = QStringLiteral("NSLocalizedFailureReason");
 
+    // Codes of the Cocoa domain this model hands back.
+    static constexpr qint64 kFileReadUnsupportedSchemeError = 262; // a URL that is no file
+    // What srm's output maps to when it names no reason of its own (the code the established
+    // error table gives it).
+    static constexpr qint64 kSecureEraseFailedCode = 45;
+
     QString domain;
     qint64 code = 0;
     QString localizedDescription;

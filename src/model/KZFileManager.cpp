@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 KZFileManager &KZFileManager::defaultManager()
@@ -13,6 +14,11 @@ KZFileManager &KZFileManager::defaultManager()
 int KZFileManager::openat(int dirfd, const char *name, int flags, mode_t mode)
 {
     return ::openat(dirfd, name, flags, mode);
+}
+
+int KZFileManager::openat2(int dirfd, const char *name, struct open_how *how)
+{
+    return int(::syscall(SYS_openat2, dirfd, name, how, sizeof *how));
 }
 
 int KZFileManager::close(int fd)
@@ -38,6 +44,16 @@ int KZFileManager::renameat(int olddirfd, const char *oldname, int newdirfd, con
 int KZFileManager::fchmod(int fd, mode_t mode)
 {
     return ::fchmod(fd, mode);
+}
+
+int KZFileManager::fchmodat(int dirfd, const char *name, mode_t mode, int flags)
+{
+    return ::fchmodat(dirfd, name, mode, flags);
+}
+
+int KZFileManager::faccessat(int dirfd, const char *name, int mode, int flags)
+{
+    return ::faccessat(dirfd, name, mode, flags);
 }
 
 int KZFileManager::statx(int dirfd, const char *name, int flags, unsigned mask, struct statx *out)
@@ -71,6 +87,8 @@ KZFileManager::ErrorCategory KZFileManager::categoryOfErrno(int errnum)
     case EBUSY:
     case ETXTBSY:
         return ErrorCategory::Busy;
+    case ENOENT:
+        return ErrorCategory::Gone;
     default:
         return ErrorCategory::Other;
     }

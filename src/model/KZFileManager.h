@@ -1,9 +1,11 @@
 #pragma once
 
 #include "KZError.h"
+#include "KZSystemCalls.h"
 
 #include <QByteArray>
 
+#include <linux/openat2.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/types.h>
@@ -12,32 +14,36 @@
 // the erase engine's own tests) can make a chosen call fail with EACCES, EBUSY, EROFS or
 // ENOSPC. Every method behaves like the call it is named after: -1 (or nullptr) and errno on
 // failure. Stateless; one instance may serve many threads.
-class KZFileManager
+class KZFileManager : public KZSystemCalls
 {
 public:
     // How a removal failure is to be handled: the permission class (EACCES, EPERM) goes to the
     // question and the privileged helper, the busy class (EBUSY, ETXTBSY) is retried or
-    // reported as in use, everything else (EROFS, ENOSPC, ENOENT, ...) is reported as is.
-    enum class ErrorCategory { None, NoPermission, Busy, Other };
+    // reported as in use, the gone class (ENOENT) means another program removed or restored
+    // the item first, everything else (EROFS, ENOSPC, ...) is reported as is.
+    enum class ErrorCategory { None, NoPermission, Busy, Gone, Other };
 
     KZFileManager() = default;
-    virtual ~KZFileManager() = default;
-    KZFileManager(const KZFileManager &) = delete;
-    KZFileManager &operator=(const KZFileManager &) = delete;
+    ~KZFileManager() override = default;
 
     // The process-wide instance that makes the real calls.
     static KZFileManager &defaultManager();
 
-    virtual int openat(int dirfd, const char *name, int flags, mode_t mode = 0);
-    virtual int close(int fd);
+    int openat(int dirfd, const char *name, int flags, mode_t mode = 0) override;
+    // openat2(2): how->resolve limits what the name may cross (ENOSYS on kernels before 5.6).
+    virtual int openat2(int dirfd, const char *name, struct open_how *how);
+    int close(int fd) override;
     virtual int unlinkat(int dirfd, const char *name, int flags);
     virtual int mkdirat(int dirfd, const char *name, mode_t mode);
     virtual int renameat(int olddirfd, const char *oldname, int newdirfd, const char *newname);
     virtual int fchmod(int fd, mode_t mode);
-    virtual int statx(int dirfd, const char *name, int flags, unsigned mask, struct statx *out);
+    virtual int fchmodat(int dirfd, const char *name, mode_t mode, int flags);
+    // With AT_EACCESS: whether the effective user may, as the kernel would answer an open.
+    virtual int faccessat(int dirfd, const char *name, int mode, int flags);
+    int statx(int dirfd, const char *name, int flags, unsigned mask, struct statx *out) override;
     virtual int statvfs(const char *path, struct statvfs *out);
     // Reads directory entries into buffer (getdents64 records); 0 at the end.
-    virtual ssize_t getdents64(int fd, void *buffer, size_t size);
+    ssize_t getdents64(int fd, void *buffer, size_t size) override;
     virtual ssize_t write(int fd, const void *data, size_t size);
 
     // The category of an errno value, or of an error this model handed back.

@@ -7,6 +7,8 @@
 
 #include <QSysInfo>
 
+#include <cstring>
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <linux/fs.h>
@@ -294,14 +296,48 @@ QUrl KZFilesUtilities::startupTrashURL() const
 QList<KZTrashLocation> KZFilesUtilities::trashesAndVolumesLocations() const
 {
     QList<KZTrashLocation> locations;
+    const QByteArray home = dataHome();
+    const std::optional<KZMountEntry> homeMount = mountForPath(existingAncestor(home));
     for (const KZVolumeRecord &volume : volumesLocationArray()) {
-        if (volume.isLocked.value_or(true))
+        if (volume.isLocked.value_or(true)) {
+            // Read-only, or its state cannot be read: the latter is said, not swallowed.
+            struct statvfs st = {};
+            const QByteArray path = KZPath::pathFromURL(volume.url);
+            if (fileManager().statvfs(path.constData(), &st) != 0)
+                qCWarning(lcModel).noquote()
+                    << QStringLiteral("NSTrashDirectory error: the state of “%1” cannot be read "
+                                      "(%2); its Trash is left out")
+                           .arg(KZPath::displayString(path),
+                                QString::fromLocal8Bit(std::strerror(errno)));
             continue;
-        const QUrl trashURL = trashURLForItemURL(volume.url);
-        if (trashURL.isEmpty())
+        }
+        const std::optional<KZMountEntry> mount = mountForPath(KZPath::pathFromURL(volume.url));
+        if (!mount)
             continue;
-        locations.append(KZTrashLocation{trashURL, volume.url, volume.name,
-                                         trashAtURLIsEmpty(trashURL), std::nullopt, std::nullopt});
+        KZError error;
+        bool exists = false;
+        const QByteArrayList folders
+            = homeMount && homeMount->mountID == mount->mountID
+                  ? KZTrashFolder::existingHomeTrashFilesFolders(home, userID(), &exists, &error,
+                                                                 fileManager())
+                  : KZTrashFolder::existingVolumeTrashFilesFolders(mount->mountPoint, userID(),
+                                                                   &exists, &error, fileManager());
+        if (!error.localizedDescription.isEmpty())
+            qCWarning(lcModel).noquote()
+                << QStringLiteral("NSTrashDirectory error: %1").arg(error.localizedDescription);
+        if (folders.isEmpty())
+            continue;
+        KZTrashLocation location;
+        location.trashURL = KZPath::urlFromPath(folders.first());
+        location.volumeURL = volume.url;
+        location.volumeName = volume.name;
+        if (folders.size() > 1)
+            location.otherTrashURL = KZPath::urlFromPath(folders.at(1));
+        if (exists) {
+            for (const QUrl &trashURL : location.trashURLs())
+                location.trashIsEmpty = location.trashIsEmpty && trashAtURLIsEmpty(trashURL);
+        }
+        locations.append(location);
     }
     return locations;
 }
@@ -428,7 +464,7 @@ QByteArray KZFilesUtilities::pathWithURL(const QUrl &url, KZError *error) const
         if (error)
             *error = KZError{
                 KZError::kCocoaDomain,
-                262,
+                KZError::kFileReadUnsupportedSchemeError,
                 QStringLiteral("The URL “%1” is not a local file.").arg(url.toDisplayString()),
                 {}};
         return {};

@@ -63,14 +63,17 @@ public:
     KZFilesUtilities &operator=(const KZFilesUtilities &) = delete;
 
     // Every writable volume that has (or can be given) a Trash of the current user, in mount
-    // order. Creates missing Trash folders. Any thread.
+    // order, one record per volume (a second Trash folder of the volume rides along as
+    // otherTrashURL). Makes nothing: a volume without a Trash folder has an empty Trash whose
+    // trashURL names the folder a first put would make. Any thread.
     [[nodiscard]] QList<KZTrashLocation> trashesAndVolumesLocations() const;
     // Every mount a user would call a volume, in mount order.
     [[nodiscard]] QList<KZVolumeRecord> volumesLocationArray() const;
     // The record of a volume root or a folder (a symbolic link resolved once); nothing for a
     // file, a package, or a path that cannot be read.
     [[nodiscard]] std::optional<KZVolumeRecord> directoryInfoForPath(const QByteArray &path) const;
-    // The files/ folder of the current user's Trash on the item's volume, made when missing;
+    // The files/ folder of the current user's Trash on the item's volume, made when missing
+    // (the look-up of a put: queries use trashesAndVolumesLocations, which makes nothing);
     // empty (and one "NSTrashDirectory error: %@" log line) when it cannot be had.
     [[nodiscard]] QUrl trashURLForItemURL(const QUrl &url) const;
     [[nodiscard]] QUrl startupTrashURL() const;
@@ -169,6 +172,9 @@ public:
     // flag is read before every entry, so a window that closes does not wait for a big folder.
     [[nodiscard]] KZItemSizeInfo iterateFolderForSize(const QUrl &url, quint64 *itemsFound,
                                                       const std::atomic<bool> *stop) const;
+    // The same, given up (with what was summed so far) once *stop reads true.
+    [[nodiscard]] KZItemSizeInfo iterateFolderForSize(const QUrl &url, quint64 *itemsFound,
+                                                      const std::atomic<bool> &stop) const;
     // The same for the folder name in the folder open as dirfd (a link is not followed).
     [[nodiscard]] KZItemSizeInfo iterateFolderForSizeAt(int dirfd, const QByteArray &name,
                                                         quint64 *itemsFound) const;

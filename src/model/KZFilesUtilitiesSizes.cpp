@@ -78,7 +78,15 @@ KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, quint64 *
 {
     if (url.isEmpty())
         return {};
-    return sizeOfOpenFolder(openWalkRoot(url), itemsFound);
+    return sizeOfOpenFolder(openWalkRoot(url), itemsFound, nullptr);
+}
+
+KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, quint64 *itemsFound,
+                                                      const std::atomic<bool> &stop) const
+{
+    if (url.isEmpty() || stop.load())
+        return {};
+    return sizeOfOpenFolder(openWalkRoot(url), itemsFound, &stop);
 }
 
 KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, quint64 *itemsFound,
@@ -94,7 +102,7 @@ KZItemSizeInfo KZFilesUtilities::iterateFolderForSizeAt(int dirfd, const QByteAr
 {
     return sizeOfOpenFolder(
         ::openat(dirfd, name.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC),
-        itemsFound);
+        itemsFound, nullptr);
 }
 
 KZItemSizeInfo KZFilesUtilities::sizeOfOpenFolder(int rootfd, quint64 *itemsFound,
@@ -104,7 +112,7 @@ KZItemSizeInfo KZFilesUtilities::sizeOfOpenFolder(int rootfd, quint64 *itemsFoun
         return {};
     SizeSum sum;
     quint64 count = 0;
-    KZDirectoryWalker walker;
+    KZDirectoryWalker walker(fileManager());
     walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
         if (stop && stop->load(std::memory_order_relaxed))
             return KZDirectoryWalker::Action::Stop;
@@ -157,7 +165,7 @@ KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, QObject *
     bool posted = false;
     const int rootfd = url.isEmpty() ? -1 : openWalkRoot(url);
     if (rootfd >= 0) {
-        KZDirectoryWalker walker;
+        KZDirectoryWalker walker(fileManager());
         walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
             using Action = KZDirectoryWalker::Action;
             bool isFolder = entry.type == DT_DIR;

@@ -8,6 +8,11 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
+
+namespace {
+constexpr qsizetype kHiddenListCap = 256 * 1024;
+}
 
 std::optional<struct statx> KZItemAttributes::statItem(const QByteArray &path, unsigned mask)
 {
@@ -48,24 +53,40 @@ bool KZItemAttributes::hasPackageName(const QByteArray &name)
 
 bool KZItemAttributes::isListedInHiddenFile(const QByteArray &path)
 {
-    const QByteArray hiddenList = KZPath::join(KZPath::parentPath(path), ".hidden");
-    const KZFileDescriptor fd(::open(hiddenList.constData(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    if (!fd.isValid())
-        return false;
     QByteArray content;
-    char chunk[4096];
-    while (content.size() < 256 * 1024) {
-        const ssize_t got = ::read(fd.get(), chunk, sizeof chunk);
-        if (got <= 0)
-            break;
-        content.append(chunk, got);
-    }
+    if (!readSmallFileAt(AT_FDCWD, KZPath::join(KZPath::parentPath(path), ".hidden").constData(),
+                         kHiddenListCap, &content))
+        return false;
     const QByteArray name = KZPath::fileName(path);
     for (const QByteArray &line : content.split('\n')) {
         if (line == name)
             return true;
     }
     return false;
+}
+
+bool KZItemAttributes::readSmallFileAt(int dirfd, const char *name, qsizetype cap,
+                                       QByteArray *content)
+{
+    content->clear();
+    const KZFileDescriptor fd(
+        ::openat(dirfd, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat st = {};
+    if (!fd.isValid() || ::fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode) || st.st_size > cap)
+        return false;
+    char chunk[16384];
+    for (;;) {
+        const ssize_t got = ::read(fd.get(), chunk, sizeof chunk);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return false;
+        if (got == 0)
+            return true;
+        content->append(chunk, got);
+        if (content->size() > cap)
+            return false; // grew while being read
+    }
 }
 
 bool KZItemAttributes::isHidden(const QUrl &url)

@@ -42,4 +42,8 @@ public:
     [[nodiscard]] static bool hasPackageName(const QByteArray &name);
     // Whether the folder's ".hidden" list (one name a line, as file managers keep it) names it.
     [[nodiscard]] static bool isListedInHiddenFile(const QByteArray &path);
+    // Reads the small file dirfd/name that another program may have left as anything: only a
+    // regular file of at most cap bytes is read, opened without blocking (a FIFO never holds
+    // the reader) and without following a link. False for anything else.
+    static bool readSmallFileAt(int dirfd, const char *name, qsizetype cap, QByteArray *content);
 };

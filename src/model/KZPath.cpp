@@ -1,5 +1,7 @@
 #include "KZPath.h"
 
+#include <climits>
+
 #include <QStringDecoder>
 
 QUrl KZPath::urlFromPath(const QByteArray &path)
@@ -47,6 +49,18 @@ QByteArray KZPath::join(const QByteArray &parent, const QByteArray &name)
         path.append('/');
     path.append(name);
     return path;
+}
+
+QByteArray KZPath::joinForDisplay(const QByteArray &parent, const QByteArray &name)
+{
+    constexpr qsizetype kLongest = PATH_MAX - 1;
+    constexpr qsizetype kHead = 1024;
+    static const QByteArray ellipsis = QByteArrayLiteral("\xe2\x80\xa6");
+    QByteArray path = join(parent, name);
+    if (path.size() <= kLongest)
+        return path;
+    // The head stays the same at every level below, the tail follows the walk.
+    return path.left(kHead) + ellipsis + path.right(kLongest - kHead - ellipsis.size());
 }
 
 QString KZPath::displayString(const QByteArray &bytes)

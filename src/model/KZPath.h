@@ -21,6 +21,11 @@ public:
     [[nodiscard]] static QByteArray parentPath(const QByteArray &path);
     // parent + "/" + name, without doubling the slash after "/".
     [[nodiscard]] static QByteArray join(const QByteArray &parent, const QByteArray &name);
+    // join for a path that is only shown or logged: one longer than the kernel takes
+    // (PATH_MAX) keeps its head and its tail with "…" between, so that a walk thousands of
+    // levels deep never holds, shows or logs paths no call could use. Not to be opened.
+    [[nodiscard]] static QByteArray joinForDisplay(const QByteArray &parent,
+                                                   const QByteArray &name);
     // Text for people: invalid bytes show as U+FFFD. Not to be turned back into a path.
     [[nodiscard]] static QString displayString(const QByteArray &bytes);
     // Like displayString, but the control characters that would break a one-line record

@@ -1,5 +1,6 @@
 #include "KZTrashFolder.h"
 
+#include "KZItemAttributes.h"
 #include "KZPath.h"
 #include "KZTrashInfo.h"
 #include "protocol/KZFileDescriptor.h"
@@ -44,9 +45,9 @@ int openOwnFolder(int dirfd, const char *name, uid_t uid, bool create, KZFileMan
         *errnum = (errno == ELOOP) ? ENOTDIR : errno;
         return -1;
     }
-    struct stat st = {};
-    if (::fstat(fd, &st) != 0 || st.st_uid != uid) {
-        ::close(fd);
+    struct statx st = {};
+    if (fm.statx(fd, "", AT_EMPTY_PATH, STATX_UID, &st) != 0 || st.stx_uid != uid) {
+        fm.close(fd);
         *errnum = EPERM;
         return -1;
     }
@@ -82,21 +83,12 @@ bool isAllDigits(const QByteArray &text)
     return true;
 }
 
-// Reads a small regular file relative to dirfd without following a link.
-bool readFileAt(int dirfd, const char *name, QByteArray *content, KZFileManager &fm)
+// Reads the directorysizes cache (or another small file of the Trash) relative to dirfd: a
+// regular file only, never blocking, never following a link.
+bool readFileAt(int dirfd, const char *name, QByteArray *content, KZFileManager &)
 {
-    const KZFileDescriptor fd(fm.openat(dirfd, name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    if (!fd.isValid())
-        return false;
-    char chunk[16384];
-    for (;;) {
-        const ssize_t got = ::read(fd.get(), chunk, sizeof chunk);
-        if (got < 0)
-            return false;
-        if (got == 0)
-            return true;
-        content->append(chunk, got);
-    }
+    constexpr qsizetype kCap = 16 * 1024 * 1024;
+    return KZItemAttributes::readSmallFileAt(dirfd, name, kCap, content);
 }
 
 // The name of a directorysizes line: "size mtime percent-encoded-name".
@@ -208,6 +200,118 @@ QByteArray KZTrashFolder::volumeTrashFilesFolder(const QByteArray &top, uid_t ui
         return {};
     }
     return filesFolderOf(rootfd.get(), root, uid, error, fm);
+}
+
+namespace {
+
+enum class Found { Yes, Missing, Unsafe };
+
+// Whether dirfd/rootName is a Trash of uid's with its files/ folder, without making anything.
+Found findTrashRoot(int dirfd, const QByteArray &rootName, const QByteArray &rootPath, uid_t uid,
+                    KZError *error, KZFileManager &fm)
+{
+    int errnum = 0;
+    const KZFileDescriptor rootfd(
+        openOwnFolder(dirfd, rootName.constData(), uid, false, fm, &errnum));
+    QByteArray failed = rootPath;
+    if (rootfd.isValid()) {
+        const KZFileDescriptor filesfd(
+            openOwnFolder(rootfd.get(), "files", uid, false, fm, &errnum));
+        if (filesfd.isValid())
+            return Found::Yes;
+        failed = KZPath::join(rootPath, "files");
+    }
+    if (errnum == ENOENT)
+        return Found::Missing;
+    if (error) {
+        const char *why = errnum == EPERM     ? "The Trash folder belongs to someone else"
+                          : errnum == ENOTDIR ? "The Trash folder is a link or not a folder"
+                                              : "Cannot use the Trash folder";
+        *error = trashError(errnum, failed, why);
+    }
+    return Found::Unsafe;
+}
+
+} // namespace
+
+QByteArrayList KZTrashFolder::existingHomeTrashFilesFolders(const QByteArray &dataHome, uid_t uid,
+                                                            bool *exists, KZError *error,
+                                                            KZFileManager &fm)
+{
+    *exists = false;
+    const QByteArray root = KZPath::join(dataHome, "Trash");
+    const QByteArray files = KZPath::join(root, "files");
+    if (!dataHome.startsWith('/')) {
+        if (error)
+            *error = trashError(ENOENT, dataHome, "No data folder for the home Trash");
+        return {};
+    }
+    const KZFileDescriptor datafd(
+        fm.openat(AT_FDCWD, dataHome.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!datafd.isValid())
+        return {files}; // no data folder yet: nothing was ever put into this Trash
+    switch (findTrashRoot(datafd.get(), "Trash", root, uid, error, fm)) {
+    case Found::Yes:
+        *exists = true;
+        return {files};
+    case Found::Missing:
+        return {files};
+    case Found::Unsafe:
+        break;
+    }
+    return {};
+}
+
+QByteArrayList KZTrashFolder::existingVolumeTrashFilesFolders(const QByteArray &top, uid_t uid,
+                                                              bool *exists, KZError *error,
+                                                              KZFileManager &fm)
+{
+    *exists = false;
+    const KZFileDescriptor topfd(
+        fm.openat(AT_FDCWD, top.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!topfd.isValid()) {
+        if (error)
+            *error = trashError(errno, top, "Cannot open the volume");
+        return {};
+    }
+    const QByteArray uidName = QByteArray::number(uid);
+    QByteArrayList found;
+    QByteArray wouldBe;
+    struct statx shared = {};
+    if (fm.statx(topfd.get(), ".Trash", AT_SYMLINK_NOFOLLOW, STATX_TYPE | STATX_MODE, &shared) == 0
+        && S_ISDIR(shared.stx_mode) && (shared.stx_mode & S_ISVTX)) {
+        const KZFileDescriptor sharedfd(fm.openat(topfd.get(), ".Trash", kDirectoryFlags));
+        const QByteArray root = KZPath::join(KZPath::join(top, ".Trash"), uidName);
+        if (sharedfd.isValid()) {
+            switch (findTrashRoot(sharedfd.get(), uidName, root, uid, error, fm)) {
+            case Found::Yes:
+                found.append(KZPath::join(root, "files"));
+                break;
+            case Found::Missing:
+                wouldBe = KZPath::join(root, "files");
+                break;
+            case Found::Unsafe:
+                break;
+            }
+        }
+    }
+    const QByteArray name = ".Trash-" + uidName;
+    const QByteArray root = KZPath::join(top, name);
+    switch (findTrashRoot(topfd.get(), name, root, uid, error, fm)) {
+    case Found::Yes:
+        found.append(KZPath::join(root, "files"));
+        break;
+    case Found::Missing:
+        if (wouldBe.isEmpty())
+            wouldBe = KZPath::join(root, "files");
+        break;
+    case Found::Unsafe:
+        break;
+    }
+    *exists = !found.isEmpty();
+    if (found.isEmpty() && !wouldBe.isEmpty())
+        found.append(wouldBe);
+    return found;
 }
 
 std::optional<QByteArray> KZTrashFolder::trashRootOfFilesFolder(const QByteArray &realFolder,

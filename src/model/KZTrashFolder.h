@@ -33,6 +33,20 @@ public:
                                                            KZError *error,
                                                            KZFileManager &fileManager);
 
+    // The lookups of a query: nothing is made. The files/ folders of uid's Trashes that exist,
+    // in order (the home Trash under dataHome; on a volume the shared TOP/.Trash/$uid first,
+    // then TOP/.Trash-$uid: two desktops may have left both); with none, the one a first put
+    // would make, and *exists false. A folder that is unsafe (a link, someone else's, not a
+    // folder) is left out with its reason in *error; empty when no folder is usable at all.
+    [[nodiscard]] static QByteArrayList existingHomeTrashFilesFolders(const QByteArray &dataHome,
+                                                                      uid_t uid, bool *exists,
+                                                                      KZError *error,
+                                                                      KZFileManager &fileManager);
+    [[nodiscard]] static QByteArrayList existingVolumeTrashFilesFolders(const QByteArray &top,
+                                                                        uid_t uid, bool *exists,
+                                                                        KZError *error,
+                                                                        KZFileManager &fileManager);
+
     // When realFolder (a path without symbolic links) is the files/ folder of a Trash, its
     // ROOT; otherwise nothing. dataHome decides which "Trash" folder is the home one.
     [[nodiscard]] static std::optional<QByteArray>
@@ -49,8 +63,7 @@ public:
     // Removes every info/NAME.trashinfo whose files/NAME no longer exists, and the
     // directorysizes lines of vanished folders. filesURL is the Trash's files/ folder. Answers
     // the info files removed, or -1 when the folder is not a Trash's files/ folder.
-    static int removeOrphanedTrashInfo(const QUrl &filesURL, KZFileManager &fileManager
-                                                             = KZFileManager::defaultManager());
+    static int removeOrphanedTrashInfo(const QUrl &filesURL, KZFileManager &fileManager);
     // Rewrites ROOT/directorysizes without the lines of names (temporary file, then an atomic
     // rename); nothing is written when no line matches.
     static bool dropDirectorySizes(int rootfd, const QByteArrayList &names,

@@ -1,5 +1,6 @@
 #include "KZTrashInfo.h"
 
+#include "KZItemAttributes.h"
 #include "KZPath.h"
 #include "KZTrashFolder.h"
 #include "format/KZDateUtilities.h"
@@ -26,21 +27,12 @@ std::optional<KZTrashInfo> KZTrashInfo::readForItem(const QUrl &itemURL)
     if (!root)
         return std::nullopt;
     const QByteArray infoName = "../info/" + name + kFileSuffix;
-    const KZFileDescriptor fd(
-        ::openat(filesfd.get(), infoName.constData(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    if (!fd.isValid())
-        return std::nullopt;
+    // An info file is a few lines; anything else another program left there (a FIFO, a
+    // folder, a huge file) is not read, and the item shows without its origin.
     QByteArray content;
-    char chunk[4096];
-    // An info file is a few lines; a huge one is not ours to read.
-    while (content.size() < 1024 * 1024) {
-        const ssize_t got = ::read(fd.get(), chunk, sizeof chunk);
-        if (got < 0)
-            return std::nullopt;
-        if (got == 0)
-            break;
-        content.append(chunk, got);
-    }
+    if (!KZItemAttributes::readSmallFileAt(filesfd.get(), infoName.constData(), kMaximumSize,
+                                           &content))
+        return std::nullopt;
     return parse(content, KZTrashFolder::topDirectoryOfTrashRoot(*root));
 }
 

@@ -10,6 +10,8 @@
 struct KZTrashInfo
 {
     static inline const QByteArray kFileSuffix = QByteArrayLiteral(".trashinfo");
+    // The largest info file read: a path of PATH_MAX bytes, percent-encoded, and a date.
+    static constexpr qsizetype kMaximumSize = 64 * 1024;
 
     QByteArray originalPath;            // absolute, bytes; empty when the file has no Path=
     std::optional<double> deletionDate; // seconds since 1 January 2001 UTC

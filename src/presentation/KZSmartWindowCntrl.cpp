@@ -34,7 +34,7 @@ constexpr int kItemStatFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
 // TOP/.Trash-$uid), when the record names one.
 QUrl otherTrashURLOf(const KZTrashLocation &record)
 {
-    return record.toVariantMap().value(QStringLiteral("otherTrashURL")).toUrl();
+    return record.otherTrashURL;
 }
 
 std::optional<KZTrashInfo> readInfo(int infofd, const char *name, const QByteArray &topDirectory)

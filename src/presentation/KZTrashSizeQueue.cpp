@@ -33,10 +33,11 @@ void KZTrashSizeQueue::measure(const KZTrashLocation &record, QObject *context, 
     m_pool.start([record, receiver, stopping, done = std::move(done)] {
         if (stopping->load())
             return;
+        // A volume may hold two Trash folders (two desktops used it): the row is both.
         quint64 count = 0;
-        const quint64 size = KZFilesUtilities::sharedControl()
-                                 .iterateFolderForSize(record.trashURL, &count)
-                                 .totalFileSize;
+        quint64 size = 0;
+        for (const QUrl &folder : record.trashURLs())
+            size += KZFilesUtilities::sharedControl().iterateFolderForSize(folder, &count).totalFileSize;
         if (stopping->load())
             return;
         QMetaObject::invokeMethod(

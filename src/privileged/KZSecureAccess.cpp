@@ -271,7 +271,9 @@ void KZSecureAccess::removeHelper()
         = elevated(QStringLiteral("/bin/rm"),
                    {QStringLiteral("-f"), QStringLiteral("--"), m_paths.helper}, &program);
     QString output;
-    (void)runToEnd(program, command, &output);
+    if (const int status = runToEnd(program, command, &output); status != 0)
+        qCWarning(lcPrivileged, "removing the helper failed (status %d): %s", status,
+                  qPrintable(output));
 }
 
 QString KZSecureAccess::helperVersion()
@@ -396,7 +398,13 @@ void KZSecureAccess::send(const QVariantMap &message)
 {
     KZError error;
     const QByteArray frame = KZHelperMessage::encode(message, &error);
-    if (m_connection && !frame.isEmpty())
+    if (frame.isEmpty()) {
+        // Never a silent loss: the user learns that the helper did not get it.
+        if (m_delegate)
+            m_delegate->showErrorWithError(error);
+        return;
+    }
+    if (m_connection)
         m_connection->write(frame);
 }
 

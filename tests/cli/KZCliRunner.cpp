@@ -1,5 +1,6 @@
 #include "KZCliRunner.h"
 
+#include "KZTestUser.h"
 #include "model/KZMountTable.h"
 
 #include <QDeadlineTimer>
@@ -9,6 +10,8 @@
 #include <QSettings>
 
 #include <fcntl.h>
+#include <ftw.h>
+#include <grp.h>
 #include <pty.h>
 #include <unistd.h>
 #include <utility>
@@ -16,6 +19,8 @@
 namespace {
 
 constexpr int kAnswerDelayMs = 800;
+
+uid_t s_chownTo = 0; // nftw's callback takes no context
 
 QByteArray local(const QString &path)
 {
@@ -52,6 +57,17 @@ QByteArray KZCliRunner::addVolume(const QByteArray &name, QString *whyNot)
 {
     const QByteArray mountPoint = local(m_sandbox.path(QStringLiteral("volumes/"))) + name;
     auto mount = KZTestMount::tmpfs(mountPoint, whyNot, 16);
+    if (!mount)
+        return {};
+    m_mounts.push_back(std::move(mount));
+    writeMountTable();
+    return mountPoint;
+}
+
+QByteArray KZCliRunner::addExt4Volume(const QByteArray &name, QString *whyNot)
+{
+    const QByteArray mountPoint = local(m_sandbox.path(QStringLiteral("volumes/"))) + name;
+    auto mount = KZTestMount::ext4Image(mountPoint, name, whyNot, 32);
     if (!mount)
         return {};
     m_mounts.push_back(std::move(mount));
@@ -112,11 +128,44 @@ QByteArray KZCliRunner::logText(const QString &jobFolder) const
     return text;
 }
 
+bool KZCliRunner::runAsUser(uid_t uid)
+{
+    if (::geteuid() != 0)
+        return false;
+    const QByteArray home = local(m_sandbox.home());
+    s_chownTo = uid;
+    if (::nftw(
+            home.constData(),
+            [](const char *path, const struct stat *, int, struct FTW *) {
+                return ::lchown(path, s_chownTo, s_chownTo) == 0 ? 0 : 1;
+            },
+            16, FTW_PHYS)
+        != 0)
+        return false;
+    KZTestUser::makeTraversable(home.constData());
+    m_uid = uid;
+    return true;
+}
+
+void KZCliRunner::prepareChild(QProcess &process, int follower) const
+{
+    const std::optional<uid_t> uid = m_uid;
+    process.setChildProcessModifier([follower, uid] {
+        if (follower >= 0) {
+            ::dup2(follower, STDIN_FILENO);
+            ::dup2(follower, STDERR_FILENO);
+        }
+        if (uid && (::setgroups(0, nullptr) != 0 || ::setgid(*uid) != 0 || ::setuid(*uid) != 0))
+            ::_exit(126);
+    });
+}
+
 std::unique_ptr<QProcess> KZCliRunner::start(const QByteArrayList &arguments)
 {
     auto process = std::make_unique<QProcess>();
     process->setProcessEnvironment(m_environment);
     process->setStandardInputFile(QProcess::nullDevice());
+    prepareChild(*process, -1);
     startBinwise(*process, arguments);
     return process;
 }
@@ -141,12 +190,10 @@ KZCliResult KZCliRunner::execute(const QByteArrayList &arguments, bool terminal,
         ::fcntl(leader, F_SETFD, FD_CLOEXEC);
         ::fcntl(leader, F_SETFL, O_NONBLOCK);
         ::fcntl(follower, F_SETFD, FD_CLOEXEC);
-        process.setChildProcessModifier([follower] {
-            ::dup2(follower, STDIN_FILENO);
-            ::dup2(follower, STDERR_FILENO);
-        });
+        prepareChild(process, follower);
     } else {
         process.setStandardInputFile(QProcess::nullDevice());
+        prepareChild(process, -1);
     }
     startBinwise(process, arguments);
     if (!process.waitForStarted(10000))

@@ -14,6 +14,8 @@
 #include <ostream>
 #include <vector>
 
+#include <sys/types.h>
+
 // Names in failure messages as text with escapes, not as arrays of characters.
 inline void PrintTo(const QByteArray &bytes, std::ostream *out)
 {
@@ -46,6 +48,8 @@ public:
 
     // A tmpfs volume named name inside the sandbox (root only): null with *whyNot otherwise.
     [[nodiscard]] QByteArray addVolume(const QByteArray &name, QString *whyNot);
+    // A journalled ext4 volume (a loop-mounted image) named name inside the sandbox (root only).
+    [[nodiscard]] QByteArray addExt4Volume(const QByteArray &name, QString *whyNot);
     // The Trash of a new volume "Work", or nullopt with *whyNot.
     [[nodiscard]] std::optional<KZTestTrash> someTrash(QString *whyNot);
 
@@ -59,6 +63,12 @@ public:
     }
     // Starts binwise without waiting (standard input closed); the caller owns the process.
     std::unique_ptr<QProcess> start(const QByteArrayList &arguments);
+
+    // Runs binwise (and nothing else of the test) as uid from now on, with its home handed to
+    // that user and the sandbox made reachable: rights are tested as an ordinary user has them
+    // (root's would remove everything). Root only; false otherwise.
+    bool runAsUser(uid_t uid);
+    [[nodiscard]] std::optional<uid_t> user() const { return m_uid; }
 
     // The environment binwise runs in; tests may add to it.
     QProcessEnvironment &environment() { return m_environment; }
@@ -74,10 +84,13 @@ public:
 
 private:
     KZCliResult execute(const QByteArrayList &arguments, bool terminal, const QByteArray &typed);
+    // The child's set-up: the terminal on standard input and error (follower >= 0), the user.
+    void prepareChild(QProcess &process, int follower) const;
     void writeMountTable();
 
     KZTestSandbox m_sandbox;
     // Declared after the sandbox: the volumes go before the folder that holds their mount points.
     std::vector<std::unique_ptr<KZTestMount>> m_mounts;
     QProcessEnvironment m_environment;
+    std::optional<uid_t> m_uid;
 };

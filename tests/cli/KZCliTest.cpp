@@ -470,6 +470,9 @@ TEST_F(Cli, InterruptedJobsKeepEveryUnerasedItemWithItsInfo)
             const QByteArray log = cli.logText(QStringLiteral("Work"));
             EXPECT_TRUE(log.contains("(secure erase)")) << str(log.left(500));
             EXPECT_TRUE(log.contains("Erased ")) << "no end line:\n" << str(log.right(500));
+            EXPECT_TRUE(log.contains("\nStopped before the end; the rest was left.\n"))
+                << "the stop is logged:\n"
+                << str(log.right(500));
             // What was erased before the stop is logged, and only that.
             const QByteArrayList logged = loggedPaths(log);
             EXPECT_FALSE(logged.isEmpty());

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace {
 
 QString errors(const char *key)
@@ -61,6 +63,36 @@ TEST(BWAlert, TotalsComeBackOnlyWhenEveryCalculationFinishedFirst)
     EXPECT_EQ(f.alert.index(), 0u);
     EXPECT_TRUE(
         f.script->shown().constLast().accessoryTextAtAnswer.contains(QLatin1String(" 3 items.")));
+}
+
+TEST(BWAlert, CalculationsRunOnABoundedPoolAndEndOnceTheAnswerIsGiven)
+{
+    KZEraseFixture f;
+    KZEraseRequest request;
+    for (int t = 0; t < 6; ++t) {
+        KZTestTrash trash(f.sandbox.path(QStringLiteral("trash-%1").arg(t)).toLocal8Bit());
+        QList<QByteArray> contents;
+        for (int i = 0; i < 400; ++i)
+            contents.append("sub" + QByteArray::number(i % 8) + "/f" + QByteArray::number(i));
+        trash.addFolder("folder", contents);
+        request.append(KZEraseFixture::location(trash, QStringLiteral("T%1").arg(t)));
+    }
+    // Answered once every record's calculation has been handed out.
+    int most = 0;
+    KZScriptedAlertBackend::Answer answer{KZAlertFirstButtonReturn};
+    answer.waitUntil = [&] {
+        most = std::max(most, f.alert.calculationsRunning());
+        return f.alert.index() == quint64(request.size());
+    };
+    f.script->enqueue(answer);
+    std::optional<KZBWAlert::CalculationInfo> totals;
+    KZBWAlert::OtherInfo all{QStringLiteral("title"), QStringLiteral("deleteMess"),
+                             QStringLiteral("all_disks"), false};
+    EXPECT_EQ(f.alert.showAlertWithTrashInfo(request, all, &totals), 1000);
+    EXPECT_LE(most, KZBWAlert::kCalculationThreads);
+    // The answer gave the rest up; nothing of this confirmation outlives the wait.
+    f.alert.waitForCalculations();
+    EXPECT_EQ(f.alert.calculationsRunning(), 0);
 }
 
 TEST(BWAlert, MissingSecureToolIsReportedOncePerInstallation)

@@ -8,8 +8,12 @@
 
 #include <gtest/gtest.h>
 
+#include <QDir>
 #include <QSemaphore>
 #include <QTest>
+
+#include <algorithm>
+#include <cstring>
 
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -224,6 +228,8 @@ TEST(DeleteItems, WithoutTheHelperLockedItemsAreReportedOnceAndBusyOnesByTheirCo
     ASSERT_TRUE(f.run({KZEraseFixture::location(f.trash, QStringLiteral("Home"))}));
     KZEraseSummary summary = f.ended.constLast();
     EXPECT_EQ(summary.notErasedCount, 2u);
+    EXPECT_EQ(summary.lockedWithoutHelperCount, 2u);
+    EXPECT_EQ(summary.noPermissionWithoutHelperCount, 0u);
     EXPECT_EQ(summary.erasedCount, 0u);
     EXPECT_EQ(summary.notTrashed, (QByteArrayList{f.trash.itemPath("a/b"), f.trash.itemPath("a")}));
     EXPECT_TRUE(exists(top) && exists(f.trash.infoPath("locked top")));
@@ -249,6 +255,16 @@ TEST(DeleteItems, WithoutTheHelperLockedItemsAreReportedOnceAndBusyOnesByTheirCo
     EXPECT_EQ(summary.itemBusyCount, 3u);
     EXPECT_EQ(summary.notErasedCount, 5u);
     EXPECT_EQ(summary.otherErrorCount, 2u);
+    // Each failure with its item and a reason in plain words.
+    ASSERT_EQ(summary.failures.size(), 2);
+    QByteArrayList failed;
+    for (const KZEraseSummary::Failure &failure : summary.failures) {
+        failed.append(failure.path);
+        EXPECT_EQ(failure.reason, QString::fromLocal8Bit(std::strerror(EROFS)));
+    }
+    std::sort(failed.begin(), failed.end());
+    EXPECT_EQ(failed,
+              (QByteArrayList{f.trash.itemPath("full1"), f.trash.itemPath("nested/full2")}));
     EXPECT_EQ(summary.erasedCount, 1u);
     const auto shown = f.script->shown();
     ASSERT_EQ(shown.size(), 1);
@@ -380,6 +396,44 @@ TEST(DeleteItems, FoldersTheHelperEmptiedAreNotReportedAsLeft)
     EXPECT_TRUE(summary.everythingErased());
 }
 
+TEST(DeleteItems, AFolderRestoredWhileItIsEmptiedLosesAtMostARecheckOfFilesAfterItLeft)
+{
+    KZEraseFixture f;
+    f.defaults.setValue(KZUserDefaults::kShowAlert, false);
+    constexpr int kFiles = 300;
+    QList<QByteArray> contents;
+    for (int i = 0; i < kFiles; ++i)
+        contents.append("a/f" + QByteArray::number(1000 + i));
+    contents.append("a/sub/entered later");
+    f.trash.addFolder("moving", contents);
+    f.trash.addFile("stays put");
+    const QByteArray restored = f.sandbox.path(QStringLiteral("restored")).toLocal8Bit();
+    int before = 0;
+    int after = 0;
+    f.fileManager.onUnlink = [&](const QByteArray &name) {
+        if (!name.startsWith("f1"))
+            return 0;
+        // A restore takes the folder out of the Trash while its files are being removed.
+        if (++before == 20)
+            ::rename(f.trash.itemPath("moving").constData(), restored.constData());
+        else if (before > 20)
+            ++after;
+        return 0;
+    };
+    ASSERT_TRUE(f.run({KZEraseFixture::location(f.trash, QStringLiteral("Home"))}));
+    const KZEraseSummary summary = f.ended.constLast();
+    ASSERT_TRUE(exists(restored + "/a"));
+    EXPECT_LE(after, 32) << "files removed after the folder had left the Trash";
+    QDir left(QString::fromLocal8Bit(restored + "/a"));
+    EXPECT_GE(left.entryList(QDir::Files).size(), kFiles - 20 - 32);
+    EXPECT_TRUE(exists(restored + "/a/sub/entered later")) << "no folder entered once it left";
+    // Gone from the Trash is not a failure, and nothing of it is reported as left behind.
+    EXPECT_EQ(summary.otherErrorCount, 0u);
+    EXPECT_TRUE(summary.failures.isEmpty());
+    EXPECT_TRUE(summary.notTrashed.isEmpty()) << summary.notTrashed.join(' ').toStdString();
+    EXPECT_FALSE(exists(f.trash.itemPath("stays put")));
+}
+
 TEST(DeleteItems, StopLeavesTheRestAndStartsNoBatch)
 {
     KZEraseFixture f;
@@ -486,38 +540,49 @@ TEST(DeleteItems, ProgressShowsOnlyOnceTheJobHasRunHalfASecond)
     EXPECT_EQ(calls.count(QStringLiteral("open")) + calls.count(QStringLiteral("close")), 2);
 }
 
-TEST(DeleteItems, WriteTestOpensOnlyRegularFilesAndNeverFollowsALink)
+TEST(DeleteItems, RemovalTestAsksTheHoldingFolderAndNeverOpensOrChangesTheItem)
 {
     REQUIRE_ROOT();
     KZEraseFixture f;
-    const QByteArray folder = f.sandbox.path(QStringLiteral("perm")).toLocal8Bit();
-    KZTestFiles::makeFolders(folder);
-    ::chmod(folder.constData(), 0777);
-    KZTestUser::makeTraversable(folder.constData());
-    const QByteArray rootsFile = folder + "/root's";
-    const QByteArray ownReadOnly = folder + "/own read-only";
+    const QByteArray base = f.sandbox.path(QStringLiteral("perm")).toLocal8Bit();
+    const QByteArray open = base + "/open";     // everyone may write: rm -f works there
+    const QByteArray sticky = base + "/sticky"; // everyone may write, but only their own
+    const QByteArray closed = base + "/closed"; // root's, nobody else may write
+    for (const QByteArray &folder : {open, sticky, closed})
+        KZTestFiles::makeFolders(folder);
+    ::chmod(open.constData(), 0777);
+    ::chmod(sticky.constData(), 01777);
+    KZTestUser::makeTraversable(open.constData());
+    const QByteArray rootsFile = open + "/root's";
+    const QByteArray ownReadOnly = open + "/own read-only";
     KZTestFiles::writeFile(rootsFile, "r");
     ::chmod(rootsFile.constData(), 0644);
     KZTestFiles::writeFile(ownReadOnly, "o");
     ::chown(ownReadOnly.constData(), KZTestUser::kNobody, KZTestUser::kNobody);
     ::chmod(ownReadOnly.constData(), 0444);
-    ::mkfifo((folder + "/fifo").constData(), 0600);
-    ::mknod((folder + "/device").constData(), S_IFCHR | 0600, makedev(1, 3));
-    ::symlink(rootsFile.constData(), (folder + "/link").constData());
+    ::mkfifo((open + "/fifo").constData(), 0600);
+    ::mknod((open + "/device").constData(), S_IFCHR | 0600, makedev(1, 3));
+    ::symlink((closed + "/inside").constData(), (open + "/link").constData());
+    KZTestFiles::writeFile(sticky + "/root's", "r");
+    KZTestFiles::writeFile(sticky + "/own", "o");
+    ::chown((sticky + "/own").constData(), KZTestUser::kNobody, KZTestUser::kNobody);
+    KZTestFiles::writeFile(closed + "/inside", "i");
+    ::chmod((closed + "/inside").constData(), 0666);
 
-    const QByteArrayList paths{rootsFile,          ownReadOnly,      folder + "/fifo",
-                               folder + "/device", folder + "/link", QByteArray()};
+    const QByteArrayList paths{rootsFile,        ownReadOnly,        open + "/fifo",
+                               open + "/device", open + "/link",     QByteArray(),
+                               sticky + "/own",  sticky + "/root's", closed + "/inside"};
     const int answers = KZTestUser::runAs(KZTestUser::kNobody, [&] {
-        ::alarm(10); // a write test that blocks on the FIFO fails the test, not hangs it
+        ::alarm(10); // a test that blocks on the FIFO fails the test, not hangs it
         int bits = 0;
         for (qsizetype i = 0; i < paths.size(); ++i)
             bits |= f.engine->checkPermissions(paths[i]) ? 1 << i : 0;
         return bits;
     });
-    // Someone else's file fails; one's own read-only file is made writable; the others pass
-    // untouched.
-    EXPECT_EQ(answers, 0b111110);
-    EXPECT_EQ(KZItemAttributes::statItem(ownReadOnly)->stx_mode & 0777, 0600);
+    // Only someone else's item in a sticky folder, and anything in a folder the user may not
+    // write, fail (that the file itself is writable does not matter); nothing is changed.
+    EXPECT_EQ(answers, 0b001111111);
+    EXPECT_EQ(KZItemAttributes::statItem(ownReadOnly)->stx_mode & 0777, 0444);
     EXPECT_EQ(KZItemAttributes::statItem(rootsFile)->stx_mode & 0777, 0644);
 }
 

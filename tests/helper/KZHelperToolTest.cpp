@@ -11,6 +11,7 @@
 #include <QTemporaryDir>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -29,12 +30,20 @@ constexpr uid_t kUser = 65534;
 class Helper
 {
 public:
-    explicit Helper(QStringList arguments, bool withPause = false, const QString &pkexecUid = {})
+    // fileLimit: when not 0, the helper's soft and hard limits of open descriptors.
+    explicit Helper(QStringList arguments, bool withPause = false, const QString &pkexecUid = {},
+                    rlim_t fileLimit = 0)
     {
-        if (withPause && pipe2(m_pause, O_CLOEXEC) == 0) {
+        if (withPause && pipe2(m_pause, O_CLOEXEC) == 0)
             arguments << QStringLiteral("--test-pause-fd") << QString::number(m_pause[0]);
-            m_process.setChildProcessModifier([fd = m_pause[0]] { fcntl(fd, F_SETFD, 0); });
-        }
+        m_process.setChildProcessModifier([fd = m_pause[0], fileLimit] {
+            if (fd >= 0)
+                fcntl(fd, F_SETFD, 0);
+            if (fileLimit != 0) {
+                const struct rlimit limit = {fileLimit, fileLimit};
+                setrlimit(RLIMIT_NOFILE, &limit);
+            }
+        });
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         if (!pkexecUid.isEmpty())
             environment.insert(QStringLiteral("PKEXEC_UID"), pkexecUid);
@@ -305,6 +314,39 @@ TEST_F(HelperErase, SecureEraseOverwritesTheFileButNotDataSharedByAHardLink)
     EXPECT_LT(after.count('S'), 2000);
     EXPECT_LT(after.count('\xff'), 2000); // the last pass is random
     EXPECT_EQ(readFile(outside + "/shared"), "shared data");
+}
+
+TEST_F(HelperErase, AFolderDeeperThanAnyPathGoesWholeWithBoundedDescriptors)
+{
+    // 3,000 levels of root's folders with a root file at each: deeper than PATH_MAX, and more
+    // levels than a walk that kept one descriptor per level could hold open.
+    folder(files + "/deep", 0);
+    int fd = open((files + "/deep").constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_GE(fd, 0);
+    for (int level = 0; level < 3000; ++level) {
+        const int leaf = openat(fd, "file", O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+        ASSERT_GE(leaf, 0);
+        close(leaf);
+        ASSERT_EQ(mkdirat(fd, "level-12345", 0755), 0);
+        const int next = openat(fd, "level-12345", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        close(fd);
+        fd = next;
+        ASSERT_GE(fd, 0);
+    }
+    close(fd);
+    trashed("deep");
+
+    // At most 512 open descriptors (hard too: the helper raises its soft limit to the hard
+    // one), so a walk that held one per level would fail.
+    Helper helper({QStringLiteral("--uid"), QString::number(kUser), QStringLiteral("--data-home"),
+                   QFile::decodeName(dataHome)},
+                  false, {}, 512);
+    helper.send(erase({.permissions = {files + "/deep"}}));
+    const std::vector<KZCborValue> frames = helper.untilReply();
+    ASSERT_EQ(frames.size(), 3u) << helper.log();
+    EXPECT_EQ(number(frames[1], "finishedWithNonErasedCount"), 0u) << helper.log();
+    EXPECT_FALSE(exists(files + "/deep"));
+    EXPECT_FALSE(exists(info + "/deep.trashinfo"));
 }
 
 TEST_F(HelperErase, NothingOutsideTheTrashIsErasedOrUnlockedAndLinksGoAsLinks)

@@ -137,21 +137,27 @@ TEST_F(RemovalTest, NothingOutsideATrashIsRemovedNorReachedThroughLinks)
         "/",
     };
     for (const QByteArray &path : refused) {
-        const auto error = m_common.deleteItemWithURL(url(path));
+        const auto error = m_common.deleteItemWithURL(url(path), KZFileManager::defaultManager());
         EXPECT_TRUE(error && error->isPOSIX(EINVAL)) << path.constData();
         if (haveSrm()) {
             EXPECT_TRUE(m_common.secureErase(url(path))) << path.constData();
         }
     }
-    EXPECT_NE(m_common.deleteItemWithURL(QUrl(u"https://x.org/f"_s)).value().code, 0);
+    EXPECT_NE(
+        m_common.deleteItemWithURL(QUrl(u"https://x.org/f"_s), KZFileManager::defaultManager())
+            .value()
+            .code,
+        0);
 
     // Acting for another user (as the helper does), only that user's home Trash counts.
     const QByteArray otherData = m_sandbox.path(u"other/share"_s).toLocal8Bit();
     KZTestTrash other(otherData + "/Trash");
     other.addFile("theirs");
     const KZCommonFlleUtilties forOther(KZCommonFlleUtilties::kSecureRemoveToolPath, otherData);
-    EXPECT_TRUE(forOther.deleteItemWithURL(m_trash.itemURL("inside")));
-    EXPECT_FALSE(forOther.deleteItemWithURL(other.itemURL("theirs")));
+    EXPECT_TRUE(
+        forOther.deleteItemWithURL(m_trash.itemURL("inside"), KZFileManager::defaultManager()));
+    EXPECT_FALSE(
+        forOther.deleteItemWithURL(other.itemURL("theirs"), KZFileManager::defaultManager()));
     EXPECT_FALSE(exists(other.infoPath("theirs")));
     EXPECT_EQ(left({"files/inside", "info/inside.trashinfo"}).size(), 2);
 }
@@ -175,7 +181,8 @@ TEST_F(RemovalTest, FailuresKeepTheRestTheInfoFileAndTheSizeCache)
     // A vanished item is reported with its path; sweeping its info file is not this call's job.
     const QByteArray ghost = m_trash.addFile("ghost");
     ::unlink(ghost.constData());
-    const auto vanished = m_common.deleteItemWithURL(m_trash.itemURL("ghost"));
+    const auto vanished
+        = m_common.deleteItemWithURL(m_trash.itemURL("ghost"), KZFileManager::defaultManager());
     ASSERT_TRUE(vanished);
     EXPECT_TRUE(vanished->isPOSIX(ENOENT));
     EXPECT_EQ(vanished->userInfo.value(u"NSFilePath"_s).toByteArray(), ghost);
@@ -324,11 +331,15 @@ TEST_F(RemovalTest, SweepRemovesOnlyOrphanedInfoFiles)
     m_trash.addDirectorySizesLine("present", 10);
     m_trash.addDirectorySizesLine("gone folder", 20);
     KZTestFiles::writeFile(m_trash.root() + "/info/notes.txt", "not an info file");
-    EXPECT_EQ(KZTrashFolder::removeOrphanedTrashInfo(m_trash.filesURL()), 2);
+    EXPECT_EQ(
+        KZTrashFolder::removeOrphanedTrashInfo(m_trash.filesURL(), KZFileManager::defaultManager()),
+        2);
     EXPECT_EQ(left({"info/present.trashinfo", "info/gone.trashinfo", "info/notes.txt"}),
               (QByteArrayList{"info/present.trashinfo", "info/notes.txt"}));
     EXPECT_EQ(m_trash.directorySizes(), "10 1700000000000 present\n");
-    EXPECT_EQ(KZTrashFolder::removeOrphanedTrashInfo(url(outside())), -1);
+    EXPECT_EQ(
+        KZTrashFolder::removeOrphanedTrashInfo(url(outside()), KZFileManager::defaultManager()),
+        -1);
 }
 
 TEST(CommonFileUtilities, EmptyFolderTestKeepsItsAsymmetry)

@@ -143,10 +143,16 @@ TEST_F(VolumeTest, SecondVolumeGetsItsTrashUnlessHiddenReadOnlyOrCovered)
     EXPECT_EQ(records[0].totSize, std::optional<KZCapacity>(quint64(16 * 1024 * 1024)));
     EXPECT_TRUE(volumeRecords(utilities(",x-gvfs-hide")).isEmpty());
 
+    // Listing makes nothing: the record names the Trash a first put would make, empty.
     EXPECT_FALSE(exists(ownTrash()));
     const auto trash = trashRecord(ownTrash() + "/files", utilities());
     ASSERT_TRUE(trash);
     EXPECT_EQ(pathOf(trash->volumeURL), volume());
+    EXPECT_TRUE(trash->trashIsEmpty);
+    EXPECT_FALSE(exists(ownTrash()));
+    // A put's look-up makes it.
+    EXPECT_EQ(pathOf(utilities().trashURLForItemURL(url(volume() + "/item"))),
+              ownTrash() + "/files");
     EXPECT_EQ(modeOf(ownTrash()), 0700u);
     EXPECT_TRUE(exists(ownTrash() + "/info"));
     // An item on the volume, even a vanished one, finds the same Trash.
@@ -177,6 +183,31 @@ TEST_F(VolumeTest, SecondVolumeGetsItsTrashUnlessHiddenReadOnlyOrCovered)
     records = volumeRecords(utilities());
     ASSERT_EQ(records.size(), 1);
     EXPECT_EQ(records[0].totSize, std::optional<KZCapacity>(quint64(8 * 1024 * 1024)));
+}
+
+TEST_F(VolumeTest, AVolumeWhoseStateCannotBeReadIsLeftOutAndSaidSo)
+{
+    if (!mountVolume())
+        GTEST_SKIP() << m_whyNot;
+    struct FailingStatvfs : KZFileManager
+    {
+        int statvfs(const char *, struct statvfs *) override
+        {
+            errno = EIO;
+            return -1;
+        }
+    } failing;
+    utilities(); // writes the sandbox's mount table
+    KZFilesUtilities::Roots roots;
+    roots.mountInfoPath = QString::fromLocal8Bit(path("mountinfo"));
+    roots.fileManager = &failing;
+    KZFilesUtilities blind(roots);
+    KZTestMessages log;
+    EXPECT_FALSE(trashRecord(ownTrash() + "/files", blind));
+    bool said = false;
+    for (const QString &line : log.lines())
+        said = said || (line.startsWith(u"NSTrashDirectory error: "_s) && line.contains(u"vol"_s));
+    EXPECT_TRUE(said) << log.lines().join(u'\n').toStdString();
 }
 
 TEST_F(VolumeTest, SharedTrashFolderIsUsedOnlyWhenStickyAndReal)

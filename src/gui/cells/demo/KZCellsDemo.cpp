@@ -91,11 +91,6 @@ void styleTable(QTableView *table)
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     table->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     table->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    // The cells choose black and white text themselves; the list stays light underneath.
-    QPalette palette = table->palette();
-    palette.setColor(QPalette::Base, Qt::white);
-    palette.setColor(QPalette::AlternateBase, QColor(244, 245, 245));
-    table->setPalette(palette);
 }
 
 } // namespace
@@ -111,7 +106,7 @@ KZCellsDemo::KZCellsDemo(QWidget *parent)
     m_itemList = makeItemList(36, 200);
     right->addWidget(m_itemList, 3);
     right->addWidget(new QLabel(QStringLiteral("Item list, rows 26 points high")));
-    m_compactList = makeItemList(26, 130);
+    m_compactList = makeItemList(26, 140);
     right->addWidget(m_compactList, 2);
 
     auto *left = new QVBoxLayout;
