@@ -37,7 +37,9 @@ void KZTrashSizeQueue::measure(const KZTrashLocation &record, QObject *context, 
         quint64 count = 0;
         quint64 size = 0;
         for (const QUrl &folder : record.trashURLs())
-            size += KZFilesUtilities::sharedControl().iterateFolderForSize(folder, &count).totalFileSize;
+            size += KZFilesUtilities::sharedControl()
+                        .iterateFolderForSize(folder, &count)
+                        .totalFileSize;
         if (stopping->load())
             return;
         QMetaObject::invokeMethod(

@@ -68,8 +68,9 @@ protected:
         EXPECT_EQ(
             icon.left(),
             window->list()->viewport()->mapToGlobal(QPoint(window->list()->columnWidth(0), 0)).x());
-        if (preview()->isZooming())
+        if (preview()->isZooming()) {
             EXPECT_LT(preview()->width(), 100);
+        }
         ASSERT_EQ(preview()->shownURL(), trash.itemURL(name));
         // The zoom out of the row's icon ends at the window's resting size.
         ASSERT_TRUE(QTest::qWaitFor([&] { return !preview()->isZooming(); }));
