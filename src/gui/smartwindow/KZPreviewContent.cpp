@@ -46,7 +46,7 @@ QSize fitted(QSize size, const QSize &into)
     return size.scaled(into, Qt::KeepAspectRatio);
 }
 
-QImage readImage(const QByteArray &data, const QSize &fitInto)
+QImage readImage(const QByteArray &data, const QSize &fitInto, qreal ratio)
 {
     QBuffer buffer;
     buffer.setData(data);
@@ -55,16 +55,17 @@ QImage readImage(const QByteArray &data, const QSize &fitInto)
     reader.setAutoTransform(true);
     const QSize size = reader.size();
     if (size.isValid())
-        reader.setScaledSize(fitted(size, fitInto));
+        reader.setScaledSize(fitted(size, fitInto) * ratio);
     QImage image = reader.read();
     if (!image.isNull() && !size.isValid())
-        image = image.scaled(fitted(image.size(), fitInto), Qt::KeepAspectRatio,
+        image = image.scaled(fitted(image.size(), fitInto) * ratio, Qt::KeepAspectRatio,
                              Qt::SmoothTransformation);
+    image.setDevicePixelRatio(ratio);
     return image;
 }
 
 #if BINWISE_HAS_QT_PDF
-QImage readPdfPage(const QByteArray &data, const QSize &fitInto)
+QImage readPdfPage(const QByteArray &data, const QSize &fitInto, qreal ratio)
 {
     QBuffer buffer;
     buffer.setData(data);
@@ -77,7 +78,7 @@ QImage readPdfPage(const QByteArray &data, const QSize &fitInto)
     const QSizeF points = document.pagePointSize(0);
     if (points.isEmpty())
         return {};
-    const QSize pixels = points.scaled(fitInto, Qt::KeepAspectRatio).toSize();
+    const QSize pixels = (points.scaled(fitInto, Qt::KeepAspectRatio) * ratio).toSize();
     QImage page = document.render(0, pixels);
     if (page.isNull())
         return {};
@@ -88,6 +89,7 @@ QImage readPdfPage(const QByteArray &data, const QSize &fitInto)
         QPainter painter(&paper);
         painter.drawImage(0, 0, page);
     }
+    paper.setDevicePixelRatio(ratio);
     return paper;
 }
 #endif
@@ -178,7 +180,8 @@ bool KZPreviewContent::looksLikeText(const QByteArray &head)
     return control * 20 <= text.size();
 }
 
-KZPreviewContent KZPreviewContent::load(const QUrl &itemURL, const QSize &fitInto)
+KZPreviewContent KZPreviewContent::load(const QUrl &itemURL, const QSize &fitInto,
+                                        qreal devicePixelRatio)
 {
     KZPreviewContent content;
     if (!itemURL.isLocalFile())
@@ -199,13 +202,13 @@ KZPreviewContent KZPreviewContent::load(const QUrl &itemURL, const QSize &fitInt
         const std::optional<QByteArray> whole
             = truncated ? readRegularFile(path, kDocumentLimit) : head;
         if (whole && image) {
-            content.m_image = readImage(*whole, fitInto);
+            content.m_image = readImage(*whole, fitInto, devicePixelRatio);
             if (!content.m_image.isNull())
                 content.m_kind = Kind::Image;
         }
 #if BINWISE_HAS_QT_PDF
         if (whole && pdf) {
-            content.m_image = readPdfPage(*whole, fitInto);
+            content.m_image = readPdfPage(*whole, fitInto, devicePixelRatio);
             if (!content.m_image.isNull())
                 content.m_kind = Kind::Pdf;
         }

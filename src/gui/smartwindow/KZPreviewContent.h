@@ -24,8 +24,11 @@ public:
     // Whether PDFs show their first page (Qt PDF was there when Binwise was built).
     [[nodiscard]] static bool showsPdfPages();
 
-    // Reads the item at itemURL; pictures and pages are scaled to fit fitInto (pixels).
-    [[nodiscard]] static KZPreviewContent load(const QUrl &itemURL, const QSize &fitInto);
+    // Reads the item at itemURL. A picture keeps its size in points (one pixel a point) unless
+    // it is larger than fitInto (points), a page is scaled to fit it; both are rendered with
+    // devicePixelRatio pixels a point.
+    [[nodiscard]] static KZPreviewContent load(const QUrl &itemURL, const QSize &fitInto,
+                                               qreal devicePixelRatio = 1);
 
     // Up to limit bytes of the regular file at path: opened relative to its folder with
     // O_NOFOLLOW | O_NONBLOCK, and only after the open descriptor is seen to be a regular

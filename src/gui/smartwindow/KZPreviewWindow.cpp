@@ -266,7 +266,7 @@ void KZPreviewWindow::showItem(const KZPreviewItem &item)
                        - QSize(0, m_footer->sizeHint().height());
     const KZPreviewContent content
         = exists && S_ISREG(info.st_mode)
-              ? KZPreviewContent::load(item.itemURL, room * devicePixelRatio())
+              ? KZPreviewContent::load(item.itemURL, room, devicePixelRatio())
               : KZPreviewContent();
     const QString kindName = exists ? kindNameForPath(path, info) : QString();
     m_shownKind = content.kind();
@@ -281,8 +281,8 @@ void KZPreviewWindow::showItem(const KZPreviewItem &item)
     switch (content.kind()) {
     case KZPreviewContent::Kind::Image:
     case KZPreviewContent::Kind::Pdf: {
-        QPixmap picture = QPixmap::fromImage(content.image());
-        picture.setDevicePixelRatio(devicePixelRatio());
+        // The image carries its pixel ratio; the pixmap keeps it.
+        const QPixmap picture = QPixmap::fromImage(content.image());
         m_picture->setPixmap(picture);
         m_pages->setCurrentWidget(m_picture);
         m_footer->setText(QStringLiteral("%1 — %2, %3").arg(name, kindName, sizeText));
