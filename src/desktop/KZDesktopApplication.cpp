@@ -1,0 +1,110 @@
+#include "KZDesktopApplication.h"
+
+#include "KZCliApplication.h"
+#include "KZCliTrashes.h"
+#include "KZSingleInstance.h"
+#include "erase/KZDeleteItems.h"
+#include "foundation/KZUserDefaults.h"
+#include "gui/tray/KZStatusItem.h"
+#include "gui/tray/KZTrayIcons.h"
+#include "gui/tray/KZTrayPanel.h"
+#include "model/KZFilesUtilities.h"
+#include "presentation/KZBinwise.h"
+#include "privileged/KZSecureAccess.h"
+
+#include <QApplication>
+#include <QWidget>
+
+QString KZDesktopApplication::displayProblem()
+{
+    const QString platform = qEnvironmentVariable("QT_QPA_PLATFORM");
+    // A platform chosen on purpose (offscreen, vnc) needs no display server.
+    if (!platform.isEmpty() && !platform.startsWith(QLatin1String("xcb"))
+        && !platform.startsWith(QLatin1String("wayland")))
+        return {};
+    if (!qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        return {};
+    return QStringLiteral("there is no display for the tray application (DISPLAY and "
+                          "WAYLAND_DISPLAY are not set); on this machine use the command line: "
+                          "binwise list, binwise empty (binwise --help tells more)");
+}
+
+int KZDesktopApplication::trayWaitMs()
+{
+    bool ok = false;
+    const double seconds = qEnvironmentVariable("BINWISE_TRAY_WAIT").toDouble(&ok);
+    return ok && seconds >= 0 ? int(seconds * 1000) : kDefaultTrayWaitMs;
+}
+
+int KZDesktopApplication::run(int &argc, char **argv)
+{
+    if (const QString problem = displayProblem(); !problem.isEmpty()) {
+        KZCliApplication::printError(problem);
+        return kNoDisplayStatus;
+    }
+
+    QApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("binwise"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(BINWISE_VERSION));
+    QGuiApplication::setApplicationDisplayName(QStringLiteral("Binwise"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("org.binwise.Binwise"));
+    // A tray application lives on when its last window (the about box, a message) closes.
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    KZSingleInstance instance;
+    if (!instance.acquire()) {
+        // Another Binwise runs in this session: it shows itself, this one is not needed.
+        if (!instance.handOver())
+            KZCliApplication::printError(QStringLiteral("Binwise is already running"));
+        return 0;
+    }
+    QApplication::setWindowIcon(KZTrayIcons::applicationIcon(QApplication::palette()));
+
+    // The volumes binwise works on: the kernel's mount table, or BINWISE_MOUNTINFO's.
+    KZFilesUtilities utilities(KZCliTrashes::rootsFromEnvironment());
+    KZUserDefaults &defaults = KZUserDefaults::sharedControl();
+    KZSecureAccess::installFactory();
+
+    KZDeleteItems::Environment engineEnvironment;
+    engineEnvironment.filesUtilities = &utilities;
+    engineEnvironment.activate = [] {
+        // Before a confirmation the application comes to the front; its dialogs raise
+        // themselves once shown.
+        if (QWidget *window = QApplication::activeWindow()) {
+            window->raise();
+            window->activateWindow();
+        }
+    };
+    KZDeleteItems engine(engineEnvironment);
+
+    KZStatusItem statusItem(trayWaitMs());
+    KZBinwise::Environment environment;
+    environment.engine = &engine;
+    environment.userDefaults = &defaults;
+    environment.locations = [&utilities] {
+        return utilities.trashesAndVolumesLocations();
+    };
+    environment.installHelper = [&defaults] {
+        // Installing the helper asks for an administrator's password: offered at start-up only
+        // to a user whose settings say locked items are to be erased. Otherwise an installed
+        // helper is used as it is.
+        KZSecureAccess access(nullptr);
+        if (defaults.boolForKey(KZUserDefaults::kDeleteLocked))
+            return access.intallHelperAppIfNeeded();
+        bool present = false;
+        return access.isHelperNeedBeInstalled(&present);
+    };
+    KZBinwise controller(&statusItem, environment);
+    statusItem.setController(&controller);
+
+    QObject::connect(&controller, &KZBinwise::terminateRequested, &app,
+                     [](int status) { QCoreApplication::exit(status); });
+    QObject::connect(&instance, &KZSingleInstance::activationRequested, &statusItem,
+                     &KZStatusItem::showPanel);
+
+    controller.applicationDidFinishLaunching();
+    const int status = QApplication::exec();
+    // Measurements and a running erase end before the objects they report to go.
+    engine.setIsStopped(true);
+    return status;
+}
