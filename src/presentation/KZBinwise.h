@@ -60,7 +60,7 @@ public:
     void applicationDidFinishLaunching();
     void setupSystemVersion();
     // The system version code for a kernel release: its major, minor and patch numbers joined
-    // after "10" and the major number plus 10, read as hexadecimal (6.1.0 gives 0x10161), so
+    // after "10" and the major number plus 10, read as hexadecimal (6.1.0 gives 0x101610), so
     // that every kernel compares at or above 0x10100.
     [[nodiscard]] static quint32 systemVersionForKernelRelease(const QByteArray &release);
 
