@@ -1,0 +1,266 @@
+// The real binwise executable in tray mode, read over a private session bus exactly as a
+// StatusNotifierItem panel reads it: the menu through com.canonical.dbusmenu, the tooltip from
+// the item. Its volumes are tmpfs mounts of the test; its home is the test's sandbox.
+#include "KZCliRunner.h"
+#include "KZDBusMenuReader.h"
+#include "KZStatusNotifierWatcher.h"
+#include "KZTestTrash.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kStartMs = 20000;
+
+// Many empty files, so that measuring and erasing the Trash take long enough to be watched.
+bool fillTrash(KZTestTrash &trash, int count)
+{
+    const QByteArray folder = trash.files() + "/many";
+    if (!KZTestFiles::makeFolders(folder))
+        return false;
+    trash.writeInfo("many", "/home/user/many");
+    for (int i = 0; i < count; ++i) {
+        const QByteArray path = folder + "/f" + QByteArray::number(i);
+        const int fd = ::open(path.constData(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
+        if (fd < 0)
+            return false;
+        ::close(fd);
+    }
+    return true;
+}
+
+// A sandboxed binwise in tray mode on this process's X server and a private bus.
+struct TrayRun
+{
+    explicit TrayRun(bool withWatcher)
+    {
+        QString error;
+        busStarted = watcher.start(withWatcher, &error);
+        if (!busStarted)
+            whyNot = error;
+        const QString runtime = runner.sandbox().path(QStringLiteral("runtime"));
+        QDir().mkpath(runtime);
+        QFile::setPermissions(runtime, QFileDevice::ReadOwner | QFileDevice::WriteOwner
+                                           | QFileDevice::ExeOwner);
+        QProcessEnvironment &environment = runner.environment();
+        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), watcher.address());
+        environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        environment.insert(QStringLiteral("DISPLAY"), qEnvironmentVariable("DISPLAY"));
+        environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
+        environment.insert(QStringLiteral("BINWISE_TRAY_WAIT"), QStringLiteral("10"));
+    }
+
+    ~TrayRun()
+    {
+        for (auto &process : processes) {
+            if (process->state() != QProcess::NotRunning) {
+                process->kill();
+                process->waitForFinished(5000);
+            }
+        }
+    }
+
+    QProcess &start()
+    {
+        processes.push_back(runner.start({}));
+        return *processes.back();
+    }
+
+    // The item's bus name once the running binwise has registered it.
+    QString waitForItem()
+    {
+        if (!QTest::qWaitFor([&] { return !watcher.registeredItems().isEmpty(); }, kStartMs))
+            return {};
+        return watcher.registeredItems().constFirst();
+    }
+
+    KZStatusNotifierWatcher watcher;
+    KZCliRunner runner;
+    bool busStarted = false;
+    QString whyNot;
+    std::vector<std::unique_ptr<QProcess>> processes;
+};
+
+std::optional<KZDBusMenuItem> row(const KZDBusMenuItem &root, const QString &volume)
+{
+    const std::optional<KZDBusMenuItem> submenu = root.child(QStringLiteral("Empty the Trash of"));
+    return submenu ? submenu->child(volume + QStringLiteral("…")) : std::nullopt;
+}
+
+QString itemPath(const QString &registered, QString *service)
+{
+    // Registered as "bus-name" (the path is /StatusNotifierItem) or "bus-name/path".
+    const qsizetype slash = registered.indexOf(QLatin1Char('/'));
+    *service = slash < 0 ? registered : registered.left(slash);
+    return slash < 0 ? QStringLiteral("/StatusNotifierItem") : registered.mid(slash);
+}
+
+} // namespace
+
+TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume)
+{
+    TrayRun run(true);
+    ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
+    QString whyNot;
+    const QByteArray work = run.runner.addVolume("Work", &whyNot);
+    if (work.isEmpty())
+        GTEST_SKIP() << qPrintable(whyNot);
+    const QByteArray keep = run.runner.addVolume("Keep", &whyNot);
+    const QByteArray empty = run.runner.addVolume("Void", &whyNot);
+    ASSERT_FALSE(keep.isEmpty() || empty.isEmpty()) << qPrintable(whyNot);
+    KZTestTrash workTrash = KZTestTrash::onVolume(work);
+    ASSERT_TRUE(fillTrash(workTrash, 60000));
+    KZTestTrash keepTrash = KZTestTrash::onVolume(keep);
+    const QByteArray kept = keepTrash.addFile("kept");
+    KZTestTrash voidTrash = KZTestTrash::onVolume(empty);
+    ASSERT_TRUE(KZTestFiles::makeFolders(voidTrash.files()));
+    run.runner.setSetting(QStringLiteral("showAlert"), false);
+
+    QProcess &binwise = run.start();
+    QString service;
+    const QString path = itemPath(run.waitForItem(), &service);
+    ASSERT_FALSE(service.isEmpty())
+        << "no item registered; binwise said: " << binwise.readAllStandardError().toStdString();
+    KZDBusMenuReader reader(run.watcher.connection(), service, path);
+    EXPECT_TRUE(reader.toolTip().contains(QStringLiteral("Binwise")))
+        << qPrintable(reader.toolTip());
+
+    ASSERT_TRUE(reader.aboutToShow(0));
+    QString error;
+    std::optional<KZDBusMenuItem> root = reader.layout(&error);
+    ASSERT_TRUE(root) << qPrintable(error);
+    QStringList labels;
+    for (const KZDBusMenuItem &item : root->children)
+        labels.append(item.isSeparator() ? QStringLiteral("-") : item.label());
+    EXPECT_EQ(labels, (QStringList{
+                          QStringLiteral("Empty All Trashes"), QStringLiteral("Empty the Trash of"),
+                          QStringLiteral("Show the Trashes…"), QStringLiteral("-"),
+                          QStringLiteral("About Binwise"), QStringLiteral("Quit Binwise")}));
+    const KZDBusMenuItem emptyAll = *root->child(QStringLiteral("Empty All Trashes"));
+    EXPECT_TRUE(emptyAll.enabled());
+    // The hot key travels as the item's shortcut.
+    EXPECT_TRUE(emptyAll.properties.contains(QStringLiteral("shortcut")));
+
+    // Opening the submenu makes the rows; the big Trash is still being measured.
+    const int submenuId = root->child(QStringLiteral("Empty the Trash of"))->id;
+    ASSERT_TRUE(reader.aboutToShow(submenuId));
+    root = reader.layout(&error);
+    ASSERT_TRUE(root) << qPrintable(error);
+    std::optional<KZDBusMenuItem> workRow = row(*root, QStringLiteral("Work"));
+    ASSERT_TRUE(workRow);
+    EXPECT_EQ(workRow->label(), QStringLiteral("Work… — Gathering information…"));
+    EXPECT_TRUE(workRow->enabled());
+    const std::optional<KZDBusMenuItem> voidRow = row(*root, QStringLiteral("Void"));
+    ASSERT_TRUE(voidRow);
+    EXPECT_EQ(voidRow->label(), QStringLiteral("Void… — Trash is empty"));
+    EXPECT_FALSE(voidRow->enabled());
+
+    // The measurement reaches the open menu.
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            root = reader.layout();
+            return root && row(*root, QStringLiteral("Work")) && row(*root, QStringLiteral("Keep"))
+                   && !row(*root, QStringLiteral("Work"))
+                           ->label()
+                           .contains(QStringLiteral("Gathering"))
+                   && !row(*root, QStringLiteral("Keep"))
+                           ->label()
+                           .contains(QStringLiteral("Gathering"));
+        },
+        30000));
+    workRow = row(*root, QStringLiteral("Work"));
+    EXPECT_TRUE(workRow->label().startsWith(QStringLiteral("Work… — 60,001 items, ")))
+        << qPrintable(workRow->label());
+    const std::optional<KZDBusMenuItem> keepRow = row(*root, QStringLiteral("Keep"));
+    EXPECT_TRUE(keepRow->label().startsWith(QStringLiteral("Keep… — 1 item, ")))
+        << qPrintable(keepRow->label());
+
+    // A click on Work's row empties Work's Trash; meanwhile the menu is disabled, and a second
+    // click (on all Trashes, on another row) starts nothing.
+    ASSERT_TRUE(reader.click(workRow->id));
+    bool sawDisabled = false;
+    bool sawRowsDisabled = false;
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            const std::optional<KZDBusMenuItem> now = reader.layout();
+            if (now && !now->child(QStringLiteral("Empty All Trashes"))->enabled()) {
+                if (!sawDisabled) {
+                    EXPECT_TRUE(reader.click(now->child(QStringLiteral("Empty All Trashes"))->id));
+                    const std::optional<KZDBusMenuItem> keepNow = row(*now, QStringLiteral("Keep"));
+                    if (keepNow) {
+                        sawRowsDisabled = !keepNow->enabled();
+                        EXPECT_TRUE(reader.click(keepNow->id));
+                    }
+                }
+                sawDisabled = true;
+            }
+            return sawDisabled && now && now->child(QStringLiteral("Empty All Trashes"))->enabled();
+        },
+        60000));
+    EXPECT_TRUE(sawDisabled);
+    EXPECT_TRUE(sawRowsDisabled);
+    EXPECT_TRUE(QDir(QString::fromLocal8Bit(workTrash.files()))
+                    .isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
+    EXPECT_TRUE(KZTestFiles::exists(kept)) << "a click during the erase emptied another Trash";
+
+    // Quit ends binwise normally.
+    root = reader.layout();
+    ASSERT_TRUE(root);
+    ASSERT_TRUE(reader.click(root->child(QStringLiteral("Quit Binwise"))->id));
+    ASSERT_TRUE(binwise.waitForFinished(10000));
+    EXPECT_EQ(binwise.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(binwise.exitCode(), 0);
+}
+
+TEST(TrayStatusNotifier, ASecondStartHandsOverAndEnds)
+{
+    TrayRun run(true);
+    ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
+    QProcess &first = run.start();
+    ASSERT_FALSE(run.waitForItem().isEmpty()) << first.readAllStandardError().toStdString();
+    QProcess &second = run.start();
+    ASSERT_TRUE(second.waitForFinished(15000));
+    EXPECT_EQ(second.exitCode(), 0) << second.readAllStandardError().toStdString();
+    EXPECT_TRUE(second.readAllStandardError().isEmpty());
+    QTest::qWait(300);
+    EXPECT_EQ(first.state(), QProcess::Running);
+    // The second start did not register an icon of its own.
+    EXPECT_EQ(run.watcher.registeredItems().size(), 1);
+}
+
+TEST(TrayStatusNotifier, WithoutATrayHostItSaysWhatTheDesktopNeedsAndEnds)
+{
+    TrayRun run(false);
+    ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
+    run.runner.environment().insert(QStringLiteral("BINWISE_TRAY_WAIT"), QStringLiteral("1"));
+    QElapsedTimer clock;
+    clock.start();
+    QProcess &binwise = run.start();
+    ASSERT_TRUE(binwise.waitForFinished(20000));
+    EXPECT_LT(clock.elapsed(), 15000);
+    EXPECT_EQ(binwise.exitCode(), 1);
+    const QString said = QString::fromUtf8(binwise.readAllStandardError());
+    EXPECT_TRUE(said.contains(QStringLiteral("AppIndicator"))) << qPrintable(said);
+}
+
+TEST(TrayStatusNotifier, WithoutADisplayItPointsAtTheCommandLine)
+{
+    KZCliRunner runner;
+    runner.environment().remove(QStringLiteral("DISPLAY"));
+    runner.environment().remove(QStringLiteral("WAYLAND_DISPLAY"));
+    runner.environment().remove(QStringLiteral("QT_QPA_PLATFORM"));
+    const KZCliResult result = runner.run({});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_TRUE(result.err.contains("binwise list")) << str(result.err);
+    EXPECT_EQ(result.err.count('\n'), 1) << str(result.err);
+    // The commands still run without a display.
+    EXPECT_EQ(runner.run({"list"}).exitCode, 0);
+}
