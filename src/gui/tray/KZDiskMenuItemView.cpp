@@ -104,12 +104,19 @@ QColor KZDiskMenuItemView::diskNameTxtColor() const
 QColor KZDiskMenuItemView::subNameTxtColor() const
 {
     const QPalette &colors = palette();
+    const QColor secondary = colors.color(QPalette::Active, QPalette::PlaceholderText);
     if (m_enabled)
-        return colors.color(QPalette::Active, QPalette::PlaceholderText);
-    // The faintest text the theme has; some themes give disabled text the normal colour, so
-    // it leans towards the background as well.
-    return blend(colors.color(QPalette::Disabled, QPalette::WindowText),
-                 colors.color(QPalette::Active, QPalette::Window), 0.25);
+        return secondary;
+    // The faintest text of the theme, but many themes make disabled text hardly readable on
+    // the window: it stays at least half as far from the window as the second line is.
+    const QColor window = colors.color(QPalette::Active, QPalette::Window);
+    const QColor disabled = colors.color(QPalette::Disabled, QPalette::WindowText);
+    const auto distance = [&window](const QColor &color) {
+        return qAbs(color.lightnessF() - window.lightnessF()) * color.alphaF();
+    };
+    if (distance(disabled) >= 0.5 * distance(secondary))
+        return disabled;
+    return blend(secondary, window, 0.4);
 }
 
 QFont KZDiskMenuItemView::subNameFont() const
