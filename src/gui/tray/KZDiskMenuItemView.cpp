@@ -355,8 +355,9 @@ void KZDiskMenuItemView::choosenItemAction()
         return;
     }
     // A second click or key while the row blinks is the same choice, not another one.
-    if (isBlinking())
+    if (m_choosing)
         return;
+    m_choosing = true;
     m_fireTimes = 0;
     setIsSelected(!m_isSelected);
     m_blinkTimer.start();
@@ -371,11 +372,14 @@ void KZDiskMenuItemView::animateDismiss()
     }
     m_blinkTimer.stop();
     ++m_fireTimes;
-    sendAction();
+    // From the event loop rather than from inside the timer's signal: whoever hears the choice
+    // may close the panel and delete the row with its timer.
+    QTimer::singleShot(0, this, &KZDiskMenuItemView::sendAction);
 }
 
 void KZDiskMenuItemView::sendAction()
 {
+    m_choosing = false;
     // Whoever hears this may close the panel and drop the row; nothing of it is read after.
     emit chosen(m_diskDict);
 }

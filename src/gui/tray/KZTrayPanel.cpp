@@ -77,7 +77,8 @@ void KZTrayPanel::showRows(const QList<KZTrashLocation> &records, bool isWorking
     clearRows();
     for (const KZTrashLocation &record : records) {
         auto *row = new KZDiskMenuItemView(record, !record.trashIsEmpty && !isWorking, this);
-        connect(row, &KZDiskMenuItemView::chosen, this, [this](const KZTrashLocation &chosen) {
+        // A copy: a listener may drop the rows, and the row's record with them.
+        connect(row, &KZDiskMenuItemView::chosen, this, [this](KZTrashLocation chosen) {
             hide();
             emit rowChosen(chosen);
         });

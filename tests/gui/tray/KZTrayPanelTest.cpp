@@ -393,6 +393,23 @@ TEST_F(TrayPanelTest, PlacedByTheIconOrNearThePointerAndKeptOnScreen)
               QRect(QPoint(970 - 300, 600), size));
 }
 
+TEST_F(TrayPanelTest, LongNamesKeepThePanelNarrowAndTheRowsAligned)
+{
+    const QString longName
+        = QStringLiteral("Backups of the whole family photo library ").repeated(4);
+    KZTrayPanel panel;
+    show(panel, {recordOf(m_home, m_homeFolder, longName, true),
+                 recordOf(m_other, volumeOf(m_other), QStringLiteral("B"), true)});
+    const QList<KZDiskMenuItemView *> rows = panel.rows();
+    ASSERT_EQ(rows.size(), 2);
+    EXPECT_EQ(rows[0]->firstLine(), longName + QChar(0x2026));
+    EXPECT_LT(panel.width(), 520);
+    EXPECT_GT(panel.width(), 300);
+    EXPECT_EQ(rows[0]->width(), rows[1]->width());
+    EXPECT_TRUE(
+        QGuiApplication::primaryScreen()->availableGeometry().contains(panel.frameGeometry()));
+}
+
 TEST_F(TrayPanelTest, WithoutVolumesOneDimmedLineSaysSo)
 {
     KZTrayPanel panel;
