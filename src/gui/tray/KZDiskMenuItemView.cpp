@@ -104,12 +104,19 @@ QColor KZDiskMenuItemView::diskNameTxtColor() const
 QColor KZDiskMenuItemView::subNameTxtColor() const
 {
     const QPalette &colors = palette();
+    const QColor secondary = colors.color(QPalette::Active, QPalette::PlaceholderText);
     if (m_enabled)
-        return colors.color(QPalette::Active, QPalette::PlaceholderText);
-    // The faintest text the theme has; some themes give disabled text the normal colour, so
-    // it leans towards the background as well.
-    return blend(colors.color(QPalette::Disabled, QPalette::WindowText),
-                 colors.color(QPalette::Active, QPalette::Window), 0.25);
+        return secondary;
+    // The faintest text of the theme, but many themes make disabled text hardly readable on
+    // the window: it stays at least half as far from the window as the second line is.
+    const QColor window = colors.color(QPalette::Active, QPalette::Window);
+    const QColor disabled = colors.color(QPalette::Disabled, QPalette::WindowText);
+    const auto distance = [&window](const QColor &color) {
+        return qAbs(color.lightnessF() - window.lightnessF()) * color.alphaF();
+    };
+    if (distance(disabled) >= 0.5 * distance(secondary))
+        return disabled;
+    return blend(secondary, window, 0.4);
 }
 
 QFont KZDiskMenuItemView::subNameFont() const
@@ -348,8 +355,9 @@ void KZDiskMenuItemView::choosenItemAction()
         return;
     }
     // A second click or key while the row blinks is the same choice, not another one.
-    if (isBlinking())
+    if (m_choosing)
         return;
+    m_choosing = true;
     m_fireTimes = 0;
     setIsSelected(!m_isSelected);
     m_blinkTimer.start();
@@ -364,11 +372,14 @@ void KZDiskMenuItemView::animateDismiss()
     }
     m_blinkTimer.stop();
     ++m_fireTimes;
-    sendAction();
+    // From the event loop rather than from inside the timer's signal: whoever hears the choice
+    // may close the panel and delete the row with its timer.
+    QTimer::singleShot(0, this, &KZDiskMenuItemView::sendAction);
 }
 
 void KZDiskMenuItemView::sendAction()
 {
+    m_choosing = false;
     // Whoever hears this may close the panel and drop the row; nothing of it is read after.
     emit chosen(m_diskDict);
 }

@@ -44,8 +44,8 @@ public:
     // "Trash_empty".
     [[nodiscard]] QString firstLine() const;
     [[nodiscard]] QString secondLine() const;
-    // True while the choose blink runs.
-    [[nodiscard]] bool isBlinking() const { return m_blinkTimer.isActive(); }
+    // True from a choice until the row has reported it (the blink runs meanwhile).
+    [[nodiscard]] bool isBlinking() const { return m_choosing; }
 
     // The row was chosen (mouse up, Return or space).
     void choosenItemAction();
@@ -101,4 +101,5 @@ private:
     // A release chooses only after a press on the row, so that the button let go of on the
     // tray icon that opened the panel under the cursor chooses nothing.
     bool m_pressed = false;
+    bool m_choosing = false;
 };

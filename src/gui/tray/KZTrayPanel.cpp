@@ -13,10 +13,24 @@
 
 namespace {
 constexpr int kFrameMargin = 4;
+
+// Wayland gives a popup only to a window of the application's own, and the tray icon is none:
+// there the panel is a frameless tool window that closes when it loses the focus.
+bool popupsNeedAParent()
+{
+    return QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
+}
+
+Qt::WindowFlags panelFlags()
+{
+    if (popupsNeedAParent())
+        return Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint;
+    return Qt::Popup | Qt::FramelessWindowHint;
+}
 } // namespace
 
 KZTrayPanel::KZTrayPanel(QWidget *parent)
-    : QWidget(parent, Qt::Popup | Qt::FramelessWindowHint)
+    : QWidget(parent, panelFlags())
     , m_layout(new QVBoxLayout(this))
 {
     setObjectName(QStringLiteral("KZTrayPanel"));
@@ -63,7 +77,8 @@ void KZTrayPanel::showRows(const QList<KZTrashLocation> &records, bool isWorking
     clearRows();
     for (const KZTrashLocation &record : records) {
         auto *row = new KZDiskMenuItemView(record, !record.trashIsEmpty && !isWorking, this);
-        connect(row, &KZDiskMenuItemView::chosen, this, [this](const KZTrashLocation &chosen) {
+        // A copy: a listener may drop the rows, and the row's record with them.
+        connect(row, &KZDiskMenuItemView::chosen, this, [this](KZTrashLocation chosen) {
             hide();
             emit rowChosen(chosen);
         });
@@ -169,6 +184,15 @@ void KZTrayPanel::keyPressEvent(QKeyEvent *event)
     default:
         event->accept();
     }
+}
+
+void KZTrayPanel::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    // A popup closes itself on a click elsewhere; the tool window does on losing the focus.
+    if (event->type() == QEvent::ActivationChange && !(windowFlags() & Qt::Popup)
+        && !isActiveWindow())
+        hide();
 }
 
 void KZTrayPanel::paintEvent(QPaintEvent *event)
