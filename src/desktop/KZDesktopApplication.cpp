@@ -15,6 +15,28 @@
 #include <QApplication>
 #include <QWidget>
 
+namespace {
+// Some platform themes (Qt's own KDE one among them) leave the placeholder colour at its
+// default, nearly black, also on a dark palette: the dimmed lines of the rows would vanish.
+void keepPlaceholderTextReadable()
+{
+    QPalette palette = QApplication::palette();
+    const QColor window = palette.color(QPalette::Active, QPalette::Window);
+    const QColor text = palette.color(QPalette::Active, QPalette::WindowText);
+    const QColor placeholder = palette.color(QPalette::Active, QPalette::PlaceholderText);
+    const auto distance = [&window](const QColor &color) {
+        return qAbs(color.lightnessF() - window.lightnessF()) * color.alphaF();
+    };
+    if (distance(placeholder) >= 0.35 * distance(text))
+        return;
+    QColor readable = text;
+    readable.setAlphaF(0.65f);
+    for (const QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive})
+        palette.setColor(group, QPalette::PlaceholderText, readable);
+    QApplication::setPalette(palette);
+}
+} // namespace
+
 QString KZDesktopApplication::displayProblem()
 {
     const QString platform = qEnvironmentVariable("QT_QPA_PLATFORM");
@@ -58,6 +80,7 @@ int KZDesktopApplication::run(int &argc, char **argv)
             KZCliApplication::printError(QStringLiteral("Binwise is already running"));
         return 0;
     }
+    keepPlaceholderTextReadable();
     QApplication::setWindowIcon(KZTrayIcons::applicationIcon(QApplication::palette()));
 
     // The volumes binwise works on: the kernel's mount table, or BINWISE_MOUNTINFO's.

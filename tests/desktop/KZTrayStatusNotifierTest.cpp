@@ -5,6 +5,7 @@
 #include "KZDBusMenuReader.h"
 #include "KZStatusNotifierWatcher.h"
 #include "KZTestTrash.h"
+#include "KZTrayRun.h"
 
 #include <gtest/gtest.h>
 
@@ -16,8 +17,6 @@
 #include <unistd.h>
 
 namespace {
-
-constexpr int kStartMs = 20000;
 
 // Many empty files, so that measuring and erasing the Trash take long enough to be watched.
 bool fillTrash(KZTestTrash &trash, int count)
@@ -35,59 +34,6 @@ bool fillTrash(KZTestTrash &trash, int count)
     }
     return true;
 }
-
-// A sandboxed binwise in tray mode on this process's X server and a private bus.
-struct TrayRun
-{
-    explicit TrayRun(bool withWatcher)
-    {
-        QString error;
-        busStarted = watcher.start(withWatcher, &error);
-        if (!busStarted)
-            whyNot = error;
-        const QString runtime = runner.sandbox().path(QStringLiteral("runtime"));
-        QDir().mkpath(runtime);
-        QFile::setPermissions(runtime, QFileDevice::ReadOwner | QFileDevice::WriteOwner
-                                           | QFileDevice::ExeOwner);
-        QProcessEnvironment &environment = runner.environment();
-        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), watcher.address());
-        environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-        environment.insert(QStringLiteral("DISPLAY"), qEnvironmentVariable("DISPLAY"));
-        environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
-        environment.insert(QStringLiteral("BINWISE_TRAY_WAIT"), QStringLiteral("10"));
-    }
-
-    ~TrayRun()
-    {
-        for (auto &process : processes) {
-            if (process->state() != QProcess::NotRunning) {
-                process->kill();
-                process->waitForFinished(5000);
-            }
-        }
-    }
-
-    QProcess &start()
-    {
-        processes.push_back(runner.start({}));
-        return *processes.back();
-    }
-
-    // The item's bus name once the running binwise has registered it.
-    QString waitForItem()
-    {
-        if (!QTest::qWaitFor([&] { return !watcher.registeredItems().isEmpty(); }, kStartMs))
-            return {};
-        return watcher.registeredItems().constFirst();
-    }
-
-    KZStatusNotifierWatcher watcher;
-    KZCliRunner runner;
-    bool busStarted = false;
-    QString whyNot;
-    std::vector<std::unique_ptr<QProcess>> processes;
-};
 
 std::optional<KZDBusMenuItem> row(const KZDBusMenuItem &root, const QString &volume)
 {
@@ -107,7 +53,7 @@ QString itemPath(const QString &registered, QString *service)
 
 TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume)
 {
-    TrayRun run(true);
+    KZTrayRun run(true);
     ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
     QString whyNot;
     const QByteArray work = run.runner.addVolume("Work", &whyNot);
@@ -222,7 +168,7 @@ TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume
 
 TEST(TrayStatusNotifier, ASecondStartHandsOverAndEnds)
 {
-    TrayRun run(true);
+    KZTrayRun run(true);
     ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
     QProcess &first = run.start();
     ASSERT_FALSE(run.waitForItem().isEmpty()) << first.readAllStandardError().toStdString();
@@ -238,7 +184,7 @@ TEST(TrayStatusNotifier, ASecondStartHandsOverAndEnds)
 
 TEST(TrayStatusNotifier, WithoutATrayHostItSaysWhatTheDesktopNeedsAndEnds)
 {
-    TrayRun run(false);
+    KZTrayRun run(false);
     ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
     run.runner.environment().insert(QStringLiteral("BINWISE_TRAY_WAIT"), QStringLiteral("1"));
     QElapsedTimer clock;

@@ -1,0 +1,216 @@
+// The real binwise docked in an XEmbed tray (trayer) on this process's X server: its icon, its
+// menu opened with real clicks and keys, and Binwise's panel from a left click, kept as
+// screenshots in a light and a dark desktop at the run's scale.
+#include "KZTrayRun.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QGuiApplication>
+#include <QImage>
+#include <QPixmap>
+#include <QRegularExpression>
+#include <QScreen>
+#include <QTest>
+
+namespace {
+
+int scale()
+{
+    return qMax(1, qEnvironmentVariableIntValue("QT_SCALE_FACTOR"));
+}
+
+// Runs xdotool with arguments; its standard output.
+QByteArray xdotool(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(QStringLiteral("xdotool"), arguments);
+    if (!process.waitForFinished(10000))
+        return {};
+    return process.readAllStandardOutput();
+}
+
+QList<QByteArray> windows(const QString &className, bool visibleOnly)
+{
+    QStringList arguments{QStringLiteral("search")};
+    if (visibleOnly)
+        arguments << QStringLiteral("--onlyvisible");
+    arguments << QStringLiteral("--classname") << className;
+    QList<QByteArray> ids;
+    for (const QByteArray &line : xdotool(arguments).split('\n'))
+        if (!line.trimmed().isEmpty())
+            ids.append(line.trimmed());
+    return ids;
+}
+
+QRect geometry(const QByteArray &window)
+{
+    const QString shell
+        = QString::fromUtf8(xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"),
+                                     QString::fromLatin1(window)}));
+    const auto value = [&](const QString &name) {
+        const QRegularExpression line(QStringLiteral("^%1=(-?\\d+)$").arg(name),
+                                      QRegularExpression::MultilineOption);
+        return line.match(shell).captured(1).toInt();
+    };
+    return {value(QStringLiteral("X")), value(QStringLiteral("Y")), value(QStringLiteral("WIDTH")),
+            value(QStringLiteral("HEIGHT"))};
+}
+
+// A desktop's colours as KDE writes them, which Qt's own KDE platform theme reads.
+void writeKdeColours(const QString &configHome, bool dark)
+{
+    QDir().mkpath(configHome);
+    QFile file(configHome + QStringLiteral("/kdeglobals"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    const QByteArray window = dark ? "49,54,59" : "239,240,241";
+    const QByteArray view = dark ? "35,38,41" : "252,252,252";
+    const QByteArray text = dark ? "239,240,241" : "35,38,41";
+    const QByteArray inactive = dark ? "161,169,177" : "112,125,138";
+    QByteArray ini;
+    for (const char *group : {"Colors:Window", "Colors:Button", "Colors:View", "Colors:Tooltip"}) {
+        const bool isView = QByteArray(group) == "Colors:View";
+        ini += QByteArray("[") + group + "]\nBackgroundNormal=" + (isView ? view : window)
+               + "\nBackgroundAlternate=" + (isView ? view : window) + "\nForegroundNormal=" + text
+               + "\nForegroundInactive=" + inactive + "\nForegroundActive=61,174,233\n"
+               + "ForegroundLink=41,128,185\nForegroundVisited=127,140,141\n\n";
+    }
+    ini += "[Colors:Selection]\nBackgroundNormal=61,174,233\nBackgroundAlternate=29,153,243\n"
+           "ForegroundNormal=252,252,252\nForegroundInactive=252,252,252\n\n";
+    ini += "[General]\nColorScheme=" + QByteArray(dark ? "BreezeDark" : "Breeze") + "\n";
+    file.write(ini);
+}
+
+void saveScreen(const QRect &area, const QString &name, bool dark)
+{
+    const QString folder = QStringLiteral(BINWISE_SCREENSHOT_DIR);
+    QDir().mkpath(folder);
+    QScreen *screen = QGuiApplication::primaryScreen();
+    // The screen in device pixels: this process runs at the same scale as binwise.
+    const QPixmap all = screen->grabWindow(0);
+    const qreal ratio = all.devicePixelRatio();
+    Q_UNUSED(ratio);
+    const QImage picture = all.toImage().copy(area);
+    const QString file = QStringLiteral("%1/%2-%3-%4.png")
+                             .arg(folder, name)
+                             .arg(scale() * 100)
+                             .arg(dark ? QStringLiteral("dark") : QStringLiteral("light"));
+    EXPECT_TRUE(picture.save(file)) << qPrintable(file);
+}
+
+class TrayXEmbed : public ::testing::TestWithParam<bool>
+{
+};
+
+} // namespace
+
+TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
+{
+    const bool dark = GetParam();
+    // No watcher on the bus: Qt docks the icon in the XEmbed tray.
+    KZTrayRun run(false);
+    ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
+    QString whyNot;
+    const QByteArray work = run.runner.addVolume("Work", &whyNot);
+    if (work.isEmpty())
+        GTEST_SKIP() << qPrintable(whyNot);
+    const QByteArray empty = run.runner.addVolume("Void", &whyNot);
+    ASSERT_FALSE(empty.isEmpty()) << qPrintable(whyNot);
+    KZTestTrash workTrash = KZTestTrash::onVolume(work);
+    workTrash.addFile("report.pdf", QByteArray(300000, 'x'));
+    workTrash.addFile("notes.txt", QByteArray(2000, 'y'));
+    ASSERT_TRUE(KZTestFiles::makeFolders(KZTestTrash::onVolume(empty).files()));
+
+    writeKdeColours(run.runner.sandbox().configHome(), dark);
+    run.runner.environment().insert(QStringLiteral("XDG_CURRENT_DESKTOP"), QStringLiteral("KDE"));
+    run.runner.environment().insert(QStringLiteral("KDE_SESSION_VERSION"), QStringLiteral("5"));
+
+    // The panel: a strip at the top right, in the desktop's colour.
+    const int height = 28 * scale();
+    QProcess trayer;
+    trayer.start(QStringLiteral("trayer"),
+                 {QStringLiteral("--edge"), QStringLiteral("top"), QStringLiteral("--align"),
+                  QStringLiteral("right"), QStringLiteral("--widthtype"), QStringLiteral("pixel"),
+                  QStringLiteral("--width"), QString::number(6 * height),
+                  QStringLiteral("--heighttype"), QStringLiteral("pixel"),
+                  QStringLiteral("--height"), QString::number(height),
+                  QStringLiteral("--transparent"), QStringLiteral("true"),
+                  QStringLiteral("--alpha"), QStringLiteral("0"), QStringLiteral("--tint"),
+                  dark ? QStringLiteral("0x31363b") : QStringLiteral("0xeff0f1")});
+    if (!trayer.waitForStarted(5000))
+        GTEST_SKIP() << "trayer is not installed";
+    struct EndTrayer
+    {
+        QProcess &process;
+        ~EndTrayer()
+        {
+            process.kill();
+            process.waitForFinished(5000);
+        }
+    } endTrayer{trayer};
+    ASSERT_TRUE(QTest::qWaitFor(
+        [] {
+            return !windows(QStringLiteral("panel"), true).isEmpty()
+                   || !windows(QStringLiteral("trayer"), true).isEmpty();
+        },
+        10000));
+
+    QProcess &binwise = run.start();
+    // The icon's window, docked: binwise's smallest visible window.
+    QByteArray icon;
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            for (const QByteArray &window : windows(QStringLiteral("binwise"), true)) {
+                const QRect area = geometry(window);
+                if (area.width() > 0 && area.width() <= 64 * scale() && area.top() < height)
+                    icon = window;
+            }
+            return !icon.isEmpty();
+        },
+        20000))
+        << "the icon did not dock; binwise said: " << binwise.readAllStandardError().toStdString();
+    const QRect iconArea = geometry(icon);
+    const QPoint centre = iconArea.center();
+    const QString x = QString::number(centre.x());
+    const QString y = QString::number(centre.y());
+    // What is kept: the top right corner, where the panel, the menu and Binwise's panel are.
+    const QRect screen = QGuiApplication::primaryScreen()->geometry();
+    const int screenWidth = screen.width() * scale();
+    const QRect corner(screenWidth - 760 * scale(), 0, 760 * scale(), 260 * scale());
+    // The icon alone in its panel, before anything covers it.
+    saveScreen(QRect(screenWidth - 6 * height, 0, 6 * height, height), QStringLiteral("tray-icon"),
+               dark);
+
+    // The menu: a right click on the icon, then down to the volumes' submenu and into it.
+    xdotool({QStringLiteral("mousemove"), x, y, QStringLiteral("click"), QStringLiteral("3")});
+    ASSERT_TRUE(
+        QTest::qWaitFor([] { return windows(QStringLiteral("binwise"), true).size() >= 2; }, 10000))
+        << "the menu did not open";
+    xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Down"),
+             QStringLiteral("Right")});
+    ASSERT_TRUE(
+        QTest::qWaitFor([] { return windows(QStringLiteral("binwise"), true).size() >= 3; }, 10000))
+        << "the submenu did not open";
+    // The rows have measured (two small files) by the time the picture is taken.
+    QTest::qWait(800);
+    saveScreen(corner, QStringLiteral("tray-menu"), dark);
+
+    xdotool({QStringLiteral("key"), QStringLiteral("Escape"), QStringLiteral("Escape"),
+             QStringLiteral("Escape")});
+    ASSERT_TRUE(QTest::qWaitFor([] { return windows(QStringLiteral("binwise"), true).size() == 1; },
+                                10000));
+
+    // A left click opens Binwise's panel under the icon.
+    xdotool({QStringLiteral("mousemove"), x, y, QStringLiteral("click"), QStringLiteral("1")});
+    ASSERT_TRUE(
+        QTest::qWaitFor([] { return windows(QStringLiteral("binwise"), true).size() >= 2; }, 10000))
+        << "the panel did not open";
+    QTest::qWait(800);
+    saveScreen(corner, QStringLiteral("tray-panel"), dark);
+    EXPECT_EQ(binwise.state(), QProcess::Running);
+}
+
+INSTANTIATE_TEST_SUITE_P(Palettes, TrayXEmbed, ::testing::Values(false, true),
+                         [](const ::testing::TestParamInfo<bool> &palette) {
+                             return palette.param ? std::string("Dark") : std::string("Light");
+                         });
