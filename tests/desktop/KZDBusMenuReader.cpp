@@ -42,6 +42,33 @@ KZDBusMenuReader::KZDBusMenuReader(QDBusConnection bus, QString service, QString
     , m_itemPath(std::move(itemPath))
 {
     m_menuPath = itemProperty(QStringLiteral("Menu")).value<QDBusObjectPath>().path();
+    m_bus.connect(m_service, m_menuPath, kMenuInterface, QStringLiteral("ItemsPropertiesUpdated"),
+                  this, SLOT(itemsPropertiesUpdated(QDBusMessage)));
+    m_bus.connect(m_service, m_menuPath, kMenuInterface, QStringLiteral("LayoutUpdated"), this,
+                  SLOT(layoutUpdated(QDBusMessage)));
+}
+
+void KZDBusMenuReader::itemsPropertiesUpdated(const QDBusMessage &message)
+{
+    // a(ia{sv}) updated, a(ias) removed
+    if (message.arguments().isEmpty())
+        return;
+    const QDBusArgument updated = message.arguments().first().value<QDBusArgument>();
+    updated.beginArray();
+    while (!updated.atEnd()) {
+        int id = 0;
+        QVariantMap properties;
+        updated.beginStructure();
+        updated >> id >> properties;
+        updated.endStructure();
+        m_updatedIds.append(id);
+    }
+    updated.endArray();
+}
+
+void KZDBusMenuReader::layoutUpdated(const QDBusMessage &)
+{
+    ++m_layoutUpdates;
 }
 
 QVariant KZDBusMenuReader::itemProperty(const QString &name) const

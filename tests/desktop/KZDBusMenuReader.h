@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QDBusConnection>
+#include <QDBusMessage>
+#include <QObject>
 #include <QList>
 #include <QString>
 #include <QVariantMap>
@@ -32,11 +34,19 @@ struct KZDBusMenuItem
 };
 
 // Reads a tray icon's menu over the bus the way a panel does: the item's Menu property, then
-// AboutToShow, GetLayout and Event on the menu object.
-class KZDBusMenuReader
+// AboutToShow, GetLayout and Event on the menu object; and hears the menu's change signals, on
+// which a panel redraws an open menu.
+class KZDBusMenuReader : public QObject
 {
+    Q_OBJECT
+
 public:
     KZDBusMenuReader(QDBusConnection bus, QString service, QString itemPath);
+
+    // Ids named by ItemsPropertiesUpdated (updated properties) since the reader was made, and
+    // how many LayoutUpdated signals came.
+    [[nodiscard]] QList<int> updatedIds() const { return m_updatedIds; }
+    [[nodiscard]] int layoutUpdates() const { return m_layoutUpdates; }
 
     // The item's property of org.kde.StatusNotifierItem.
     [[nodiscard]] QVariant itemProperty(const QString &name) const;
@@ -48,7 +58,13 @@ public:
     // An Event "clicked" on the item.
     bool click(int id);
 
+private Q_SLOTS:
+    void itemsPropertiesUpdated(const QDBusMessage &message);
+    void layoutUpdated(const QDBusMessage &message);
+
 private:
+    QList<int> m_updatedIds;
+    int m_layoutUpdates = 0;
     QDBusConnection m_bus;
     QString m_service;
     QString m_itemPath;

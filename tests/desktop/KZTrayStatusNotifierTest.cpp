@@ -109,7 +109,9 @@ TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume
     EXPECT_EQ(voidRow->label(), QStringLiteral("Void… — Trash is empty"));
     EXPECT_FALSE(voidRow->enabled());
 
-    // The measurement reaches the open menu.
+    // The measurement reaches the open menu, announced as a panel expects it: the row's new
+    // label is sent as an updated property of that row (or the layout is sent anew).
+    const int layoutUpdatesBefore = reader.layoutUpdates();
     ASSERT_TRUE(QTest::qWaitFor(
         [&] {
             root = reader.layout();
@@ -123,6 +125,12 @@ TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume
         },
         30000));
     workRow = row(*root, QStringLiteral("Work"));
+    ASSERT_TRUE(QTest::qWaitFor([&] {
+        return reader.updatedIds().contains(workRow->id)
+               || reader.layoutUpdates() > layoutUpdatesBefore;
+    }));
+    EXPECT_TRUE(reader.updatedIds().contains(workRow->id))
+        << "no ItemsPropertiesUpdated for the measured row";
     EXPECT_TRUE(workRow->label().startsWith(QStringLiteral("Work… — 60,001 items, ")))
         << qPrintable(workRow->label());
     const std::optional<KZDBusMenuItem> keepRow = row(*root, QStringLiteral("Keep"));

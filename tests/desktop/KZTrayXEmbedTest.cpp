@@ -207,6 +207,31 @@ TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
         << "the panel did not open";
     QTest::qWait(800);
     saveScreen(corner, QStringLiteral("tray-panel"), dark);
+
+    // About, the menu's last item but one: a box with the application icon.
+    xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
+    ASSERT_TRUE(QTest::qWaitFor([] { return windows(QStringLiteral("binwise"), true).size() == 1; },
+                                10000));
+    xdotool({QStringLiteral("mousemove"), x, y, QStringLiteral("click"), QStringLiteral("3")});
+    ASSERT_TRUE(QTest::qWaitFor([] { return windows(QStringLiteral("binwise"), true).size() >= 2; },
+                                10000));
+    xdotool({QStringLiteral("key"), QStringLiteral("Up"), QStringLiteral("Up"),
+             QStringLiteral("Return")});
+    QRect about;
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            const QByteArray found = xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                                              QStringLiteral("--name"),
+                                              QStringLiteral("^About Binwise")})
+                                         .trimmed();
+            if (!found.isEmpty() && !found.contains('\n'))
+                about = geometry(found);
+            return about.isValid();
+        },
+        10000))
+        << "the about box did not open";
+    QTest::qWait(300);
+    saveScreen(about.adjusted(-8, -8, 8, 8), QStringLiteral("tray-about"), dark);
     EXPECT_EQ(binwise.state(), QProcess::Running);
 }
 
