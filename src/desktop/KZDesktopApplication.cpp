@@ -4,12 +4,16 @@
 #include "KZCliTrashes.h"
 #include "KZSingleInstance.h"
 #include "erase/KZDeleteItems.h"
+#include "erase/KZTUErrorDelegate.h"
 #include "foundation/KZUserDefaults.h"
+#include "gui/dialogs/KZProgressWindow.h"
+#include "gui/dialogs/KZWidgetsAlertBackend.h"
 #include "gui/tray/KZStatusItem.h"
 #include "gui/tray/KZTrayIcons.h"
 #include "gui/tray/KZTrayPanel.h"
 #include "model/KZFilesUtilities.h"
 #include "presentation/KZBinwise.h"
+#include "presentation/KZTrashMonitor.h"
 #include "privileged/KZSecureAccess.h"
 
 #include <QApplication>
@@ -87,6 +91,8 @@ int KZDesktopApplication::run(int &argc, char **argv)
     KZFilesUtilities utilities(KZCliTrashes::rootsFromEnvironment());
     KZUserDefaults &defaults = KZUserDefaults::sharedControl();
     KZSecureAccess::installFactory();
+    // The engine's confirmation, questions and messages as windows.
+    KZTUErrorDelegate::sharedControl().setBackend(std::make_shared<KZWidgetsAlertBackend>());
 
     KZDeleteItems::Environment engineEnvironment;
     engineEnvironment.filesUtilities = &utilities;
@@ -99,6 +105,8 @@ int KZDesktopApplication::run(int &argc, char **argv)
         }
     };
     KZDeleteItems engine(engineEnvironment);
+    engine.setProgressDisplayFactory(
+        [](KZProgressUI *ui) { return std::make_unique<KZProgressWindow>(ui); });
 
     KZStatusItem statusItem(trayWaitMs());
     KZBinwise::Environment environment;
@@ -124,6 +132,12 @@ int KZDesktopApplication::run(int &argc, char **argv)
                      [](int status) { QCoreApplication::exit(status); });
     QObject::connect(&instance, &KZSingleInstance::activationRequested, &statusItem,
                      &KZStatusItem::showPanel);
+
+    // The tray icon shows whether any Trash holds something, and the totals in its tooltip.
+    KZTrashMonitor monitor(KZCliTrashes::rootsFromEnvironment());
+    QObject::connect(&monitor, &KZTrashMonitor::totalsChanged, &statusItem,
+                     &KZStatusItem::setTrashTotals);
+    QObject::connect(&controller, &KZBinwise::launched, &monitor, &KZTrashMonitor::start);
 
     controller.applicationDidFinishLaunching();
     const int status = QApplication::exec();

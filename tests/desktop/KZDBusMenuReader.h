@@ -2,8 +2,8 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QObject>
 #include <QList>
+#include <QObject>
 #include <QString>
 #include <QVariantMap>
 

@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 #include <QTest>
 
 KZTrayRun::KZTrayRun(bool withWatcher)
@@ -46,4 +47,40 @@ QString KZTrayRun::waitForItem()
     if (!QTest::qWaitFor([&] { return !watcher.registeredItems().isEmpty(); }, 20000))
         return {};
     return watcher.registeredItems().constFirst();
+}
+
+QByteArray KZTrayRun::xdotool(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(QStringLiteral("xdotool"), arguments);
+    if (!process.waitForFinished(10000))
+        return {};
+    return process.readAllStandardOutput();
+}
+
+QList<QByteArray> KZTrayRun::windows(const QString &className, bool visibleOnly)
+{
+    QStringList arguments{QStringLiteral("search")};
+    if (visibleOnly)
+        arguments << QStringLiteral("--onlyvisible");
+    arguments << QStringLiteral("--classname") << className;
+    QList<QByteArray> ids;
+    for (const QByteArray &line : xdotool(arguments).split('\n'))
+        if (!line.trimmed().isEmpty())
+            ids.append(line.trimmed());
+    return ids;
+}
+
+QRect KZTrayRun::geometry(const QByteArray &window)
+{
+    const QString shell
+        = QString::fromUtf8(xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"),
+                                     QString::fromLatin1(window)}));
+    const auto value = [&](const QString &name) {
+        const QRegularExpression line(QStringLiteral("^%1=(-?\\d+)$").arg(name),
+                                      QRegularExpression::MultilineOption);
+        return line.match(shell).captured(1).toInt();
+    };
+    return {value(QStringLiteral("X")), value(QStringLiteral("Y")), value(QStringLiteral("WIDTH")),
+            value(QStringLiteral("HEIGHT"))};
 }

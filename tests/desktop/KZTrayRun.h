@@ -3,8 +3,11 @@
 #include "KZCliRunner.h"
 #include "KZStatusNotifierWatcher.h"
 
+#include <QList>
 #include <QProcess>
+#include <QRect>
 #include <QString>
+#include <QStringList>
 
 #include <memory>
 #include <vector>
@@ -21,6 +24,14 @@ struct KZTrayRun
     // The bus name (and path) of the item once a running binwise has registered it; empty
     // when none did in time.
     QString waitForItem();
+
+    // Runs xdotool on this process's X server; its standard output.
+    static QByteArray xdotool(const QStringList &arguments);
+    // The windows whose class name is className (binwise's own: "binwise"), the visible ones
+    // only when visibleOnly.
+    static QList<QByteArray> windows(const QString &className, bool visibleOnly);
+    // A window's place and size on the screen, in device pixels.
+    static QRect geometry(const QByteArray &window);
 
     KZStatusNotifierWatcher watcher;
     KZCliRunner runner;

@@ -20,43 +20,6 @@ int scale()
     return qMax(1, qEnvironmentVariableIntValue("QT_SCALE_FACTOR"));
 }
 
-// Runs xdotool with arguments; its standard output.
-QByteArray xdotool(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(QStringLiteral("xdotool"), arguments);
-    if (!process.waitForFinished(10000))
-        return {};
-    return process.readAllStandardOutput();
-}
-
-QList<QByteArray> windows(const QString &className, bool visibleOnly)
-{
-    QStringList arguments{QStringLiteral("search")};
-    if (visibleOnly)
-        arguments << QStringLiteral("--onlyvisible");
-    arguments << QStringLiteral("--classname") << className;
-    QList<QByteArray> ids;
-    for (const QByteArray &line : xdotool(arguments).split('\n'))
-        if (!line.trimmed().isEmpty())
-            ids.append(line.trimmed());
-    return ids;
-}
-
-QRect geometry(const QByteArray &window)
-{
-    const QString shell
-        = QString::fromUtf8(xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"),
-                                     QString::fromLatin1(window)}));
-    const auto value = [&](const QString &name) {
-        const QRegularExpression line(QStringLiteral("^%1=(-?\\d+)$").arg(name),
-                                      QRegularExpression::MultilineOption);
-        return line.match(shell).captured(1).toInt();
-    };
-    return {value(QStringLiteral("X")), value(QStringLiteral("Y")), value(QStringLiteral("WIDTH")),
-            value(QStringLiteral("HEIGHT"))};
-}
-
 // A desktop's colours as KDE writes them, which Qt's own KDE platform theme reads.
 void writeKdeColours(const QString &configHome, bool dark)
 {
@@ -150,8 +113,8 @@ TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
     } endTrayer{trayer};
     ASSERT_TRUE(QTest::qWaitFor(
         [] {
-            return !windows(QStringLiteral("panel"), true).isEmpty()
-                   || !windows(QStringLiteral("trayer"), true).isEmpty();
+            return !KZTrayRun::windows(QStringLiteral("panel"), true).isEmpty()
+                   || !KZTrayRun::windows(QStringLiteral("trayer"), true).isEmpty();
         },
         10000));
 
@@ -160,8 +123,8 @@ TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
     QByteArray icon;
     ASSERT_TRUE(QTest::qWaitFor(
         [&] {
-            for (const QByteArray &window : windows(QStringLiteral("binwise"), true)) {
-                const QRect area = geometry(window);
+            for (const QByteArray &window : KZTrayRun::windows(QStringLiteral("binwise"), true)) {
+                const QRect area = KZTrayRun::geometry(window);
                 if (area.width() > 0 && area.width() <= 64 * scale() && area.top() < height)
                     icon = window;
             }
@@ -169,7 +132,7 @@ TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
         },
         20000))
         << "the icon did not dock; binwise said: " << binwise.readAllStandardError().toStdString();
-    const QRect iconArea = geometry(icon);
+    const QRect iconArea = KZTrayRun::geometry(icon);
     const QPoint centre = iconArea.center();
     const QString x = QString::number(centre.x());
     const QString y = QString::number(centre.y());
@@ -182,50 +145,53 @@ TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
                dark);
 
     // The menu: a right click on the icon, then down to the volumes' submenu and into it.
-    xdotool({QStringLiteral("mousemove"), x, y, QStringLiteral("click"), QStringLiteral("3")});
-    ASSERT_TRUE(
-        QTest::qWaitFor([] { return windows(QStringLiteral("binwise"), true).size() >= 2; }, 10000))
+    KZTrayRun::xdotool(
+        {QStringLiteral("mousemove"), x, y, QStringLiteral("click"), QStringLiteral("3")});
+    ASSERT_TRUE(QTest::qWaitFor(
+        [] { return KZTrayRun::windows(QStringLiteral("binwise"), true).size() >= 2; }, 10000))
         << "the menu did not open";
-    xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Down"),
-             QStringLiteral("Right")});
-    ASSERT_TRUE(
-        QTest::qWaitFor([] { return windows(QStringLiteral("binwise"), true).size() >= 3; }, 10000))
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Down"),
+                        QStringLiteral("Right")});
+    ASSERT_TRUE(QTest::qWaitFor(
+        [] { return KZTrayRun::windows(QStringLiteral("binwise"), true).size() >= 3; }, 10000))
         << "the submenu did not open";
     // The rows have measured (two small files) by the time the picture is taken.
     QTest::qWait(800);
     saveScreen(corner, QStringLiteral("tray-menu"), dark);
 
-    xdotool({QStringLiteral("key"), QStringLiteral("Escape"), QStringLiteral("Escape"),
-             QStringLiteral("Escape")});
-    ASSERT_TRUE(QTest::qWaitFor([] { return windows(QStringLiteral("binwise"), true).size() == 1; },
-                                10000));
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Escape"), QStringLiteral("Escape"),
+                        QStringLiteral("Escape")});
+    ASSERT_TRUE(QTest::qWaitFor(
+        [] { return KZTrayRun::windows(QStringLiteral("binwise"), true).size() == 1; }, 10000));
 
     // A left click opens Binwise's panel under the icon.
-    xdotool({QStringLiteral("mousemove"), x, y, QStringLiteral("click"), QStringLiteral("1")});
-    ASSERT_TRUE(
-        QTest::qWaitFor([] { return windows(QStringLiteral("binwise"), true).size() >= 2; }, 10000))
+    KZTrayRun::xdotool(
+        {QStringLiteral("mousemove"), x, y, QStringLiteral("click"), QStringLiteral("1")});
+    ASSERT_TRUE(QTest::qWaitFor(
+        [] { return KZTrayRun::windows(QStringLiteral("binwise"), true).size() >= 2; }, 10000))
         << "the panel did not open";
     QTest::qWait(800);
     saveScreen(corner, QStringLiteral("tray-panel"), dark);
 
     // About, the menu's last item but one: a box with the application icon.
-    xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
-    ASSERT_TRUE(QTest::qWaitFor([] { return windows(QStringLiteral("binwise"), true).size() == 1; },
-                                10000));
-    xdotool({QStringLiteral("mousemove"), x, y, QStringLiteral("click"), QStringLiteral("3")});
-    ASSERT_TRUE(QTest::qWaitFor([] { return windows(QStringLiteral("binwise"), true).size() >= 2; },
-                                10000));
-    xdotool({QStringLiteral("key"), QStringLiteral("Up"), QStringLiteral("Up"),
-             QStringLiteral("Return")});
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
+    ASSERT_TRUE(QTest::qWaitFor(
+        [] { return KZTrayRun::windows(QStringLiteral("binwise"), true).size() == 1; }, 10000));
+    KZTrayRun::xdotool(
+        {QStringLiteral("mousemove"), x, y, QStringLiteral("click"), QStringLiteral("3")});
+    ASSERT_TRUE(QTest::qWaitFor(
+        [] { return KZTrayRun::windows(QStringLiteral("binwise"), true).size() >= 2; }, 10000));
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Up"), QStringLiteral("Up"),
+                        QStringLiteral("Return")});
     QRect about;
     ASSERT_TRUE(QTest::qWaitFor(
         [&] {
-            const QByteArray found = xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                              QStringLiteral("--name"),
-                                              QStringLiteral("^About Binwise")})
-                                         .trimmed();
+            const QByteArray found
+                = KZTrayRun::xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                                      QStringLiteral("--name"), QStringLiteral("^About Binwise")})
+                      .trimmed();
             if (!found.isEmpty() && !found.contains('\n'))
-                about = geometry(found);
+                about = KZTrayRun::geometry(found);
             return about.isValid();
         },
         10000))
