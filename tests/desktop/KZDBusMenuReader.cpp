@@ -83,6 +83,25 @@ QVariant KZDBusMenuReader::itemProperty(const QString &name) const
     return reply.arguments().first().value<QDBusVariant>().variant();
 }
 
+QByteArray KZDBusMenuReader::iconState() const
+{
+    QByteArray state = itemProperty(QStringLiteral("IconName")).toString().toUtf8() + '\n';
+    // a(iiay)
+    const QDBusArgument pixmaps = itemProperty(QStringLiteral("IconPixmap")).value<QDBusArgument>();
+    pixmaps.beginArray();
+    while (!pixmaps.atEnd()) {
+        int width = 0;
+        int height = 0;
+        QByteArray bytes;
+        pixmaps.beginStructure();
+        pixmaps >> width >> height >> bytes;
+        pixmaps.endStructure();
+        state += QByteArray::number(width) + 'x' + QByteArray::number(height) + ':' + bytes;
+    }
+    pixmaps.endArray();
+    return state;
+}
+
 QString KZDBusMenuReader::toolTip() const
 {
     // (s icon name, a(iiay) icon pixmaps, s title, s text)

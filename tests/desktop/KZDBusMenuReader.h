@@ -50,6 +50,8 @@ public:
 
     // The item's property of org.kde.StatusNotifierItem.
     [[nodiscard]] QVariant itemProperty(const QString &name) const;
+    // What the item shows as its icon: its IconName and the bytes of its IconPixmap images.
+    [[nodiscard]] QByteArray iconState() const;
     // The ToolTip property's title and text, joined by a line break.
     [[nodiscard]] QString toolTip() const;
     // Tells the menu (0: the root) that it is about to be shown.

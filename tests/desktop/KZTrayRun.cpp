@@ -2,8 +2,14 @@
 
 #include <QDir>
 #include <QFile>
+#include <QGuiApplication>
+#include <QImage>
+#include <QPixmap>
 #include <QRegularExpression>
+#include <QScreen>
 #include <QTest>
+
+#include <gtest/gtest.h>
 
 KZTrayRun::KZTrayRun(bool withWatcher)
 {
@@ -83,4 +89,22 @@ QRect KZTrayRun::geometry(const QByteArray &window)
     };
     return {value(QStringLiteral("X")), value(QStringLiteral("Y")), value(QStringLiteral("WIDTH")),
             value(QStringLiteral("HEIGHT"))};
+}
+
+int KZTrayRun::scale()
+{
+    return qMax(1, qEnvironmentVariableIntValue("QT_SCALE_FACTOR"));
+}
+
+void KZTrayRun::saveScreen(const QRect &area, const QString &name, bool dark)
+{
+    const QString folder = QStringLiteral(BINWISE_SCREENSHOT_DIR);
+    QDir().mkpath(folder);
+    // The whole screen in device pixels, whoever's windows are on it.
+    const QImage picture = QGuiApplication::primaryScreen()->grabWindow(0).toImage().copy(area);
+    const QString file = QStringLiteral("%1/%2-%3-%4.png")
+                             .arg(folder, name)
+                             .arg(scale() * 100)
+                             .arg(dark ? QStringLiteral("dark") : QStringLiteral("light"));
+    EXPECT_TRUE(picture.save(file)) << qPrintable(file);
 }

@@ -33,6 +33,12 @@ struct KZTrayRun
     // A window's place and size on the screen, in device pixels.
     static QRect geometry(const QByteArray &window);
 
+    // The scale factor the run was started with (QT_SCALE_FACTOR): 1 or 2.
+    static int scale();
+    // Keeps area of the screen (device pixels) as
+    // <build>/screenshots/<name>-<scale>-<light|dark>.png.
+    static void saveScreen(const QRect &area, const QString &name, bool dark);
+
     KZStatusNotifierWatcher watcher;
     KZCliRunner runner;
     bool busStarted = false;

@@ -11,6 +11,7 @@
 
 #include <QDir>
 #include <QSignalSpy>
+#include <QStandardPaths>
 #include <QTest>
 
 #include <fcntl.h>
@@ -199,6 +200,52 @@ TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume
     EXPECT_EQ(binwise.exitCode(), 0);
 }
 
+TEST(TrayStatusNotifier, TooltipAndIconFollowTrashCliPuttingAndEmptying)
+{
+    if (QStandardPaths::findExecutable(QStringLiteral("trash-put")).isEmpty())
+        GTEST_SKIP() << "trash-cli is not installed";
+    KZTrayRun run(true);
+    ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
+    QString whyNot;
+    const QByteArray work = run.runner.addVolume("Work", &whyNot);
+    if (work.isEmpty())
+        GTEST_SKIP() << qPrintable(whyNot);
+    const KZTestTrash trash = KZTestTrash::onVolume(work);
+    ASSERT_TRUE(KZTestFiles::makeFolders(trash.files()));
+
+    QProcess &binwise = run.start();
+    QString service;
+    const QString path = itemPath(run.waitForItem(), &service);
+    ASSERT_FALSE(service.isEmpty()) << binwise.readAllStandardError().toStdString();
+    KZDBusMenuReader reader(run.watcher.connection(), service, path);
+    const QString empty = QStringLiteral("Binwise: the Trashes are empty");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return reader.toolTip() == empty; }, 10000))
+        << qPrintable(reader.toolTip());
+    const QByteArray emptyIcon = reader.iconState();
+
+    const auto trashCli = [](const QString &program, const QStringList &arguments) {
+        QProcess process;
+        process.start(program, arguments);
+        return process.waitForFinished(30000) && process.exitCode() == 0;
+    };
+    ASSERT_TRUE(KZTestFiles::writeFile(work + "/report.txt", QByteArray(40000, 'r')));
+    ASSERT_TRUE(
+        trashCli(QStringLiteral("trash-put"), {QString::fromLocal8Bit(work + "/report.txt")}));
+    ASSERT_TRUE(KZTestFiles::exists(trash.itemPath("report.txt")))
+        << "trash-put used another Trash";
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return reader.toolTip().startsWith(QStringLiteral("Binwise: 1 item, ")); }, 10000))
+        << qPrintable(reader.toolTip());
+    EXPECT_NE(reader.iconState(), emptyIcon) << "the icon does not show a full Trash";
+
+    // Only this Trash: trash-empty would otherwise look at every volume of the machine.
+    ASSERT_TRUE(trashCli(QStringLiteral("trash-empty"),
+                         {QStringLiteral("--trash-dir=") + QString::fromLocal8Bit(trash.root())}));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return reader.toolTip() == empty; }, 10000))
+        << qPrintable(reader.toolTip());
+    EXPECT_EQ(reader.iconState(), emptyIcon);
+}
+
 TEST(TrayStatusNotifier, ASecondStartHandsOverAndEnds)
 {
     KZTrayRun run(true);
@@ -235,6 +282,9 @@ TEST(TrayStatusNotifier, WithoutATrayHostItSaysSoAfterTheWaitAndEnds)
     ASSERT_FALSE(message.isEmpty()) << binwise.readAllStandardError().toStdString();
     EXPECT_GE(clock.elapsed(), 1000);
     EXPECT_LT(clock.elapsed(), 15000);
+    QTest::qWait(300);
+    KZTrayRun::saveScreen(KZTrayRun::geometry(message).adjusted(-8, -8, 8, 8),
+                          QStringLiteral("tray-no-tray-message"), false);
     KZTrayRun::xdotool(
         {QStringLiteral("windowfocus"), QStringLiteral("--sync"), QString::fromLatin1(message)});
     KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});

@@ -17,7 +17,7 @@ namespace {
 
 int scale()
 {
-    return qMax(1, qEnvironmentVariableIntValue("QT_SCALE_FACTOR"));
+    return KZTrayRun::scale();
 }
 
 // A desktop's colours as KDE writes them, which Qt's own KDE platform theme reads.
@@ -42,23 +42,6 @@ void writeKdeColours(const QString &configHome, bool dark)
            "ForegroundNormal=252,252,252\nForegroundInactive=252,252,252\n\n";
     ini += "[General]\nColorScheme=" + QByteArray(dark ? "BreezeDark" : "Breeze") + "\n";
     file.write(ini);
-}
-
-void saveScreen(const QRect &area, const QString &name, bool dark)
-{
-    const QString folder = QStringLiteral(BINWISE_SCREENSHOT_DIR);
-    QDir().mkpath(folder);
-    QScreen *screen = QGuiApplication::primaryScreen();
-    // The screen in device pixels: this process runs at the same scale as binwise.
-    const QPixmap all = screen->grabWindow(0);
-    const qreal ratio = all.devicePixelRatio();
-    Q_UNUSED(ratio);
-    const QImage picture = all.toImage().copy(area);
-    const QString file = QStringLiteral("%1/%2-%3-%4.png")
-                             .arg(folder, name)
-                             .arg(scale() * 100)
-                             .arg(dark ? QStringLiteral("dark") : QStringLiteral("light"));
-    EXPECT_TRUE(picture.save(file)) << qPrintable(file);
 }
 
 class TrayXEmbed : public ::testing::TestWithParam<bool>
@@ -141,8 +124,8 @@ TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
     const int screenWidth = screen.width() * scale();
     const QRect corner(screenWidth - 760 * scale(), 0, 760 * scale(), 260 * scale());
     // The icon alone in its panel, before anything covers it.
-    saveScreen(QRect(screenWidth - 6 * height, 0, 6 * height, height), QStringLiteral("tray-icon"),
-               dark);
+    KZTrayRun::saveScreen(QRect(screenWidth - 6 * height, 0, 6 * height, height),
+                          QStringLiteral("tray-icon"), dark);
 
     // The menu: a right click on the icon, then down to the volumes' submenu and into it.
     KZTrayRun::xdotool(
@@ -157,7 +140,7 @@ TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
         << "the submenu did not open";
     // The rows have measured (two small files) by the time the picture is taken.
     QTest::qWait(800);
-    saveScreen(corner, QStringLiteral("tray-menu"), dark);
+    KZTrayRun::saveScreen(corner, QStringLiteral("tray-menu"), dark);
 
     KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Escape"), QStringLiteral("Escape"),
                         QStringLiteral("Escape")});
@@ -171,7 +154,7 @@ TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
         [] { return KZTrayRun::windows(QStringLiteral("binwise"), true).size() >= 2; }, 10000))
         << "the panel did not open";
     QTest::qWait(800);
-    saveScreen(corner, QStringLiteral("tray-panel"), dark);
+    KZTrayRun::saveScreen(corner, QStringLiteral("tray-panel"), dark);
 
     // About, the menu's last item but one: a box with the application icon.
     KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
@@ -197,7 +180,7 @@ TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
         10000))
         << "the about box did not open";
     QTest::qWait(300);
-    saveScreen(about.adjusted(-8, -8, 8, 8), QStringLiteral("tray-about"), dark);
+    KZTrayRun::saveScreen(about.adjusted(-8, -8, 8, 8), QStringLiteral("tray-about"), dark);
     EXPECT_EQ(binwise.state(), QProcess::Running);
 }
 

@@ -97,6 +97,7 @@ void KZStatusItem::buildMenus()
     m_volumesMenu = m_menu->addMenu(KZLocalizedString(QStringLiteral("menu_trashes")));
     m_volumesMenu->setObjectName(QStringLiteral("subTrashMenu"));
     m_volumesMenu->menuAction()->setData(int(KZBinwise::VolumesSubmenuTag));
+    m_volumesMenu->installEventFilter(this);
 
     QAction *panel = m_menu->addAction(KZLocalizedString(QStringLiteral("menu_show_panel")));
     panel->setData(int(KZBinwise::ShowPanelTag));
@@ -201,6 +202,7 @@ void KZStatusItem::setTrashTotals(quint64 itemsCount, quint64 itemsSize)
 void KZStatusItem::menuNeedsUpdate(QMenu *menu)
 {
     if (menu == m_volumesMenu) {
+        m_volumesMenu->setMinimumWidth(0);
         m_rows->rebuild(m_controller->trashesAndVolumesLocations(),
                         m_controller->validateMenuItem());
         return;
@@ -292,5 +294,9 @@ bool KZStatusItem::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == qApp && event->type() == QEvent::ApplicationPaletteChange)
         setStatusIcon();
+    // A measured line is often shorter than "Gathering information…": the open submenu keeps
+    // its width, so that one opened to the left of the menu stays beside it.
+    if (watched == m_volumesMenu && event->type() == QEvent::Show)
+        m_volumesMenu->setMinimumWidth(m_volumesMenu->sizeHint().width());
     return QObject::eventFilter(watched, event);
 }
