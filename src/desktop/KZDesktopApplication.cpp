@@ -8,15 +8,18 @@
 #include "foundation/KZUserDefaults.h"
 #include "gui/dialogs/KZProgressWindow.h"
 #include "gui/dialogs/KZWidgetsAlertBackend.h"
+#include "gui/firstrun/KZWelcomeCntrl.h"
 #include "gui/tray/KZStatusItem.h"
 #include "gui/tray/KZTrayIcons.h"
 #include "gui/tray/KZTrayPanel.h"
+#include "gui/webpromo/KZWebPromo.h"
 #include "model/KZFilesUtilities.h"
 #include "presentation/KZBinwise.h"
 #include "presentation/KZTrashMonitor.h"
 #include "privileged/KZSecureAccess.h"
 
 #include <QApplication>
+#include <QDesktopServices>
 #include <QWidget>
 
 namespace {
@@ -125,11 +128,26 @@ int KZDesktopApplication::run(int &argc, char **argv)
         bool present = false;
         return access.isHelperNeedBeInstalled(&present);
     };
+    environment.makeWelcome = [&defaults](KZBinwise *delegate) {
+        return std::make_unique<KZWelcomeCntrl>(delegate, &defaults);
+    };
+    environment.webPromo = [] {
+        return &KZWebPromo::sharedControl();
+    };
+    environment.openURL = [](const QUrl &url) {
+        return QDesktopServices::openUrl(url);
+    };
+    // findOldBinwise stays empty: the earlier edition was a menu extra, which Linux does not
+    // have, so there is never one to find.
     KZBinwise controller(&statusItem, environment);
     statusItem.setController(&controller);
+    KZWebPromo::sharedControl().setApplicationDelegate(&controller);
 
-    QObject::connect(&controller, &KZBinwise::terminateRequested, &app,
-                     [](int status) { QCoreApplication::exit(status); });
+    // Queued: start-up may end the application (no tray, the disclaimer refused) before the
+    // event loop runs, and only a running loop can be told to exit.
+    QObject::connect(
+        &controller, &KZBinwise::terminateRequested, &app,
+        [](int status) { QCoreApplication::exit(status); }, Qt::QueuedConnection);
     QObject::connect(&instance, &KZSingleInstance::activationRequested, &statusItem,
                      &KZStatusItem::showPanel);
 

@@ -103,6 +103,19 @@ void KZStatusItem::buildMenus()
     panel->setData(int(KZBinwise::ShowPanelTag));
 
     m_menu->addSeparator();
+    m_serviceMenu = m_menu->addMenu(KZLocalizedString(QStringLiteral("menu_services")));
+    m_serviceMenu->setObjectName(QStringLiteral("serviceMenu"));
+    const std::pair<int, QString> services[] = {
+        {KZBinwise::WelcomeServiceTag, QStringLiteral("menu_welcome")},
+        {KZBinwise::SupportServiceTag, QStringLiteral("menu_support")},
+        {KZBinwise::NewsletterServiceTag, QStringLiteral("menu_newsletter")},
+    };
+    for (const auto &[tag, title] : services) {
+        QAction *action = m_serviceMenu->addAction(KZLocalizedString(title));
+        action->setData(tag);
+        connect(action, &QAction::triggered, m_controller,
+                [this, tag] { m_controller->serviceMenuAction(tag); });
+    }
     QAction *about = m_menu->addAction(KZLocalizedString(QStringLiteral("menu_about")));
     connect(about, &QAction::triggered, m_controller, &KZBinwise::showAboutPanel);
     QAction *quit = m_menu->addAction(KZLocalizedString(QStringLiteral("menu_quit")));
@@ -218,6 +231,9 @@ void KZStatusItem::validateMainMenu()
         if (QAction *action = actionWithTag(tag))
             action->setEnabled(m_controller->isMainMenuItemEnabled(tag));
     }
+    // The services follow the controller's rule: nothing opens over an erase.
+    for (QAction *action : m_serviceMenu->actions())
+        action->setEnabled(m_controller->validateMenuItem());
 }
 
 void KZStatusItem::rebuildVolumeActions()
