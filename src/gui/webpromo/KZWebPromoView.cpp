@@ -1,5 +1,6 @@
 #include "KZWebPromoView.h"
 
+#include <QEvent>
 #include <QNetworkRequest>
 #include <QRegularExpression>
 #include <QStringDecoder>
@@ -13,6 +14,8 @@ KZWebPromoView::KZWebPromoView(QWidget *parent)
     setOpenExternalLinks(false);
     setReadOnly(true);
     setFrameShape(QFrame::NoFrame);
+    document()->setDocumentMargin(12);
+    keepLinksReadable();
 }
 
 QNetworkRequest KZWebPromoView::requestForURL(const QUrl &url, int timeoutMs)
@@ -39,6 +42,7 @@ void KZWebPromoView::showPage(const QByteArray &html, const QString &contentType
         = decoder.isValid() ? QString(decoder.decode(html)) : QString::fromUtf8(html);
     clearHistory();
     document()->setBaseUrl(base);
+    m_html = text;
     setHtml(text);
 }
 
@@ -48,4 +52,32 @@ QVariant KZWebPromoView::loadResource(int type, const QUrl &name)
     if (name.isLocalFile() || name.scheme() == QLatin1String("qrc") || name.scheme().isEmpty())
         return {};
     return QTextBrowser::loadResource(type, name);
+}
+
+void KZWebPromoView::changeEvent(QEvent *event)
+{
+    QTextBrowser::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::StyleChange)
+        keepLinksReadable();
+}
+
+void KZWebPromoView::keepLinksReadable()
+{
+    // Links take their colour when the page is read, so a new palette means reading it again.
+    // Themes that leave the link colour at its default dark blue make links vanish on a dark
+    // page; the selection colour is made to be seen there.
+    const auto luma = [](const QColor &color) {
+        // Brightness as the eye weighs it: a pure blue is dark, whatever its HSL lightness.
+        return 0.2126 * color.redF() + 0.7152 * color.greenF() + 0.0722 * color.blueF();
+    };
+    const QPalette colours = palette();
+    QColor link = colours.color(QPalette::Link);
+    if (qAbs(luma(link) - luma(colours.color(QPalette::Base))) < 0.3)
+        link = colours.color(QPalette::Highlight);
+    const QString sheet = QStringLiteral("a { color: %1; }").arg(link.name());
+    if (document()->defaultStyleSheet() == sheet)
+        return;
+    document()->setDefaultStyleSheet(sheet);
+    if (!m_html.isEmpty())
+        setHtml(m_html);
 }

@@ -28,4 +28,10 @@ public:
 
 protected:
     QVariant loadResource(int type, const QUrl &name) override;
+    void changeEvent(QEvent *event) override;
+
+private:
+    void keepLinksReadable();
+
+    QString m_html;
 };
