@@ -75,6 +75,7 @@ int KZCliApplication::run(const QByteArrayList &arguments)
         return KZCliEraseCommand(options, trashes).run();
     }
     case KZCommandLine::Command::None:
+    case KZCommandLine::Command::Tray:
     case KZCommandLine::Command::Help:
         break;
     }

@@ -16,6 +16,7 @@ constexpr std::array kCommands{
     CommandInfo{KZCommandLine::Command::Items, "items"},
     CommandInfo{KZCommandLine::Command::Empty, "empty"},
     CommandInfo{KZCommandLine::Command::Erase, "erase"},
+    CommandInfo{KZCommandLine::Command::Tray, "tray"},
     CommandInfo{KZCommandLine::Command::Help, "help"},
 };
 
@@ -155,8 +156,14 @@ bool KZCommandLine::parse(const QByteArrayList &arguments, Options *options, QSt
         return true;
     switch (options->command) {
     case Command::None:
-        return fail(QStringLiteral("no command given (try binwise --help)"));
+        // No command at all starts the desktop application.
+        return true;
     case Command::Version:
+        return true;
+    case Command::Tray:
+        if (!options->operands.isEmpty())
+            return fail(
+                QStringLiteral("takes no operands, got “%1”").arg(text(options->operands.first())));
         return true;
     case Command::Help:
         if (options->operands.size() > 1)
@@ -244,17 +251,28 @@ QString KZCommandLine::helpText(Command command)
                    "does not qualify.\n"
                    "\n")
                + confirm + answers;
+    case Command::Tray:
+        return QStringLiteral(
+            "Usage: binwise [tray]\n"
+            "\n"
+            "Starts the desktop application: Binwise's icon in the system tray, whose menu\n"
+            "empties all Trashes or one volume's. Needs a display and a panel with a system\n"
+            "tray; a second start shows the running one's panel. Without a display, use the\n"
+            "commands (binwise list, binwise empty).\n");
     case Command::None:
     case Command::Help:
     case Command::Version:
         break;
     }
     return QStringLiteral(
-        "Usage: binwise COMMAND [OPTIONS] [ARGUMENTS]\n"
+        "Usage: binwise [tray]\n"
+        "       binwise COMMAND [OPTIONS] [ARGUMENTS]\n"
         "\n"
-        "Manages the Trash of every mounted volume.\n"
+        "Manages the Trash of every mounted volume. Without a command (or with \"tray\")\n"
+        "binwise starts the desktop application in the system tray; it needs a display.\n"
         "\n"
         "Commands:\n"
+        "  tray                 the desktop application (the same as no command)\n"
         "  list                 the Trash of each volume, with item count and size\n"
         "  items [VOLUME...]    the items in the Trashes\n"
         "  empty [--all | VOLUME...]\n"

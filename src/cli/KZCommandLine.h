@@ -10,7 +10,8 @@
 class KZCommandLine
 {
 public:
-    enum class Command { None, Help, Version, List, Items, Empty, Erase };
+    // None (no command at all) and Tray start the desktop application.
+    enum class Command { None, Help, Version, List, Items, Empty, Erase, Tray };
     // How a question about a locked item, or an item without permission, is answered.
     enum class Answer { Ask, Skip, Erase };
 
@@ -37,6 +38,12 @@ public:
 
     // The general help, or a command's.
     [[nodiscard]] static QString helpText(Command command = Command::None);
+    // True when the arguments ask for the desktop application: no command, or "tray".
+    [[nodiscard]] static bool startsDesktop(const Options &options)
+    {
+        return !options.help
+               && (options.command == Command::None || options.command == Command::Tray);
+    }
     // The command's name as typed ("list"); empty for None, Help and Version.
     [[nodiscard]] static QString commandName(Command command);
 };

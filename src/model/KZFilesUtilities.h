@@ -165,6 +165,10 @@ public:
     // Walks the whole folder (hidden items and packages included, links never followed) and
     // adds one to *itemsFound per item (not reset first). Any thread; no shared state.
     [[nodiscard]] KZItemSizeInfo iterateFolderForSize(const QUrl &url, quint64 *itemsFound) const;
+    // The same walk, left within one entry once stop turns true (the sums then cover what was
+    // walked), for owners that must not wait for a whole Trash when they go.
+    [[nodiscard]] KZItemSizeInfo iterateFolderForSize(const QUrl &url, quint64 *itemsFound,
+                                                      const std::atomic<bool> &stop) const;
     // The same for the folder name in the folder open as dirfd (a link is not followed).
     [[nodiscard]] KZItemSizeInfo iterateFolderForSizeAt(int dirfd, const QByteArray &name,
                                                         quint64 *itemsFound) const;
@@ -187,7 +191,8 @@ public:
 private:
     [[nodiscard]] bool shouldStop(QObject *delegate, int wasStoppedIndex) const;
     // Walks the folder open as rootfd (taken over); nothing when rootfd is -1.
-    [[nodiscard]] KZItemSizeInfo sizeOfOpenFolder(int rootfd, quint64 *itemsFound) const;
+    [[nodiscard]] KZItemSizeInfo sizeOfOpenFolder(int rootfd, quint64 *itemsFound,
+                                                  const std::atomic<bool> *stop = nullptr) const;
 
     std::atomic<bool> m_gatheringSizeIsWorking{false};
     // Read and written without the lock, as the walks always did; only the queue is guarded.

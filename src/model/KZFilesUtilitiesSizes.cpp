@@ -81,6 +81,14 @@ KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, quint64 *
     return sizeOfOpenFolder(openWalkRoot(url), itemsFound);
 }
 
+KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, quint64 *itemsFound,
+                                                      const std::atomic<bool> &stop) const
+{
+    if (url.isEmpty())
+        return {};
+    return sizeOfOpenFolder(openWalkRoot(url), itemsFound, &stop);
+}
+
 KZItemSizeInfo KZFilesUtilities::iterateFolderForSizeAt(int dirfd, const QByteArray &name,
                                                         quint64 *itemsFound) const
 {
@@ -89,7 +97,8 @@ KZItemSizeInfo KZFilesUtilities::iterateFolderForSizeAt(int dirfd, const QByteAr
         itemsFound);
 }
 
-KZItemSizeInfo KZFilesUtilities::sizeOfOpenFolder(int rootfd, quint64 *itemsFound) const
+KZItemSizeInfo KZFilesUtilities::sizeOfOpenFolder(int rootfd, quint64 *itemsFound,
+                                                  const std::atomic<bool> *stop) const
 {
     if (rootfd < 0)
         return {};
@@ -97,6 +106,8 @@ KZItemSizeInfo KZFilesUtilities::sizeOfOpenFolder(int rootfd, quint64 *itemsFoun
     quint64 count = 0;
     KZDirectoryWalker walker;
     walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
+        if (stop && stop->load(std::memory_order_relaxed))
+            return KZDirectoryWalker::Action::Stop;
         ++count;
         // Folders add nothing of their own, so d_type spares them a statx.
         if (entry.type == DT_DIR)

@@ -19,58 +19,82 @@ KZImageAndTextCell::KZImageAndTextCell(QObject *parent)
     : KZTextFieldCell(parent)
 {}
 
-void KZImageAndTextCell::prepareForRow(const QStyleOptionViewItem &option,
-                                       const QModelIndex &index) const
+KZCellState KZImageAndTextCell::stateForRow(const QStyleOptionViewItem &option,
+                                            const QModelIndex &index) const
 {
-    KZTextFieldCell::prepareForRow(option, index);
-    m_image = pixmapFromDecoration(option, index, kIconSide);
-    m_size = index.data(KZSizeRole).toULongLong();
-    m_itemsCount = index.data(KZItemsCountRole).toUInt();
-    m_isDirectory = index.data(KZIsDirectoryRole).toBool();
-    m_isInvisible = index.data(KZIsInvisibleRole).toBool();
+    KZCellState state = KZTextFieldCell::stateForRow(option, index);
+    state.image = pixmapFromDecoration(option, index, kIconSide);
+    state.size = index.data(KZSizeRole).toULongLong();
+    state.itemsCount = index.data(KZItemsCountRole).toUInt();
+    state.isDirectory = index.data(KZIsDirectoryRole).toBool();
+    state.isInvisible = index.data(KZIsInvisibleRole).toBool();
+    state.writeSize = m_writeSize;
+    return state;
 }
 
-QString KZImageAndTextCell::sizeLine() const
+KZCellState KZImageAndTextCell::cellState() const
 {
-    if (m_isInvisible)
+    KZCellState state = KZTextFieldCell::cellState();
+    state.image = m_image;
+    state.size = m_size;
+    state.itemsCount = m_itemsCount;
+    state.isDirectory = m_isDirectory;
+    state.isInvisible = m_isInvisible;
+    state.writeSize = m_writeSize;
+    return state;
+}
+
+QString KZImageAndTextCell::sizeLine(const KZCellState &state)
+{
+    if (state.isInvisible)
         return KZLocalizedString(QStringLiteral("Trash_empty"));
-    if (m_size == 0 && m_isDirectory)
+    if (state.size == 0 && state.isDirectory)
         return QStringLiteral("-");
     const KZNumberUtilities &numbers = KZNumberUtilities::sharedControl();
-    return KZLocalizedFormat(m_itemsCount == 1 ? QStringLiteral("item_size")
-                                               : QStringLiteral("items_size"),
-                             {numbers.numberToFormatString(double(m_itemsCount)),
-                              numbers.sizeToFormatString(m_size, 4, true)});
+    return KZLocalizedFormat(state.itemsCount == 1 ? QStringLiteral("item_size")
+                                                   : QStringLiteral("items_size"),
+                             {numbers.numberToFormatString(double(state.itemsCount)),
+                              numbers.sizeToFormatString(state.size, 4, true)});
 }
 
 void KZImageAndTextCell::drawWithFrame(QPainter *painter, const QRectF &cellFrame) const
 {
-    if (m_title.isEmpty())
-        return;
+    const KZAttributedString title = drawWithState(painter, cellFrame, cellState());
+    if (!title.isEmpty())
+        m_attributedTitle = title;
+}
+
+KZAttributedString KZImageAndTextCell::drawWithState(QPainter *painter, const QRectF &cellFrame,
+                                                     const KZCellState &state) const
+{
+    if (state.title.isEmpty())
+        return {};
     KZAttributedStringUtilities &strings = KZAttributedStringUtilities::sharedControl();
     QRectF textFrame = cellFrame;
-    if (!m_image.isNull()) {
+    if (!state.image.isNull()) {
         const qreal stripWidth = kIconSide + 3;
         QRectF imageFrame(cellFrame.x(), cellFrame.y() + (cellFrame.height() - kIconSide) / 2,
                           kIconSide, kIconSide);
         // The icon sits 4 points in and is squeezed to 32 points wide: the row's established
         // look, kept as it is.
         imageFrame.adjust(4, 0, 0, 0);
-        drawImage(painter, m_image, imageFrame, m_isInvisible ? 0.5 : 1.0);
+        drawImage(painter, state.image, imageFrame, state.isInvisible ? 0.5 : 1.0);
         textFrame.setLeft(cellFrame.left() + stripWidth + 4);
     }
 
-    m_attributedTitle = strings.attributedStringWithString(
-        m_title, 13, titleColor(), false, Qt::AlignLeft, textFrame.width(), Qt::ElideRight);
-    m_attributedTitle.drawInRect(painter, textFrame.adjusted(0, 4, 0, 0));
+    const KZAttributedString title
+        = strings.attributedStringWithString(state.title, 13, titleColor(state), false,
+                                             Qt::AlignLeft, textFrame.width(), Qt::ElideRight);
+    title.drawInRect(painter, textFrame.adjusted(0, 4, 0, 0));
 
-    if (!m_writeSize)
-        return;
+    if (!state.writeSize)
+        return title;
     const KZAttributedString line
-        = strings.attributedStringWithString(sizeLine(), 11, subTitleColor(), false, Qt::AlignLeft,
-                                             textFrame.width() - 2, Qt::ElideRight);
+        = strings.attributedStringWithString(sizeLine(state), 11, subTitleColor(state), false,
+                                             Qt::AlignLeft, textFrame.width() - 2, Qt::ElideRight);
     const QRectF lineFrame = textFrame.adjusted(0, 18, -2, 0);
-    line.drawInRect(painter, cellTextFrame(lineFrame, line, LeftTextAlignment));
+    line.drawInRect(painter, cellTextFrame(lineFrame, line, LeftTextAlignment, state.flipped));
+    return title;
 }
 
 std::unique_ptr<KZTextFieldCell> KZImageAndTextCell::copy() const

@@ -28,8 +28,14 @@ public:
     [[nodiscard]] bool isInvisible() const { return m_isInvisible; }
     void setIsInvisible(bool isInvisible) { m_isInvisible = isInvisible; }
 
-    // Nothing is drawn for a row without a title.
+    // Nothing is drawn for a row without a title. Drawing by hand keeps the title drawn as
+    // attributedTitle.
     void drawWithFrame(QPainter *painter, const QRectF &cellFrame) const override;
+    KZAttributedString drawWithState(QPainter *painter, const QRectF &cellFrame,
+                                     const KZCellState &state) const override;
+    [[nodiscard]] KZCellState stateForRow(const QStyleOptionViewItem &option,
+                                          const QModelIndex &index) const override;
+    [[nodiscard]] KZCellState cellState() const override;
     [[nodiscard]] std::unique_ptr<KZTextFieldCell> copy() const override;
 
     [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem &option,
@@ -38,17 +44,15 @@ public:
     bool helpEvent(QHelpEvent *event, QAbstractItemView *view, const QStyleOptionViewItem &option,
                    const QModelIndex &index) override;
 
-protected:
-    void prepareForRow(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
-
 private:
-    [[nodiscard]] QString sizeLine() const;
+    [[nodiscard]] static QString sizeLine(const KZCellState &state);
 
-    mutable QPixmap m_image;
+    QPixmap m_image;
+    // Written only by drawWithFrame(), a drawing by hand; a view's rows leave it alone.
     mutable KZAttributedString m_attributedTitle;
-    mutable quint64 m_size = 0;
-    mutable unsigned m_itemsCount = 0;
-    mutable bool m_isDirectory = false;
-    mutable bool m_isInvisible = false;
+    quint64 m_size = 0;
+    unsigned m_itemsCount = 0;
+    bool m_isDirectory = false;
+    bool m_isInvisible = false;
     bool m_writeSize = false;
 };

@@ -15,46 +15,61 @@ KZItemsImageAndTextCell::KZItemsImageAndTextCell(QObject *parent)
     : KZTextFieldCell(parent)
 {}
 
-void KZItemsImageAndTextCell::prepareForRow(const QStyleOptionViewItem &option,
-                                            const QModelIndex &index) const
+KZCellState KZItemsImageAndTextCell::stateForRow(const QStyleOptionViewItem &option,
+                                                 const QModelIndex &index) const
 {
-    KZTextFieldCell::prepareForRow(option, index);
+    KZCellState state = KZTextFieldCell::stateForRow(option, index);
     const qreal side = option.rect.height() == kTwoLineRowHeight ? 36 : 24;
-    m_image = pixmapFromDecoration(option, index, side);
+    state.image = pixmapFromDecoration(option, index, side);
     const QVariant path = index.data(KZPathRole);
-    m_path = path.typeId() == QMetaType::QByteArray ? KZPath::displayString(path.toByteArray())
-                                                    : path.toString();
-    m_isInvisible = index.data(KZIsInvisibleRole).toBool();
+    state.path = path.typeId() == QMetaType::QByteArray ? KZPath::displayString(path.toByteArray())
+                                                        : path.toString();
+    state.isInvisible = index.data(KZIsInvisibleRole).toBool();
+    return state;
 }
 
-void KZItemsImageAndTextCell::drawWithFrame(QPainter *painter, const QRectF &cellFrame) const
+KZCellState KZItemsImageAndTextCell::cellState() const
+{
+    KZCellState state = KZTextFieldCell::cellState();
+    state.image = m_image;
+    state.path = m_path;
+    state.isInvisible = m_isInvisible;
+    return state;
+}
+
+KZAttributedString KZItemsImageAndTextCell::drawWithState(QPainter *painter,
+                                                          const QRectF &cellFrame,
+                                                          const KZCellState &state) const
 {
     KZAttributedStringUtilities &strings = KZAttributedStringUtilities::sharedControl();
     const bool twoLineRow = cellFrame.height() == kTwoLineRowHeight;
     QRectF textFrame = cellFrame;
-    if (!m_image.isNull()) {
+    if (!state.image.isNull()) {
         const qreal side = twoLineRow ? 36 : 24;
         const QRectF imageFrame(cellFrame.x(), cellFrame.y() + (cellFrame.height() - side) / 2,
                                 side, side);
-        drawImage(painter, m_image, imageFrame, m_isInvisible ? 0.5 : 1.0);
+        drawImage(painter, state.image, imageFrame, state.isInvisible ? 0.5 : 1.0);
         textFrame.setLeft(cellFrame.left() + side + 3);
     }
 
-    const KZAttributedString title = strings.attributedStringWithString(
-        m_title, 12, titleColor(), false, Qt::AlignLeft, textFrame.width(), Qt::ElideRight);
-    const bool secondLine = twoLineRow && !m_path.isEmpty();
+    const KZAttributedString title
+        = strings.attributedStringWithString(state.title, 12, titleColor(state), false,
+                                             Qt::AlignLeft, textFrame.width(), Qt::ElideRight);
+    const bool secondLine = twoLineRow && !state.path.isEmpty();
     // Centred on the whole row the title would run into the second line; with one it takes
     // the upper 18 points, the mirror of the line's lower 18.
     const QRectF titleFrame
         = secondLine ? QRectF(textFrame.x(), textFrame.y(), textFrame.width(), 18) : textFrame;
-    title.drawInRect(painter, cellTextFrame(titleFrame, title, LeftTextAlignment));
+    title.drawInRect(painter, cellTextFrame(titleFrame, title, LeftTextAlignment, state.flipped));
 
     if (!secondLine)
-        return;
-    const KZAttributedString line = strings.attributedStringWithString(
-        m_path, 11, subTitleColor(), false, Qt::AlignLeft, textFrame.width() - 2, Qt::ElideRight);
+        return title;
+    const KZAttributedString line
+        = strings.attributedStringWithString(state.path, 11, subTitleColor(state), false,
+                                             Qt::AlignLeft, textFrame.width() - 2, Qt::ElideRight);
     const QRectF lineFrame = textFrame.adjusted(0, 18, -2, 0);
-    line.drawInRect(painter, cellTextFrame(lineFrame, line, LeftTextAlignment));
+    line.drawInRect(painter, cellTextFrame(lineFrame, line, LeftTextAlignment, state.flipped));
+    return title;
 }
 
 std::unique_ptr<KZTextFieldCell> KZItemsImageAndTextCell::copy() const

@@ -20,17 +20,18 @@ public:
     [[nodiscard]] bool isInvisible() const { return m_isInvisible; }
     void setIsInvisible(bool isInvisible) { m_isInvisible = isInvisible; }
 
-    void drawWithFrame(QPainter *painter, const QRectF &cellFrame) const override;
+    KZAttributedString drawWithState(QPainter *painter, const QRectF &cellFrame,
+                                     const KZCellState &state) const override;
+    [[nodiscard]] KZCellState stateForRow(const QStyleOptionViewItem &option,
+                                          const QModelIndex &index) const override;
+    [[nodiscard]] KZCellState cellState() const override;
     [[nodiscard]] std::unique_ptr<KZTextFieldCell> copy() const override;
 
     [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem &option,
                                  const QModelIndex &index) const override;
 
-protected:
-    void prepareForRow(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
-
 private:
-    mutable QPixmap m_image;
-    mutable QString m_path;
-    mutable bool m_isInvisible = false;
+    QPixmap m_image;
+    QString m_path;
+    bool m_isInvisible = false;
 };

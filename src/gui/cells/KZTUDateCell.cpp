@@ -7,17 +7,27 @@ KZTUDateCell::KZTUDateCell(QObject *parent)
     : KZTextFieldCell(parent)
 {}
 
-void KZTUDateCell::prepareForRow(const QStyleOptionViewItem &option, const QModelIndex &index) const
+KZCellState KZTUDateCell::stateForRow(const QStyleOptionViewItem &option,
+                                      const QModelIndex &index) const
 {
-    KZTextFieldCell::prepareForRow(option, index);
+    KZCellState state = KZTextFieldCell::stateForRow(option, index);
     const QVariant seconds = index.data(KZSecondsRole);
-    m_seconds = seconds.isValid() ? seconds.toDouble() : index.data(Qt::DisplayRole).toDouble();
+    state.seconds = seconds.isValid() ? seconds.toDouble() : index.data(Qt::DisplayRole).toDouble();
+    return state;
 }
 
-void KZTUDateCell::drawWithFrame(QPainter *painter, const QRectF &cellFrame) const
+KZCellState KZTUDateCell::cellState() const
 {
-    if (!(m_seconds > 0))
-        return;
+    KZCellState state = KZTextFieldCell::cellState();
+    state.seconds = m_seconds;
+    return state;
+}
+
+KZAttributedString KZTUDateCell::drawWithState(QPainter *painter, const QRectF &cellFrame,
+                                               const KZCellState &state) const
+{
+    if (!(state.seconds > 0))
+        return {};
     const qreal width = cellFrame.width() - 10;
     unsigned style = KZDateUtilities::ShortStyle;
     bool withTime = false;
@@ -33,12 +43,13 @@ void KZTUDateCell::drawWithFrame(QPainter *painter, const QRectF &cellFrame) con
         style = KZDateUtilities::LongStyle;
     }
     const QString text
-        = KZDateUtilities::sharedControl().stringWithSeconds(m_seconds, style, true, withTime);
+        = KZDateUtilities::sharedControl().stringWithSeconds(state.seconds, style, true, withTime);
     const KZAttributedString line
         = KZAttributedStringUtilities::sharedControl().attributedStringWithString(
-            text, 12, titleColor(), false, Qt::AlignLeft, width, Qt::ElideRight);
+            text, 12, titleColor(state), false, Qt::AlignLeft, width, Qt::ElideRight);
     const QRectF frame(cellFrame.x() + 10, cellFrame.y(), width, cellFrame.height());
-    line.drawInRect(painter, cellTextFrame(frame, line, LeftTextAlignment));
+    line.drawInRect(painter, cellTextFrame(frame, line, LeftTextAlignment, state.flipped));
+    return line;
 }
 
 std::unique_ptr<KZTextFieldCell> KZTUDateCell::copy() const

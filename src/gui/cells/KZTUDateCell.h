@@ -15,12 +15,13 @@ public:
     [[nodiscard]] double seconds() const { return m_seconds; }
     void setSeconds(double seconds) { m_seconds = seconds; }
 
-    void drawWithFrame(QPainter *painter, const QRectF &cellFrame) const override;
+    KZAttributedString drawWithState(QPainter *painter, const QRectF &cellFrame,
+                                     const KZCellState &state) const override;
+    [[nodiscard]] KZCellState stateForRow(const QStyleOptionViewItem &option,
+                                          const QModelIndex &index) const override;
+    [[nodiscard]] KZCellState cellState() const override;
     [[nodiscard]] std::unique_ptr<KZTextFieldCell> copy() const override;
 
-protected:
-    void prepareForRow(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
-
 private:
-    mutable double m_seconds = 0;
+    double m_seconds = 0;
 };

@@ -6,15 +6,18 @@ KZTUTextCellRightJust::KZTUTextCellRightJust(QObject *parent)
     : KZTextFieldCell(parent)
 {}
 
-void KZTUTextCellRightJust::drawWithFrame(QPainter *painter, const QRectF &cellFrame) const
+KZAttributedString KZTUTextCellRightJust::drawWithState(QPainter *painter, const QRectF &cellFrame,
+                                                        const KZCellState &state) const
 {
-    if (m_title.isEmpty())
-        return;
+    if (state.title.isEmpty())
+        return {};
     const QRectF frame = cellFrame.adjusted(0, 0, -10, 0);
     const KZAttributedString line
         = KZAttributedStringUtilities::sharedControl().attributedStringWithString(
-            m_title, 12, titleColor(), false, Qt::AlignLeft, frame.width(), Qt::ElideRight);
-    line.drawInRect(painter, cellTextFrame(frame, line, RightTextAlignment));
+            state.title, 12, titleColor(state), false, Qt::AlignLeft, frame.width(),
+            Qt::ElideRight);
+    line.drawInRect(painter, cellTextFrame(frame, line, RightTextAlignment, state.flipped));
+    return line;
 }
 
 std::unique_ptr<KZTextFieldCell> KZTUTextCellRightJust::copy() const

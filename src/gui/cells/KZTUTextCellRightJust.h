@@ -11,6 +11,7 @@ class KZTUTextCellRightJust : public KZTextFieldCell
 public:
     explicit KZTUTextCellRightJust(QObject *parent = nullptr);
 
-    void drawWithFrame(QPainter *painter, const QRectF &cellFrame) const override;
+    KZAttributedString drawWithState(QPainter *painter, const QRectF &cellFrame,
+                                     const KZCellState &state) const override;
     [[nodiscard]] std::unique_ptr<KZTextFieldCell> copy() const override;
 };

@@ -3,6 +3,7 @@
 #include "KZAttributedStringUtilities.h"
 
 #include <QApplication>
+#include <QGuiApplication>
 #include <QIcon>
 #include <QImage>
 #include <QPainter>
@@ -25,33 +26,33 @@ QColor KZTextFieldCell::systemGreenColor()
     return QColor(40, 205, 65);
 }
 
-QColor KZTextFieldCell::titleColor() const
+QColor KZTextFieldCell::titleColor(const KZCellState &state)
 {
-    if (m_selectionHighlightStyle == kSourceListHighlightStyle)
-        return m_highlighted ? Qt::white : Qt::black;
-    return m_highlighted && m_windowIsActive && m_listIsActive ? Qt::white : Qt::black;
+    return state.palette.color(state.colorGroup(), state.showsStrongHighlight()
+                                                       ? QPalette::HighlightedText
+                                                       : QPalette::Text);
 }
 
-QColor KZTextFieldCell::subTitleColor() const
+QColor KZTextFieldCell::subTitleColor(const KZCellState &state)
 {
-    if (m_selectionHighlightStyle == kSourceListHighlightStyle)
-        return m_highlighted ? QColor(Qt::white) : darkGrayColor();
-    return m_highlighted && m_windowIsActive && m_listIsActive ? QColor(Qt::white)
-                                                               : darkGrayColor();
+    return state.palette.color(state.colorGroup(), state.showsStrongHighlight()
+                                                       ? QPalette::HighlightedText
+                                                       : QPalette::PlaceholderText);
 }
 
-QColor KZTextFieldCell::subTitleGreenColor() const
+QColor KZTextFieldCell::subTitleGreenColor(const KZCellState &state)
 {
     static const QColor calibratedGreen = QColor::fromRgbF(0.1f, 0.421f, 0.1f, 1.0f);
-    if (m_selectionHighlightStyle == kSourceListHighlightStyle)
-        return m_highlighted ? systemGreenColor() : calibratedGreen;
-    return m_highlighted && m_windowIsActive && m_listIsActive ? systemGreenColor()
-                                                               : calibratedGreen;
+    if (state.showsStrongHighlight())
+        return systemGreenColor();
+    // The deep green is for light lists; on a dark base it would all but vanish.
+    const QColor base = state.palette.color(state.colorGroup(), QPalette::Base);
+    return base.lightness() < 128 ? systemGreenColor() : calibratedGreen;
 }
 
 QRectF KZTextFieldCell::cellTextFrame(const QRectF &cellFrame,
-                                      const KZAttributedString &withAttributedString,
-                                      int alignment) const
+                                      const KZAttributedString &withAttributedString, int alignment,
+                                      bool flipped)
 {
     const QSizeF size = KZAttributedStringUtilities::sharedControl().sizeOfString(
         withAttributedString.text(), withAttributedString.font());
@@ -70,7 +71,7 @@ QRectF KZTextFieldCell::cellTextFrame(const QRectF &cellFrame,
         break;
     }
     const qreal offset = (cellFrame.height() - size.height()) / 2 - 1;
-    if (m_flipped)
+    if (flipped)
         return {x, cellFrame.y() + offset, cellFrame.width(), size.height()};
     // Bottom-up views keep the frame's x whatever the alignment; only the vertical rule holds.
     return {cellFrame.x(), cellFrame.y() - offset, cellFrame.width(), size.height()};
@@ -78,12 +79,20 @@ QRectF KZTextFieldCell::cellTextFrame(const QRectF &cellFrame,
 
 void KZTextFieldCell::drawWithFrame(QPainter *painter, const QRectF &cellFrame) const
 {
-    if (m_title.isEmpty())
-        return;
+    drawWithState(painter, cellFrame, cellState());
+}
+
+KZAttributedString KZTextFieldCell::drawWithState(QPainter *painter, const QRectF &cellFrame,
+                                                  const KZCellState &state) const
+{
+    if (state.title.isEmpty())
+        return {};
     const KZAttributedString line
         = KZAttributedStringUtilities::sharedControl().attributedStringWithString(
-            m_title, 12, titleColor(), false, Qt::AlignLeft, cellFrame.width(), Qt::ElideRight);
-    line.drawInRect(painter, cellTextFrame(cellFrame, line, LeftTextAlignment));
+            state.title, 12, titleColor(state), false, Qt::AlignLeft, cellFrame.width(),
+            Qt::ElideRight);
+    line.drawInRect(painter, cellTextFrame(cellFrame, line, LeftTextAlignment, state.flipped));
+    return line;
 }
 
 std::unique_ptr<KZTextFieldCell> KZTextFieldCell::copy() const
@@ -103,22 +112,40 @@ void KZTextFieldCell::copyStateTo(KZTextFieldCell &copy) const
     copy.m_flipped = m_flipped;
 }
 
-void KZTextFieldCell::prepareForRow(const QStyleOptionViewItem &option,
-                                    const QModelIndex &index) const
+KZCellState KZTextFieldCell::cellState() const
 {
-    m_highlighted = option.state.testFlag(QStyle::State_Selected);
-    m_windowIsActive = option.state.testFlag(QStyle::State_Active);
-    // Without a view (a cell drawn by hand) the property set on the cell stays.
-    if (option.widget)
-        m_listIsActive = option.widget->hasFocus();
+    KZCellState state;
+    state.title = m_title;
+    state.highlighted = m_highlighted;
+    state.windowIsActive = m_windowIsActive;
+    state.listIsActive = m_listIsActive;
+    state.selectionHighlightStyle = m_selectionHighlightStyle;
+    state.flipped = m_flipped;
+    state.palette = QGuiApplication::palette();
+    return state;
+}
+
+KZCellState KZTextFieldCell::stateForRow(const QStyleOptionViewItem &option,
+                                         const QModelIndex &index) const
+{
+    KZCellState state;
+    state.highlighted = option.state.testFlag(QStyle::State_Selected);
+    state.windowIsActive = option.state.testFlag(QStyle::State_Active);
+    state.enabled = option.state.testFlag(QStyle::State_Enabled);
+    // Without a view (a row drawn for a picture) the cell's own setting stands in.
+    state.listIsActive = option.widget ? option.widget->hasFocus() : m_listIsActive;
+    state.selectionHighlightStyle = m_selectionHighlightStyle;
+    state.flipped = m_flipped;
+    state.palette = option.palette;
     const QVariant display = index.data(Qt::DisplayRole);
-    m_title = display.canConvert<QString>() ? display.toString() : QString();
+    state.title = display.canConvert<QString>() ? display.toString() : QString();
+    return state;
 }
 
 void KZTextFieldCell::paint(QPainter *painter, const QStyleOptionViewItem &option,
                             const QModelIndex &index) const
 {
-    prepareForRow(option, index);
+    const KZCellState state = stateForRow(option, index);
 
     // The style draws the row's background and selection; the cell draws everything else.
     QStyleOptionViewItem background = option;
@@ -130,13 +157,11 @@ void KZTextFieldCell::paint(QPainter *painter, const QStyleOptionViewItem &optio
     // The cell draws its own text and icon, so a selection covers all of it, not just where
     // the style would have put the text.
     background.showDecorationSelected = true;
-    if (m_highlighted && titleColor() != QColor(Qt::white)) {
-        // Black text is the rule for a selection in a list without the focus; Qt styles keep
+    if (state.highlighted && !state.showsStrongHighlight()) {
+        // Plain text is the rule for a selection in a list without the focus; Qt styles keep
         // the strong highlight there, so the selection is toned down to stay readable.
-        const QPalette::ColorGroup group
-            = option.state.testFlag(QStyle::State_Enabled) ? QPalette::Normal : QPalette::Disabled;
-        const QColor base = option.palette.color(group, QPalette::Base);
-        const QColor highlight = option.palette.color(group, QPalette::Highlight);
+        const QColor base = option.palette.color(state.colorGroup(), QPalette::Base);
+        const QColor highlight = option.palette.color(state.colorGroup(), QPalette::Highlight);
         const QColor muted = QColor::fromRgbF(base.redF() * 0.75f + highlight.redF() * 0.25f,
                                               base.greenF() * 0.75f + highlight.greenF() * 0.25f,
                                               base.blueF() * 0.75f + highlight.blueF() * 0.25f);
@@ -151,7 +176,7 @@ void KZTextFieldCell::paint(QPainter *painter, const QStyleOptionViewItem &optio
     painter->setRenderHint(QPainter::Antialiasing);
     painter->setRenderHint(QPainter::SmoothPixmapTransform);
     painter->setClipRect(option.rect, Qt::IntersectClip);
-    drawWithFrame(painter, QRectF(option.rect));
+    drawWithState(painter, QRectF(option.rect), state);
     painter->restore();
 }
 

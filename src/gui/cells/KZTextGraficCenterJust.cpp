@@ -9,25 +9,41 @@ KZTextGraficCenterJust::KZTextGraficCenterJust(QObject *parent)
     : KZTextFieldCell(parent)
 {}
 
-void KZTextGraficCenterJust::prepareForRow(const QStyleOptionViewItem &option,
-                                           const QModelIndex &index) const
+KZCellState KZTextGraficCenterJust::stateForRow(const QStyleOptionViewItem &option,
+                                                const QModelIndex &index) const
 {
-    KZTextFieldCell::prepareForRow(option, index);
-    m_checked = index.data(KZCheckedCountRole).toUInt();
+    KZCellState state = KZTextFieldCell::stateForRow(option, index);
+    state.checked = index.data(KZCheckedCountRole).toUInt();
+    return state;
+}
+
+KZCellState KZTextGraficCenterJust::cellState() const
+{
+    KZCellState state = KZTextFieldCell::cellState();
+    state.checked = m_checked;
+    return state;
 }
 
 void KZTextGraficCenterJust::drawWithFrame(QPainter *painter, const QRectF &cellFrame) const
 {
-    if (m_checked == 0 || m_title.isEmpty())
-        return;
+    const KZAttributedString line = drawWithState(painter, cellFrame, cellState());
+    if (!line.isEmpty())
+        m_attributedTitle = line;
+}
+
+KZAttributedString KZTextGraficCenterJust::drawWithState(QPainter *painter, const QRectF &cellFrame,
+                                                         const KZCellState &state) const
+{
+    if (state.checked == 0 || state.title.isEmpty())
+        return {};
     const KZAttributedString line
         = KZAttributedStringUtilities::sharedControl().attributedStringWithString(
-            m_title, 11, systemGreenColor(), false, Qt::AlignHCenter, cellFrame.width(),
+            state.title, 11, systemGreenColor(), false, Qt::AlignHCenter, cellFrame.width(),
             Qt::ElideRight);
     // Qt clips a delegate to its cell, so the text takes the cell less 2 points a side and the
     // rounded rectangle, 2 points larger than the text, just fills the cell.
     const QRectF textFrame
-        = cellTextFrame(cellFrame.adjusted(2, 0, -2, 0), line, LeftTextAlignment);
+        = cellTextFrame(cellFrame.adjusted(2, 0, -2, 0), line, LeftTextAlignment, state.flipped);
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);
     painter->setPen(Qt::NoPen);
@@ -35,7 +51,7 @@ void KZTextGraficCenterJust::drawWithFrame(QPainter *painter, const QRectF &cell
     painter->drawRoundedRect(textFrame.adjusted(-2, -2, 2, 2), 6, 6);
     painter->restore();
     line.drawInRect(painter, textFrame);
-    m_attributedTitle = line;
+    return line;
 }
 
 std::unique_ptr<KZTextFieldCell> KZTextGraficCenterJust::copy() const

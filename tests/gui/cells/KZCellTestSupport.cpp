@@ -70,12 +70,13 @@ KZPaintRecord drawn(const KZTextFieldCell &cell, const QRectF &frame)
 }
 
 KZPaintRecord painted(const KZTextFieldCell &cell, const QMap<int, QVariant> &roles,
-                      const QRect &rect, bool selected, bool windowActive)
+                      const QRect &rect, bool selected, bool windowActive, const QPalette &palette)
 {
     QStandardItemModel model(1, 1);
     model.setItemData(model.index(0, 0), roles);
     QStyleOptionViewItem option;
     option.rect = rect;
+    option.palette = palette;
     option.state = QStyle::State_Enabled;
     option.state.setFlag(QStyle::State_Selected, selected);
     option.state.setFlag(QStyle::State_Active, windowActive);

@@ -4,6 +4,7 @@
 #include <QFont>
 #include <QImage>
 #include <QMap>
+#include <QPalette>
 #include <QRectF>
 #include <QStringList>
 #include <QVariant>
@@ -49,9 +50,11 @@ struct KZPaintRecord
 
 // What cell.drawWithFrame(frame) paints.
 KZPaintRecord drawn(const KZTextFieldCell &cell, const QRectF &frame);
-// What cell.paint() paints for a row holding roles, asked for as a view without a widget would.
+// What cell.paint() paints for a row holding roles, asked for as a view without a widget would,
+// in palette (the application's when none is given).
 KZPaintRecord painted(const KZTextFieldCell &cell, const QMap<int, QVariant> &roles,
-                      const QRect &rect, bool selected = false, bool windowActive = true);
+                      const QRect &rect, bool selected = false, bool windowActive = true,
+                      const QPalette &palette = QPalette());
 
 // A side x side image filled with colour.
 QImage solidImage(int side, const QColor &colour);

@@ -9,10 +9,15 @@
 #include "gui/cells/KZTextGraficCenterJust.h"
 #include "model/KZPath.h"
 
+#include "KZGuiTestSupport.h"
+
+#include <QApplication>
 #include <QFontMetricsF>
 #include <QPixmap>
 
 #include <gtest/gtest.h>
+
+#include <cstdlib>
 
 namespace {
 
@@ -20,6 +25,11 @@ using Images = QList<KZPaintRecord::Image>;
 const QRectF kRow(0, 0, 300, 44);
 const QRectF kBadge(10, 0, 110, 44);
 const QColor kDarkGray(85, 85, 85);
+
+QColor paletteColor(QPalette::ColorRole role, QPalette::ColorGroup group = QPalette::Active)
+{
+    return QApplication::palette().color(group, role);
+}
 // Tuesday 14 May 2024, 09:30:00 UTC.
 constexpr double kSeconds = 1715679000.0 - KZDateUtilities::kSeconds1970To2001;
 
@@ -47,6 +57,7 @@ TEST(ImageAndTextCell, EmptyTrashIsDimmedAndTheSizeLineCountsItems)
     KZImageAndTextCell cell;
     cell.setWriteSize(true);
     for (const auto &[size, items, empty, directory, icon, line] : rows) {
+        SCOPED_TRACE(line.toStdString());
         QMap<int, QVariant> roles{{Qt::DisplayRole, QStringLiteral("Home Trash")},
                                   {KZSizeRole, QVariant::fromValue(size)},
                                   {KZItemsCountRole, items}};
@@ -58,18 +69,36 @@ TEST(ImageAndTextCell, EmptyTrashIsDimmedAndTheSizeLineCountsItems)
             roles.insert(Qt::DecorationRole, solidImage(42, Qt::red));
         const KZPaintRecord record = painted(cell, roles, kRow.toRect());
         EXPECT_EQ(record.lines(), QStringList({QStringLiteral("Home Trash"), line}));
-        EXPECT_EQ(record.texts.value(1).color, kDarkGray);
-        EXPECT_EQ(drawn(*cell.copy(), kRow), record);
+        EXPECT_EQ(record.texts.value(0).color, paletteColor(QPalette::Text));
+        EXPECT_EQ(record.texts.value(1).color, paletteColor(QPalette::PlaceholderText));
+        // The same row set up by hand draws the same (and so does a copy of that cell).
+        KZImageAndTextCell byHand;
+        byHand.setWriteSize(true);
+        byHand.setTitle(QStringLiteral("Home Trash"));
+        byHand.setSize(size);
+        byHand.setItemsCount(items);
+        byHand.setIsInvisible(empty);
+        byHand.setIsDirectory(directory);
+        if (icon)
+            byHand.setImage(QPixmap::fromImage(solidImage(42, Qt::red)));
+        EXPECT_EQ(drawn(*byHand.copy(), kRow), record);
         // 36 points high, centred, 4 in and squeezed to 32 wide; half opacity when empty.
         EXPECT_EQ(record.images,
                   icon ? Images({{QRectF(4, 4, 32, 36), empty ? 0.5 : 1.0}}) : Images());
     }
-    // Selected in the source list: light text even though the window is not active.
+    // Painting took nothing of the rows into the cell.
+    EXPECT_TRUE(cell.title().isEmpty());
+    EXPECT_TRUE(cell.image().isNull());
+    EXPECT_EQ(cell.size(), 0u);
+    EXPECT_EQ(cell.itemsCount(), 0u);
+    EXPECT_FALSE(cell.isInvisible());
+    EXPECT_TRUE(cell.attributedTitle().isEmpty());
+    // Selected in the source list: highlighted text even though the window is not active.
     cell.setSelectionHighlightStyle(KZTextFieldCell::kSourceListHighlightStyle);
     EXPECT_EQ(painted(cell, {{Qt::DisplayRole, QStringLiteral("USB")}}, kRow.toRect(), true, false)
                   .texts.value(0)
                   .color,
-              QColor(Qt::white));
+              paletteColor(QPalette::HighlightedText, QPalette::Inactive));
     cell.setImage(QPixmap::fromImage(solidImage(42, Qt::red)));
     cell.setTitle(QString());
     EXPECT_EQ(drawn(cell, kRow), KZPaintRecord()); // not even the icon
@@ -89,11 +118,16 @@ TEST(ItemsImageAndTextCell, SecondLineOnlyOnRowsExactly36High)
     EXPECT_EQ(two.images, Images({{QRectF(0, 36, 36, 36), 0.5}}));
     ASSERT_EQ(two.lines(),
               QStringList({QStringLiteral("menu.txt"), KZPath::displayString(location)}));
-    EXPECT_EQ(two.texts[1].color, kDarkGray);
+    EXPECT_EQ(two.texts[0].color, paletteColor(QPalette::Text));
+    EXPECT_EQ(two.texts[1].color, paletteColor(QPalette::PlaceholderText));
     // Title in the upper half, the location in the lower, both right of the icon strip.
     EXPECT_LE(two.texts[0].origin.y() + QFontMetricsF(two.texts[0].font).descent(),
               two.texts[1].origin.y() - QFontMetricsF(two.texts[1].font).ascent());
     EXPECT_EQ(QPointF(two.texts[0].origin.x(), two.texts[1].origin.x()), QPointF(39, 39));
+    cell.setTitle(QStringLiteral("menu.txt"));
+    cell.setImage(QPixmap::fromImage(solidImage(16, Qt::green)));
+    cell.setPath(KZPath::displayString(location));
+    cell.setIsInvisible(true);
     for (qreal height : {35.0, 37.0}) {
         const KZPaintRecord one = drawn(cell, QRectF(0, 0, 400, height));
         ASSERT_EQ(one.texts.size(), 1) << height;
@@ -125,15 +159,17 @@ TEST(TUDateCell, StyleFollowsTheColumnWidthAndNothingIsDrawnWithoutADate)
         cell.setSeconds(seconds);
         EXPECT_EQ(drawn(cell, QRectF(0, 0, 200, 24)), KZPaintRecord()) << seconds;
     }
-    // From the model by either role; selected in a focused list: white text, kept by a copy.
+    // From the model by either role; selected in a focused list: highlighted text. The
+    // cell's own date stays as it was; a copy keeps it.
     cell.setListIsActive(true);
+    cell.setSeconds(0);
     for (const int role : {int(KZSecondsRole), int(Qt::DisplayRole)}) {
         const KZPaintRecord record = painted(cell, {{role, kSeconds}}, QRect(0, 0, 160, 24), true);
-        EXPECT_EQ(record.texts.value(0).color, QColor(Qt::white)) << role;
-        EXPECT_EQ(cell.seconds(), kSeconds);
-        EXPECT_EQ(drawn(*cell.copy(), kRow), drawn(cell, kRow));
-        cell.setSeconds(0);
+        EXPECT_EQ(record.texts.value(0).color, paletteColor(QPalette::HighlightedText)) << role;
+        EXPECT_EQ(cell.seconds(), 0);
     }
+    cell.setSeconds(kSeconds);
+    EXPECT_EQ(drawn(*cell.copy(), kRow), drawn(cell, kRow));
 }
 
 TEST(TUTextCellRightJust, TextEndsTenPointsInAndNeverStartsLeftOfTheCell)
@@ -182,4 +218,51 @@ TEST(TextGraficCenterJust, GreenTextOnADarkGrayBadgeOnlyWithTickedItems)
     EXPECT_EQ(
         painted(cell, {{Qt::DisplayRole, title}, {KZCheckedCountRole, 4}}, kBadge.toRect()).lines(),
         QStringList(title));
+}
+
+TEST(Cells, OneCellDrawsEveryRowInTheViewsPaletteLightOrDark)
+{
+    // Rows of a light and of a dark list, painted in turn by one cell: the text takes each
+    // view's colours and reads on its base; selected rows use the highlighted text.
+    KZGuiTestSupport::applyPalette(false);
+    const QPalette light = QApplication::palette();
+    KZGuiTestSupport::applyPalette(true);
+    const QPalette dark = QApplication::palette();
+    KZGuiTestSupport::applyPalette(false);
+
+    KZImageAndTextCell volume;
+    volume.setWriteSize(true);
+    KZItemsImageAndTextCell item;
+    KZTUTextCellRightJust size;
+    for (const QPalette &palette : {light, dark, light}) {
+        const QColor base = palette.color(QPalette::Active, QPalette::Base);
+        SCOPED_TRACE(base.name().toStdString());
+        const QMap<int, QVariant> row{{Qt::DisplayRole, QStringLiteral("Backup")},
+                                      {KZSizeRole, QVariant::fromValue(quint64(2048))},
+                                      {KZItemsCountRole, 3},
+                                      {KZPathRole, QStringLiteral("/media/backup")}};
+        const KZPaintRecord plain = painted(volume, row, kRow.toRect(), false, true, palette);
+        ASSERT_EQ(plain.texts.size(), 2);
+        EXPECT_EQ(plain.texts[0].color, palette.color(QPalette::Active, QPalette::Text));
+        EXPECT_EQ(plain.texts[1].color, palette.color(QPalette::Active, QPalette::PlaceholderText));
+        EXPECT_GE(std::abs(plain.texts[0].color.lightness() - base.lightness()), 100);
+        EXPECT_GE(std::abs(plain.texts[1].color.lightness() - base.lightness()), 50);
+
+        const KZPaintRecord two = painted(item, row, QRect(0, 0, 300, 36), false, true, palette);
+        ASSERT_EQ(two.texts.size(), 2);
+        EXPECT_EQ(two.texts[0].color, plain.texts[0].color);
+        EXPECT_EQ(two.texts[1].color, plain.texts[1].color);
+        EXPECT_EQ(
+            painted(size, row, QRect(0, 0, 100, 24), false, true, palette).texts.value(0).color,
+            plain.texts[0].color);
+
+        volume.setSelectionHighlightStyle(KZTextFieldCell::kSourceListHighlightStyle);
+        const KZPaintRecord selected = painted(volume, row, kRow.toRect(), true, true, palette);
+        volume.setSelectionHighlightStyle(0);
+        ASSERT_EQ(selected.texts.size(), 2);
+        EXPECT_EQ(selected.texts[0].color,
+                  palette.color(QPalette::Active, QPalette::HighlightedText));
+        EXPECT_EQ(selected.texts[1].color,
+                  palette.color(QPalette::Active, QPalette::HighlightedText));
+    }
 }

@@ -91,11 +91,6 @@ void styleTable(QTableView *table)
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     table->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     table->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    // The cells choose black and white text themselves; the list stays light underneath.
-    QPalette palette = table->palette();
-    palette.setColor(QPalette::Base, Qt::white);
-    palette.setColor(QPalette::AlternateBase, QColor(244, 245, 245));
-    table->setPalette(palette);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
-// binwise-cells-demo [--screenshot FILE.png]
-// Shows the cells; with --screenshot, saves a picture of the window once it is on screen and
-// exits (1 when the picture could not be made).
+// binwise-cells-demo [--dark] [--screenshot FILE.png]
+// Shows the cells; with --dark, in a dark palette (the light one otherwise, where the tests'
+// palettes are built in); with --screenshot, saves a picture of the window once it is on screen
+// and exits (1 when the picture could not be made).
 #include "KZCellsDemo.h"
 
 #include <QApplication>
@@ -12,6 +13,11 @@
 
 #include <cstdio>
 
+#if __has_include("KZGuiTestSupport.h")
+#include "KZGuiTestSupport.h"
+#define BINWISE_DEMO_PALETTES 1
+#endif
+
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
@@ -21,7 +27,16 @@ int main(int argc, char **argv)
                                         QStringLiteral("Save a picture of the window and exit."),
                                         QStringLiteral("file"));
     parser.addOption(screenshot);
+    const QCommandLineOption dark(QStringLiteral("dark"), QStringLiteral("Use a dark palette."));
+    parser.addOption(dark);
     parser.process(app);
+#ifdef BINWISE_DEMO_PALETTES
+    // The palettes every window test looks at, so the pictures compare with theirs.
+    KZGuiTestSupport::applyPalette(parser.isSet(dark));
+#else
+    if (parser.isSet(dark))
+        std::fprintf(stderr, "binwise-cells-demo: built without the test palettes\n");
+#endif
 
     KZCellsDemo demo;
     demo.show();
@@ -43,8 +58,9 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "binwise-cells-demo: could not save %s\n", qPrintable(file));
         return 1;
     }
-    std::printf("%s: %dx%d pixels, scale %.2f, window %s\n", qPrintable(file), picture.width(),
-                picture.height(), picture.devicePixelRatio(),
-                demo.isActiveWindow() ? "active" : "inactive");
+    std::printf("%s: %dx%d pixels, scale %.2f, window %s, %s palette\n", qPrintable(file),
+                picture.width(), picture.height(), picture.devicePixelRatio(),
+                demo.isActiveWindow() ? "active" : "inactive",
+                demo.palette().color(QPalette::Window).lightness() < 128 ? "dark" : "light");
     return 0;
 }

@@ -1,0 +1,147 @@
+#include "KZDesktopApplication.h"
+
+#include "KZCliApplication.h"
+#include "KZCliTrashes.h"
+#include "KZSingleInstance.h"
+#include "erase/KZDeleteItems.h"
+#include "erase/KZTUErrorDelegate.h"
+#include "foundation/KZUserDefaults.h"
+#include "gui/dialogs/KZProgressWindow.h"
+#include "gui/dialogs/KZWidgetsAlertBackend.h"
+#include "gui/tray/KZStatusItem.h"
+#include "gui/tray/KZTrayIcons.h"
+#include "gui/tray/KZTrayPanel.h"
+#include "model/KZFilesUtilities.h"
+#include "presentation/KZBinwise.h"
+#include "presentation/KZTrashMonitor.h"
+#include "privileged/KZSecureAccess.h"
+
+#include <QApplication>
+#include <QWidget>
+
+namespace {
+// Some platform themes (Qt's own KDE one among them) leave the placeholder colour at its
+// default, nearly black, also on a dark palette: the dimmed lines of the rows would vanish.
+void keepPlaceholderTextReadable()
+{
+    QPalette palette = QApplication::palette();
+    const QColor window = palette.color(QPalette::Active, QPalette::Window);
+    const QColor text = palette.color(QPalette::Active, QPalette::WindowText);
+    const QColor placeholder = palette.color(QPalette::Active, QPalette::PlaceholderText);
+    const auto distance = [&window](const QColor &color) {
+        return qAbs(color.lightnessF() - window.lightnessF()) * color.alphaF();
+    };
+    if (distance(placeholder) >= 0.35 * distance(text))
+        return;
+    QColor readable = text;
+    readable.setAlphaF(0.65f);
+    for (const QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive})
+        palette.setColor(group, QPalette::PlaceholderText, readable);
+    QApplication::setPalette(palette);
+}
+} // namespace
+
+QString KZDesktopApplication::displayProblem()
+{
+    const QString platform = qEnvironmentVariable("QT_QPA_PLATFORM");
+    // A platform chosen on purpose (offscreen, vnc) needs no display server.
+    if (!platform.isEmpty() && !platform.startsWith(QLatin1String("xcb"))
+        && !platform.startsWith(QLatin1String("wayland")))
+        return {};
+    if (!qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        return {};
+    return QStringLiteral("there is no display for the tray application (DISPLAY and "
+                          "WAYLAND_DISPLAY are not set); on this machine use the command line: "
+                          "binwise list, binwise empty (binwise --help tells more)");
+}
+
+int KZDesktopApplication::trayWaitMs()
+{
+    bool ok = false;
+    const double seconds = qEnvironmentVariable("BINWISE_TRAY_WAIT").toDouble(&ok);
+    return ok && seconds >= 0 ? int(seconds * 1000) : kDefaultTrayWaitMs;
+}
+
+int KZDesktopApplication::run(int &argc, char **argv)
+{
+    if (const QString problem = displayProblem(); !problem.isEmpty()) {
+        KZCliApplication::printError(problem);
+        return kNoDisplayStatus;
+    }
+
+    QApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("binwise"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(BINWISE_VERSION));
+    QGuiApplication::setApplicationDisplayName(QStringLiteral("Binwise"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("org.binwise.Binwise"));
+    // A tray application lives on when its last window (the about box, a message) closes.
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    KZSingleInstance instance;
+    if (!instance.acquire()) {
+        // Another Binwise runs in this session: it shows itself, this one is not needed.
+        if (!instance.handOver())
+            KZCliApplication::printError(QStringLiteral("Binwise is already running"));
+        return 0;
+    }
+    keepPlaceholderTextReadable();
+    QApplication::setWindowIcon(KZTrayIcons::applicationIcon(QApplication::palette()));
+
+    // The volumes binwise works on: the kernel's mount table, or BINWISE_MOUNTINFO's.
+    KZFilesUtilities utilities(KZCliTrashes::rootsFromEnvironment());
+    KZUserDefaults &defaults = KZUserDefaults::sharedControl();
+    KZSecureAccess::installFactory();
+    // The engine's confirmation, questions and messages as windows.
+    KZTUErrorDelegate::sharedControl().setBackend(std::make_shared<KZWidgetsAlertBackend>());
+
+    KZDeleteItems::Environment engineEnvironment;
+    engineEnvironment.filesUtilities = &utilities;
+    engineEnvironment.activate = [] {
+        // Before a confirmation the application comes to the front; its dialogs raise
+        // themselves once shown.
+        if (QWidget *window = QApplication::activeWindow()) {
+            window->raise();
+            window->activateWindow();
+        }
+    };
+    KZDeleteItems engine(engineEnvironment);
+    engine.setProgressDisplayFactory(
+        [](KZProgressUI *ui) { return std::make_unique<KZProgressWindow>(ui); });
+
+    KZStatusItem statusItem(trayWaitMs());
+    KZBinwise::Environment environment;
+    environment.engine = &engine;
+    environment.userDefaults = &defaults;
+    environment.locations = [&utilities] {
+        return utilities.trashesAndVolumesLocations();
+    };
+    environment.installHelper = [&defaults] {
+        // Installing the helper asks for an administrator's password: offered at start-up only
+        // to a user whose settings say locked items are to be erased. Otherwise an installed
+        // helper is used as it is.
+        KZSecureAccess access(nullptr);
+        if (defaults.boolForKey(KZUserDefaults::kDeleteLocked))
+            return access.intallHelperAppIfNeeded();
+        bool present = false;
+        return access.isHelperNeedBeInstalled(&present);
+    };
+    KZBinwise controller(&statusItem, environment);
+    statusItem.setController(&controller);
+
+    QObject::connect(&controller, &KZBinwise::terminateRequested, &app,
+                     [](int status) { QCoreApplication::exit(status); });
+    QObject::connect(&instance, &KZSingleInstance::activationRequested, &statusItem,
+                     &KZStatusItem::showPanel);
+
+    // The tray icon shows whether any Trash holds something, and the totals in its tooltip.
+    KZTrashMonitor monitor(KZCliTrashes::rootsFromEnvironment());
+    QObject::connect(&monitor, &KZTrashMonitor::totalsChanged, &statusItem,
+                     &KZStatusItem::setTrashTotals);
+    QObject::connect(&controller, &KZBinwise::launched, &monitor, &KZTrashMonitor::start);
+
+    controller.applicationDidFinishLaunching();
+    const int status = QApplication::exec();
+    // Measurements and a running erase end before the objects they report to go.
+    engine.setIsStopped(true);
+    return status;
+}

@@ -1,0 +1,195 @@
+#include "KZBinwise.h"
+
+#include "KZStatusMenuFace.h"
+#include "erase/KZDeleteItems.h"
+#include "erase/KZEraseRecord.h"
+#include "erase/KZTUErrorDelegate.h"
+#include "foundation/KZAppGlobals.h"
+#include "foundation/KZNotificationCenter.h"
+#include "foundation/KZUserDefaults.h"
+#include "model/KZFilesUtilities.h"
+
+#include <QRegularExpression>
+#include <QTimer>
+
+#include <sys/utsname.h>
+
+KZBinwise::KZBinwise(KZStatusMenuFace *face, Environment environment, QObject *parent)
+    : QObject(parent)
+    , m_face(face)
+    , m_environment(std::move(environment))
+{
+    // The engine's state changes while a menu may be open; the menu follows it at once.
+    connect(&engine(), &KZDeleteItems::jobStateChanged, this, &KZBinwise::menuStateChanged);
+}
+
+KZBinwise::~KZBinwise() = default;
+
+KZDeleteItems &KZBinwise::engine() const
+{
+    return m_environment.engine ? *m_environment.engine : KZDeleteItems::sharedControl();
+}
+
+KZUserDefaults &KZBinwise::userDefaults() const
+{
+    return m_environment.userDefaults ? *m_environment.userDefaults
+                                      : KZUserDefaults::sharedControl();
+}
+
+KZTUErrorDelegate &KZBinwise::presenter() const
+{
+    return m_environment.presenter ? *m_environment.presenter : KZTUErrorDelegate::sharedControl();
+}
+
+void KZBinwise::applicationDidFinishLaunching()
+{
+    setIsWorking(false);
+    setupSystemVersion();
+    userDefaults().setupDefaultsPreferences();
+    m_face->setupStatusMenu([this](bool shown) { statusMenuReady(shown); });
+}
+
+void KZBinwise::statusMenuReady(bool shown)
+{
+    if (!shown) {
+        presenter().showError(QStringLiteral("cantCreateMenu"),
+                              QStringLiteral("cantCreateMenuMess"));
+        Q_EMIT terminateRequested(1);
+        return;
+    }
+    KZNotificationCenter::defaultCenter().addObserver(
+        KZDeleteItems::kStopWorkingNotification, nullptr, this,
+        [this](const KZNotification &) { stopWorking(); });
+    bool helperAvailable = false;
+    if (m_environment.installHelper)
+        helperAvailable = m_environment.installHelper();
+    KZAppGlobals::setHelperAvailable(helperAvailable);
+    Q_EMIT launched();
+}
+
+quint32 KZBinwise::systemVersionForKernelRelease(const QByteArray &release)
+{
+    static const QRegularExpression numbers(QStringLiteral("^(\\d+)(?:\\.(\\d+))?(?:\\.(\\d+))?"));
+    const QRegularExpressionMatch match = numbers.match(QString::fromLatin1(release));
+    const qlonglong major = match.hasMatch() ? match.captured(1).toLongLong() : 0;
+    const qlonglong minor = match.captured(2).toLongLong();
+    const qlonglong patch = match.captured(3).toLongLong();
+    // The digits are joined, not padded: the code is only ever compared with 0x10100.
+    const QString text = QStringLiteral("10%1%2%3").arg(major + 10).arg(minor).arg(patch);
+    bool ok = false;
+    const quint32 code = text.left(8).toUInt(&ok, 16);
+    return ok ? code : 0x10100;
+}
+
+void KZBinwise::setupSystemVersion()
+{
+    QByteArray release = m_environment.kernelRelease;
+    if (release.isEmpty()) {
+        struct utsname names
+        {
+        };
+        if (::uname(&names) == 0)
+            release = QByteArray(names.release);
+    }
+    KZAppGlobals::setSystemVersion(systemVersionForKernelRelease(release));
+}
+
+void KZBinwise::setIsWorking(bool working)
+{
+    if (m_isWorking == working)
+        return;
+    m_isWorking = working;
+    Q_EMIT isWorkingChanged(working);
+    Q_EMIT menuStateChanged();
+}
+
+KZJobState KZBinwise::jobState() const
+{
+    return engine().jobState();
+}
+
+bool KZBinwise::validateMenuItem() const
+{
+    return !m_isWorking && engine().jobState() == KZJobState::Idle;
+}
+
+bool KZBinwise::isMainMenuItemEnabled(int tag) const
+{
+    switch (tag) {
+    case EmptyAllTrashesTag:
+    case SmartDeleteTag:
+    case PreferencesTag:
+    case ShowPanelTag:
+        return validateMenuItem();
+    default:
+        return true;
+    }
+}
+
+void KZBinwise::refuse() const
+{
+    if (const std::shared_ptr<KZAlertBackend> backend = presenter().backend())
+        backend->beep();
+}
+
+void KZBinwise::mainMenuAction(int tag)
+{
+    // A menu that was open when the state changed, or an item triggered twice in a row, must
+    // not reach a second job.
+    if (!isMainMenuItemEnabled(tag)) {
+        refuse();
+        return;
+    }
+    switch (tag) {
+    case EmptyAllTrashesTag:
+        emptyAllTrashesAction();
+        setIsWorking(true);
+        break;
+    case ShowPanelTag:
+        m_face->showPanel();
+        break;
+    default:
+        break;
+    }
+}
+
+QList<KZTrashLocation> KZBinwise::trashesAndVolumesLocations() const
+{
+    return m_environment.locations ? m_environment.locations()
+                                   : KZFilesUtilities::sharedControl().trashesAndVolumesLocations();
+}
+
+void KZBinwise::scheduleErase(const QList<KZTrashLocation> &records)
+{
+    const KZEraseRequest request = KZEraseRecord::fromTrashLocations(records);
+    QTimer::singleShot(kMenuActionDelayMs, this, [this, request] {
+        // The engine refuses (and beeps) when another entry started a job meanwhile; that job
+        // posts "stopWorking" when it ends, which clears isWorking.
+        (void)engine().prepareToEraseWithArray(request);
+    });
+}
+
+void KZBinwise::emptyAllTrashesAction()
+{
+    scheduleErase(trashesAndVolumesLocations());
+}
+
+void KZBinwise::emptyHardDriveTrashesAction(const KZTrashLocation &record)
+{
+    if (!validateMenuItem()) {
+        refuse();
+        return;
+    }
+    scheduleErase({record});
+    setIsWorking(true);
+}
+
+void KZBinwise::showAboutPanel()
+{
+    m_face->showAboutPanel();
+}
+
+void KZBinwise::stopWorking()
+{
+    setIsWorking(false);
+}

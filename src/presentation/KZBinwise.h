@@ -1,0 +1,110 @@
+#pragma once
+
+#include "erase/KZJobState.h"
+#include "model/KZTrashLocation.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QObject>
+
+#include <functional>
+
+class KZDeleteItems;
+class KZStatusMenuFace;
+class KZTUErrorDelegate;
+class KZUserDefaults;
+
+// The application controller: starts the desktop application, keeps the flag that says an
+// erase is under way, and turns the status menu's choices into erase requests for the engine.
+// Reads the engine's job state too, so that nothing starts a second job while a confirmation is
+// up (a nested event loop) or a walk runs. Main thread.
+class KZBinwise : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(bool isWorking READ isWorking WRITE setIsWorking NOTIFY isWorkingChanged)
+
+public:
+    // Tags of the main menu's items.
+    enum MenuTag : int {
+        EmptyAllTrashesTag = 1,
+        VolumesSubmenuTag = 2,
+        SmartDeleteTag = 3,
+        PreferencesTag = 4,
+        // Opens Binwise's panel with the rich rows; like the erase items, only while idle.
+        ShowPanelTag = 5,
+    };
+    // Work started from a menu waits this long, so that the menu has closed first.
+    static constexpr int kMenuActionDelayMs = 100;
+
+    // Where the controller reaches the engine and the system. Null or empty members mean the
+    // shared ones.
+    struct Environment
+    {
+        KZDeleteItems *engine = nullptr;
+        KZUserDefaults *userDefaults = nullptr;
+        KZTUErrorDelegate *presenter = nullptr;
+        // Every volume's Trash location record; the shared file model's when empty.
+        std::function<QList<KZTrashLocation>()> locations;
+        // Whether the privileged helper can be used, asked once at start-up.
+        std::function<bool()> installHelper;
+        // The kernel release ("6.1.0-13-amd64"); uname's when empty.
+        QByteArray kernelRelease;
+    };
+
+    KZBinwise(KZStatusMenuFace *face, Environment environment, QObject *parent = nullptr);
+    ~KZBinwise() override;
+
+    // Start-up: system version, defaults, status menu (which may wait for a tray host), then
+    // the "stopWorking" observation and the helper check. Ends in launched(), or in
+    // terminateRequested() when there is no tray to show the menu in.
+    void applicationDidFinishLaunching();
+    void setupSystemVersion();
+    // The system version code for a kernel release: its major, minor and patch numbers joined
+    // after "10" and the major number plus 10, read as hexadecimal (6.1.0 gives 0x101610), so
+    // that every kernel compares at or above 0x10100.
+    [[nodiscard]] static quint32 systemVersionForKernelRelease(const QByteArray &release);
+
+    [[nodiscard]] bool isWorking() const { return m_isWorking; }
+    void setIsWorking(bool working);
+    [[nodiscard]] KZJobState jobState() const;
+    // True while nothing is being erased or confirmed: the menu items that start an erase and
+    // the volume rows are enabled only then.
+    [[nodiscard]] bool validateMenuItem() const;
+    // The enabled state of the main menu's item with tag.
+    [[nodiscard]] bool isMainMenuItemEnabled(int tag) const;
+
+    // The main menu's items by tag: 1 empties all Trashes and sets isWorking, 5 opens the
+    // panel; the others do nothing. Refused with a beep while not idle.
+    void mainMenuAction(int tag);
+    // Empties every Trash, 0.1 s later; leaves isWorking as it is (a hot key calls it).
+    void emptyAllTrashesAction();
+    // Empties one volume's Trash, 0.1 s later, and sets isWorking. Refused with a beep while
+    // not idle.
+    void emptyHardDriveTrashesAction(const KZTrashLocation &record);
+    void showAboutPanel();
+    // Every volume's Trash location record, afresh.
+    [[nodiscard]] QList<KZTrashLocation> trashesAndVolumesLocations() const;
+    // "stopWorking" was posted: the erase is over.
+    void stopWorking();
+
+Q_SIGNALS:
+    void isWorkingChanged(bool isWorking);
+    // isWorking or the engine's job state changed: whatever shows menu items validates again.
+    void menuStateChanged();
+    // Start-up is complete.
+    void launched();
+    // The application is to end with exitCode.
+    void terminateRequested(int exitCode);
+
+private:
+    [[nodiscard]] KZDeleteItems &engine() const;
+    [[nodiscard]] KZUserDefaults &userDefaults() const;
+    [[nodiscard]] KZTUErrorDelegate &presenter() const;
+    void statusMenuReady(bool shown);
+    void scheduleErase(const QList<KZTrashLocation> &records);
+    void refuse() const;
+
+    KZStatusMenuFace *m_face;
+    Environment m_environment;
+    bool m_isWorking = false;
+};

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QVariantMap>
+
+#include <optional>
+
+// One entry of a menu as com.canonical.dbusmenu describes it.
+struct KZDBusMenuItem
+{
+    int id = 0;
+    QVariantMap properties;
+    QList<KZDBusMenuItem> children;
+
+    [[nodiscard]] QString label() const
+    {
+        return properties.value(QStringLiteral("label")).toString();
+    }
+    // Absent means enabled.
+    [[nodiscard]] bool enabled() const
+    {
+        return properties.value(QStringLiteral("enabled"), true).toBool();
+    }
+    [[nodiscard]] bool isSeparator() const
+    {
+        return properties.value(QStringLiteral("type")).toString() == QLatin1String("separator");
+    }
+    // The first child whose label (mnemonics removed) starts with prefix.
+    [[nodiscard]] std::optional<KZDBusMenuItem> child(const QString &prefix) const;
+};
+
+// Reads a tray icon's menu over the bus the way a panel does: the item's Menu property, then
+// AboutToShow, GetLayout and Event on the menu object; and hears the menu's change signals, on
+// which a panel redraws an open menu.
+class KZDBusMenuReader : public QObject
+{
+    Q_OBJECT
+
+public:
+    KZDBusMenuReader(QDBusConnection bus, QString service, QString itemPath);
+
+    // Ids named by ItemsPropertiesUpdated (updated properties) since the reader was made, and
+    // how many LayoutUpdated signals came.
+    [[nodiscard]] QList<int> updatedIds() const { return m_updatedIds; }
+    [[nodiscard]] int layoutUpdates() const { return m_layoutUpdates; }
+
+    // The item's property of org.kde.StatusNotifierItem.
+    [[nodiscard]] QVariant itemProperty(const QString &name) const;
+    // What the item shows as its icon: its IconName and the bytes of its IconPixmap images.
+    [[nodiscard]] QByteArray iconState() const;
+    // The ToolTip property's title and text, joined by a line break.
+    [[nodiscard]] QString toolTip() const;
+    // Tells the menu (0: the root) that it is about to be shown.
+    bool aboutToShow(int id);
+    [[nodiscard]] std::optional<KZDBusMenuItem> layout(QString *error = nullptr);
+    // An Event "clicked" on the item.
+    bool click(int id);
+
+private Q_SLOTS:
+    void itemsPropertiesUpdated(const QDBusMessage &message);
+    void layoutUpdated(const QDBusMessage &message);
+
+private:
+    QList<int> m_updatedIds;
+    int m_layoutUpdates = 0;
+    QDBusConnection m_bus;
+    QString m_service;
+    QString m_itemPath;
+    QString m_menuPath;
+};

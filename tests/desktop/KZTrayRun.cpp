@@ -1,0 +1,110 @@
+#include "KZTrayRun.h"
+
+#include <QDir>
+#include <QFile>
+#include <QGuiApplication>
+#include <QImage>
+#include <QPixmap>
+#include <QRegularExpression>
+#include <QScreen>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+KZTrayRun::KZTrayRun(bool withWatcher)
+{
+    QString error;
+    busStarted = watcher.start(withWatcher, &error);
+    if (!busStarted)
+        whyNot = error;
+    // The single-instance lock and socket live here, not in the machine's runtime folder.
+    const QString runtime = runner.sandbox().path(QStringLiteral("runtime"));
+    QDir().mkpath(runtime);
+    QFile::setPermissions(runtime,
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    QProcessEnvironment &environment = runner.environment();
+    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), watcher.address());
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    environment.insert(QStringLiteral("DISPLAY"), qEnvironmentVariable("DISPLAY"));
+    environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
+    environment.remove(QStringLiteral("XDG_CURRENT_DESKTOP"));
+    environment.insert(QStringLiteral("BINWISE_TRAY_WAIT"), QStringLiteral("10"));
+}
+
+KZTrayRun::~KZTrayRun()
+{
+    for (auto &process : processes) {
+        if (process->state() != QProcess::NotRunning) {
+            process->kill();
+            process->waitForFinished(5000);
+        }
+    }
+}
+
+QProcess &KZTrayRun::start()
+{
+    processes.push_back(runner.start({}));
+    return *processes.back();
+}
+
+QString KZTrayRun::waitForItem()
+{
+    if (!QTest::qWaitFor([&] { return !watcher.registeredItems().isEmpty(); }, 20000))
+        return {};
+    return watcher.registeredItems().constFirst();
+}
+
+QByteArray KZTrayRun::xdotool(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(QStringLiteral("xdotool"), arguments);
+    if (!process.waitForFinished(10000))
+        return {};
+    return process.readAllStandardOutput();
+}
+
+QList<QByteArray> KZTrayRun::windows(const QString &className, bool visibleOnly)
+{
+    QStringList arguments{QStringLiteral("search")};
+    if (visibleOnly)
+        arguments << QStringLiteral("--onlyvisible");
+    arguments << QStringLiteral("--classname") << className;
+    QList<QByteArray> ids;
+    for (const QByteArray &line : xdotool(arguments).split('\n'))
+        if (!line.trimmed().isEmpty())
+            ids.append(line.trimmed());
+    return ids;
+}
+
+QRect KZTrayRun::geometry(const QByteArray &window)
+{
+    const QString shell
+        = QString::fromUtf8(xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"),
+                                     QString::fromLatin1(window)}));
+    const auto value = [&](const QString &name) {
+        const QRegularExpression line(QStringLiteral("^%1=(-?\\d+)$").arg(name),
+                                      QRegularExpression::MultilineOption);
+        return line.match(shell).captured(1).toInt();
+    };
+    return {value(QStringLiteral("X")), value(QStringLiteral("Y")), value(QStringLiteral("WIDTH")),
+            value(QStringLiteral("HEIGHT"))};
+}
+
+int KZTrayRun::scale()
+{
+    return qMax(1, qEnvironmentVariableIntValue("QT_SCALE_FACTOR"));
+}
+
+void KZTrayRun::saveScreen(const QRect &area, const QString &name, bool dark)
+{
+    const QString folder = QStringLiteral(BINWISE_SCREENSHOT_DIR);
+    QDir().mkpath(folder);
+    // The whole screen in device pixels, whoever's windows are on it.
+    const QImage picture = QGuiApplication::primaryScreen()->grabWindow(0).toImage().copy(area);
+    const QString file = QStringLiteral("%1/%2-%3-%4.png")
+                             .arg(folder, name)
+                             .arg(scale() * 100)
+                             .arg(dark ? QStringLiteral("dark") : QStringLiteral("light"));
+    EXPECT_TRUE(picture.save(file)) << qPrintable(file);
+}

@@ -1,0 +1,307 @@
+// The real binwise executable in tray mode, read over a private session bus exactly as a
+// StatusNotifierItem panel reads it: the menu through com.canonical.dbusmenu, the tooltip from
+// the item. Its volumes are tmpfs mounts of the test; its home is the test's sandbox.
+#include "KZCliRunner.h"
+#include "KZDBusMenuReader.h"
+#include "KZStatusNotifierWatcher.h"
+#include "KZTestTrash.h"
+#include "KZTrayRun.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTest>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+// Many empty files, so that measuring and erasing the Trash take long enough to be watched.
+bool fillTrash(KZTestTrash &trash, int count)
+{
+    const QByteArray folder = trash.files() + "/many";
+    if (!KZTestFiles::makeFolders(folder))
+        return false;
+    trash.writeInfo("many", "/home/user/many");
+    for (int i = 0; i < count; ++i) {
+        const QByteArray path = folder + "/f" + QByteArray::number(i);
+        const int fd = ::open(path.constData(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
+        if (fd < 0)
+            return false;
+        ::close(fd);
+    }
+    return true;
+}
+
+std::optional<KZDBusMenuItem> row(const KZDBusMenuItem &root, const QString &volume)
+{
+    const std::optional<KZDBusMenuItem> submenu = root.child(QStringLiteral("Empty the Trash of"));
+    return submenu ? submenu->child(volume + QStringLiteral("…")) : std::nullopt;
+}
+
+QString itemPath(const QString &registered, QString *service)
+{
+    // Registered as "bus-name" (the path is /StatusNotifierItem) or "bus-name/path".
+    const qsizetype slash = registered.indexOf(QLatin1Char('/'));
+    *service = slash < 0 ? registered : registered.left(slash);
+    return slash < 0 ? QStringLiteral("/StatusNotifierItem") : registered.mid(slash);
+}
+
+} // namespace
+
+TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume)
+{
+    KZTrayRun run(true);
+    ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
+    QString whyNot;
+    const QByteArray work = run.runner.addVolume("Work", &whyNot);
+    if (work.isEmpty())
+        GTEST_SKIP() << qPrintable(whyNot);
+    const QByteArray keep = run.runner.addVolume("Keep", &whyNot);
+    const QByteArray empty = run.runner.addVolume("Void", &whyNot);
+    ASSERT_FALSE(keep.isEmpty() || empty.isEmpty()) << qPrintable(whyNot);
+    KZTestTrash workTrash = KZTestTrash::onVolume(work);
+    ASSERT_TRUE(fillTrash(workTrash, 60000));
+    KZTestTrash keepTrash = KZTestTrash::onVolume(keep);
+    const QByteArray kept = keepTrash.addFile("kept");
+    KZTestTrash voidTrash = KZTestTrash::onVolume(empty);
+    ASSERT_TRUE(KZTestFiles::makeFolders(voidTrash.files()));
+
+    QProcess &binwise = run.start();
+    QString service;
+    const QString path = itemPath(run.waitForItem(), &service);
+    ASSERT_FALSE(service.isEmpty())
+        << "no item registered; binwise said: " << binwise.readAllStandardError().toStdString();
+    KZDBusMenuReader reader(run.watcher.connection(), service, path);
+    EXPECT_TRUE(reader.toolTip().contains(QStringLiteral("Binwise")))
+        << qPrintable(reader.toolTip());
+
+    ASSERT_TRUE(reader.aboutToShow(0));
+    QString error;
+    std::optional<KZDBusMenuItem> root = reader.layout(&error);
+    ASSERT_TRUE(root) << qPrintable(error);
+    QStringList labels;
+    for (const KZDBusMenuItem &item : root->children)
+        labels.append(item.isSeparator() ? QStringLiteral("-") : item.label());
+    EXPECT_EQ(labels, (QStringList{
+                          QStringLiteral("Empty All Trashes"), QStringLiteral("Empty the Trash of"),
+                          QStringLiteral("Show the Trashes…"), QStringLiteral("-"),
+                          QStringLiteral("About Binwise"), QStringLiteral("Quit Binwise")}));
+    const KZDBusMenuItem emptyAll = *root->child(QStringLiteral("Empty All Trashes"));
+    EXPECT_TRUE(emptyAll.enabled());
+    // The hot key travels as the item's shortcut.
+    EXPECT_TRUE(emptyAll.properties.contains(QStringLiteral("shortcut")));
+
+    // Opening the submenu makes the rows; the big Trash is still being measured.
+    const int submenuId = root->child(QStringLiteral("Empty the Trash of"))->id;
+    ASSERT_TRUE(reader.aboutToShow(submenuId));
+    root = reader.layout(&error);
+    ASSERT_TRUE(root) << qPrintable(error);
+    std::optional<KZDBusMenuItem> workRow = row(*root, QStringLiteral("Work"));
+    ASSERT_TRUE(workRow);
+    EXPECT_EQ(workRow->label(), QStringLiteral("Work… — Gathering information…"));
+    EXPECT_TRUE(workRow->enabled());
+    const std::optional<KZDBusMenuItem> voidRow = row(*root, QStringLiteral("Void"));
+    ASSERT_TRUE(voidRow);
+    EXPECT_EQ(voidRow->label(), QStringLiteral("Void… — Trash is empty"));
+    EXPECT_FALSE(voidRow->enabled());
+
+    // The measurement reaches the open menu, announced as a panel expects it: the row's new
+    // label is sent as an updated property of that row (or the layout is sent anew).
+    const int layoutUpdatesBefore = reader.layoutUpdates();
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            root = reader.layout();
+            return root && row(*root, QStringLiteral("Work")) && row(*root, QStringLiteral("Keep"))
+                   && !row(*root, QStringLiteral("Work"))
+                           ->label()
+                           .contains(QStringLiteral("Gathering"))
+                   && !row(*root, QStringLiteral("Keep"))
+                           ->label()
+                           .contains(QStringLiteral("Gathering"));
+        },
+        30000));
+    workRow = row(*root, QStringLiteral("Work"));
+    ASSERT_TRUE(QTest::qWaitFor([&] {
+        return reader.updatedIds().contains(workRow->id)
+               || reader.layoutUpdates() > layoutUpdatesBefore;
+    }));
+    EXPECT_TRUE(reader.updatedIds().contains(workRow->id))
+        << "no ItemsPropertiesUpdated for the measured row";
+    EXPECT_TRUE(workRow->label().startsWith(QStringLiteral("Work… — 60,001 items, ")))
+        << qPrintable(workRow->label());
+    const std::optional<KZDBusMenuItem> keepRow = row(*root, QStringLiteral("Keep"));
+    EXPECT_TRUE(keepRow->label().startsWith(QStringLiteral("Keep… — 1 item, ")))
+        << qPrintable(keepRow->label());
+
+    // A click on Work's row asks for confirmation. While the confirmation is up (a nested
+    // event loop in binwise) the menu is disabled, and a second click (on all Trashes, on
+    // another row) starts nothing.
+    ASSERT_TRUE(reader.click(workRow->id));
+    QByteArray confirmation;
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            const QList<QByteArray> shown = KZTrayRun::windows(QStringLiteral("binwise"), true);
+            confirmation = shown.size() == 1 ? shown.first() : QByteArray();
+            return !confirmation.isEmpty();
+        },
+        10000))
+        << "no confirmation";
+    const auto disabledNow = [&] {
+        const std::optional<KZDBusMenuItem> now = reader.layout();
+        const std::optional<KZDBusMenuItem> keepNow
+            = now ? row(*now, QStringLiteral("Keep")) : std::nullopt;
+        return now && keepNow && !now->child(QStringLiteral("Empty All Trashes"))->enabled()
+               && !keepNow->enabled();
+    };
+    ASSERT_TRUE(QTest::qWaitFor(disabledNow, 5000)) << "the menu stays enabled while confirming";
+    root = reader.layout();
+    EXPECT_TRUE(reader.click(root->child(QStringLiteral("Empty All Trashes"))->id));
+    EXPECT_TRUE(reader.click(row(*root, QStringLiteral("Keep"))->id));
+    QTest::qWait(500);
+    EXPECT_EQ(KZTrayRun::windows(QStringLiteral("binwise"), true).size(), 1)
+        << "a second click opened another window";
+
+    // Return chooses the confirmation's default button, Empty Trash. The erase runs with the
+    // menu disabled; a click now starts nothing either.
+    KZTrayRun::xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"),
+                        QString::fromLatin1(confirmation)});
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});
+    bool clickedDuringErase = false;
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            const bool erased
+                = QDir(QString::fromLocal8Bit(workTrash.files()))
+                      .isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
+            if (!erased && !clickedDuringErase && disabledNow()) {
+                const std::optional<KZDBusMenuItem> now = reader.layout();
+                clickedDuringErase
+                    = now && reader.click(now->child(QStringLiteral("Empty All Trashes"))->id);
+            }
+            const std::optional<KZDBusMenuItem> now = reader.layout();
+            return erased && now && now->child(QStringLiteral("Empty All Trashes"))->enabled();
+        },
+        60000))
+        << "the erase did not end with the menu enabled again";
+    EXPECT_TRUE(clickedDuringErase) << "the erase was over before the menu could be clicked";
+    EXPECT_TRUE(KZTestFiles::exists(kept)) << "a second click emptied another Trash";
+    // One job: its log is the volume's alone.
+    EXPECT_EQ(run.runner.logFolders(), QStringList{QStringLiteral("Work")});
+
+    // Quit ends binwise normally.
+    root = reader.layout();
+    ASSERT_TRUE(root);
+    ASSERT_TRUE(reader.click(root->child(QStringLiteral("Quit Binwise"))->id));
+    ASSERT_TRUE(binwise.waitForFinished(10000));
+    EXPECT_EQ(binwise.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(binwise.exitCode(), 0);
+}
+
+TEST(TrayStatusNotifier, TooltipAndIconFollowTrashCliPuttingAndEmptying)
+{
+    if (QStandardPaths::findExecutable(QStringLiteral("trash-put")).isEmpty())
+        GTEST_SKIP() << "trash-cli is not installed";
+    KZTrayRun run(true);
+    ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
+    QString whyNot;
+    const QByteArray work = run.runner.addVolume("Work", &whyNot);
+    if (work.isEmpty())
+        GTEST_SKIP() << qPrintable(whyNot);
+    const KZTestTrash trash = KZTestTrash::onVolume(work);
+    ASSERT_TRUE(KZTestFiles::makeFolders(trash.files()));
+
+    QProcess &binwise = run.start();
+    QString service;
+    const QString path = itemPath(run.waitForItem(), &service);
+    ASSERT_FALSE(service.isEmpty()) << binwise.readAllStandardError().toStdString();
+    KZDBusMenuReader reader(run.watcher.connection(), service, path);
+    const QString empty = QStringLiteral("Binwise: the Trashes are empty");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return reader.toolTip() == empty; }, 10000))
+        << qPrintable(reader.toolTip());
+    const QByteArray emptyIcon = reader.iconState();
+
+    const auto trashCli = [](const QString &program, const QStringList &arguments) {
+        QProcess process;
+        process.start(program, arguments);
+        return process.waitForFinished(30000) && process.exitCode() == 0;
+    };
+    ASSERT_TRUE(KZTestFiles::writeFile(work + "/report.txt", QByteArray(40000, 'r')));
+    ASSERT_TRUE(
+        trashCli(QStringLiteral("trash-put"), {QString::fromLocal8Bit(work + "/report.txt")}));
+    ASSERT_TRUE(KZTestFiles::exists(trash.itemPath("report.txt")))
+        << "trash-put used another Trash";
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return reader.toolTip().startsWith(QStringLiteral("Binwise: 1 item, ")); }, 10000))
+        << qPrintable(reader.toolTip());
+    EXPECT_NE(reader.iconState(), emptyIcon) << "the icon does not show a full Trash";
+
+    // Only this Trash: trash-empty would otherwise look at every volume of the machine.
+    ASSERT_TRUE(trashCli(QStringLiteral("trash-empty"),
+                         {QStringLiteral("--trash-dir=") + QString::fromLocal8Bit(trash.root())}));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return reader.toolTip() == empty; }, 10000))
+        << qPrintable(reader.toolTip());
+    EXPECT_EQ(reader.iconState(), emptyIcon);
+}
+
+TEST(TrayStatusNotifier, ASecondStartHandsOverAndEnds)
+{
+    KZTrayRun run(true);
+    ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
+    QProcess &first = run.start();
+    ASSERT_FALSE(run.waitForItem().isEmpty()) << first.readAllStandardError().toStdString();
+    QProcess &second = run.start();
+    ASSERT_TRUE(second.waitForFinished(15000));
+    EXPECT_EQ(second.exitCode(), 0) << second.readAllStandardError().toStdString();
+    EXPECT_TRUE(second.readAllStandardError().isEmpty());
+    QTest::qWait(300);
+    EXPECT_EQ(first.state(), QProcess::Running);
+    // The second start did not register an icon of its own.
+    EXPECT_EQ(run.watcher.registeredItems().size(), 1);
+}
+
+TEST(TrayStatusNotifier, WithoutATrayHostItSaysSoAfterTheWaitAndEnds)
+{
+    KZTrayRun run(false);
+    ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
+    run.runner.environment().insert(QStringLiteral("BINWISE_TRAY_WAIT"), QStringLiteral("1"));
+    QElapsedTimer clock;
+    clock.start();
+    QProcess &binwise = run.start();
+    // "cantCreateMenu" comes as a message window once the wait is over.
+    QByteArray message;
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            const QList<QByteArray> shown = KZTrayRun::windows(QStringLiteral("binwise"), true);
+            message = shown.size() == 1 ? shown.first() : QByteArray();
+            return !message.isEmpty() || binwise.state() == QProcess::NotRunning;
+        },
+        20000));
+    ASSERT_FALSE(message.isEmpty()) << binwise.readAllStandardError().toStdString();
+    EXPECT_GE(clock.elapsed(), 1000);
+    EXPECT_LT(clock.elapsed(), 15000);
+    QTest::qWait(300);
+    KZTrayRun::saveScreen(KZTrayRun::geometry(message).adjusted(-8, -8, 8, 8),
+                          QStringLiteral("tray-no-tray-message"), false);
+    KZTrayRun::xdotool(
+        {QStringLiteral("windowfocus"), QStringLiteral("--sync"), QString::fromLatin1(message)});
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});
+    ASSERT_TRUE(binwise.waitForFinished(10000));
+    EXPECT_EQ(binwise.exitCode(), 1);
+}
+
+TEST(TrayStatusNotifier, WithoutADisplayItPointsAtTheCommandLine)
+{
+    KZCliRunner runner;
+    runner.environment().remove(QStringLiteral("DISPLAY"));
+    runner.environment().remove(QStringLiteral("WAYLAND_DISPLAY"));
+    runner.environment().remove(QStringLiteral("QT_QPA_PLATFORM"));
+    const KZCliResult result = runner.run({});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_TRUE(result.err.contains("binwise list")) << str(result.err);
+    EXPECT_EQ(result.err.count('\n'), 1) << str(result.err);
+    // The commands still run without a display.
+    EXPECT_EQ(runner.run({"list"}).exitCode, 0);
+}

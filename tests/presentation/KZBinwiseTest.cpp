@@ -1,0 +1,214 @@
+// The application controller without a display: start-up, isWorking, the menu's enabled
+// states and the erase requests it makes, on a real engine over a real Trash.
+#include "presentation/KZBinwise.h"
+#include "KZEraseTestSupport.h"
+#include "foundation/KZAppGlobals.h"
+#include "model/KZPath.h"
+#include "presentation/KZStatusMenuFace.h"
+
+#include <gtest/gtest.h>
+
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QTest>
+
+namespace {
+
+// The face a display would give: answers the status menu's set-up as the tray host would.
+class TestFace : public KZStatusMenuFace
+{
+public:
+    void setupStatusMenu(std::function<void(bool)> done) override
+    {
+        ++setups;
+        done(trayAvailable);
+    }
+    void showAboutPanel() override { ++aboutPanels; }
+    void showPanel() override { ++panels; }
+
+    bool trayAvailable = true;
+    int setups = 0;
+    int aboutPanels = 0;
+    int panels = 0;
+};
+
+struct ControllerFixture
+{
+    ControllerFixture()
+    {
+        KZBinwise::Environment environment;
+        environment.engine = erase.engine.get();
+        environment.userDefaults = &erase.defaults;
+        environment.presenter = &erase.presenter;
+        environment.locations = [this] {
+            return locations;
+        };
+        environment.installHelper = [this] {
+            ++helperChecks;
+            return helperAnswer;
+        };
+        environment.kernelRelease = "6.1.0-13-amd64";
+        controller = std::make_unique<KZBinwise>(&face, environment);
+    }
+
+    KZTrashLocation homeRecord(bool trashIsEmpty = false) const
+    {
+        KZTrashLocation location;
+        location.trashURL = erase.trash.filesURL();
+        location.volumeURL = KZPath::urlFromPath(KZPath::parentPath(erase.trash.root()));
+        location.volumeName = QStringLiteral("Home");
+        location.trashIsEmpty = trashIsEmpty;
+        return location;
+    }
+
+    KZEraseFixture erase;
+    TestFace face;
+    QList<KZTrashLocation> locations;
+    int helperChecks = 0;
+    bool helperAnswer = true;
+    std::unique_ptr<KZBinwise> controller;
+};
+
+} // namespace
+
+TEST(Binwise, SystemVersionFromTheKernelReleaseIsAlwaysModern)
+{
+    EXPECT_EQ(KZBinwise::systemVersionForKernelRelease("6.1.0-13-amd64"), 0x101610u);
+    EXPECT_EQ(KZBinwise::systemVersionForKernelRelease("5.15.0"), 0x1015150u);
+    EXPECT_EQ(KZBinwise::systemVersionForKernelRelease("6.12"), 0x1016120u);
+    for (const QByteArray &release : {QByteArray("0.0.0"), QByteArray(""), QByteArray("x")})
+        EXPECT_GE(KZBinwise::systemVersionForKernelRelease(release), 0x10100u) << release.data();
+}
+
+TEST(Binwise, StartUpShowsTheMenuThenChecksTheHelperOrEndsWithoutATray)
+{
+    ControllerFixture f;
+    KZAppGlobals::setHelperAvailable(false);
+    QSignalSpy launched(f.controller.get(), &KZBinwise::launched);
+    QSignalSpy terminate(f.controller.get(), &KZBinwise::terminateRequested);
+    f.controller->applicationDidFinishLaunching();
+    EXPECT_EQ(f.face.setups, 1);
+    EXPECT_EQ(launched.count(), 1);
+    EXPECT_EQ(terminate.count(), 0);
+    EXPECT_EQ(f.helperChecks, 1);
+    EXPECT_TRUE(KZAppGlobals::isHelperAvailable());
+    EXPECT_EQ(KZAppGlobals::systemVersion(), 0x101610u);
+    // The defaults are registered: the confirmation setting has its value.
+    EXPECT_TRUE(f.erase.defaults.registeredDefaults().contains(KZUserDefaults::kShowAlert));
+
+    ControllerFixture noTray;
+    noTray.face.trayAvailable = false;
+    KZAppGlobals::setHelperAvailable(false);
+    QSignalSpy noTrayLaunched(noTray.controller.get(), &KZBinwise::launched);
+    QSignalSpy noTrayTerminate(noTray.controller.get(), &KZBinwise::terminateRequested);
+    noTray.controller->applicationDidFinishLaunching();
+    EXPECT_EQ(noTrayLaunched.count(), 0);
+    ASSERT_EQ(noTrayTerminate.count(), 1);
+    EXPECT_EQ(noTrayTerminate.first().first().toInt(), 1);
+    EXPECT_EQ(noTray.erase.script->shownIdentifiers(),
+              QStringList{QStringLiteral("cantCreateMenu")});
+    // Nothing after the status menu runs: no helper check.
+    EXPECT_EQ(noTray.helperChecks, 0);
+    EXPECT_FALSE(KZAppGlobals::isHelperAvailable());
+}
+
+TEST(Binwise, AVolumeRowEmptiesExactlyThatTrashAfterTheMenuClosedAndStopWorkingClearsTheFlag)
+{
+    ControllerFixture f;
+    f.controller->applicationDidFinishLaunching();
+    f.erase.defaults.setValue(KZUserDefaults::kShowAlert, false);
+    KZTestTrash other(f.erase.sandbox.path(QStringLiteral("other/.Trash-1")).toLocal8Bit());
+    other.addFile("kept");
+    const QByteArray erased = f.erase.trash.addFile("erased");
+
+    QSignalSpy working(f.controller.get(), &KZBinwise::isWorkingChanged);
+    QElapsedTimer clock;
+    clock.start();
+    qint64 startedAfter = -1;
+    QObject::connect(f.erase.engine.get(), &KZDeleteItems::jobStateChanged, f.controller.get(),
+                     [&](KZJobState state) {
+                         if (state != KZJobState::Idle && startedAfter < 0)
+                             startedAfter = clock.elapsed();
+                     });
+    f.controller->emptyHardDriveTrashesAction(f.homeRecord());
+    EXPECT_TRUE(f.controller->isWorking());
+    EXPECT_FALSE(f.controller->validateMenuItem());
+    for (const int tag : {KZBinwise::EmptyAllTrashesTag, KZBinwise::ShowPanelTag})
+        EXPECT_FALSE(f.controller->isMainMenuItemEnabled(tag)) << tag;
+
+    ASSERT_TRUE(f.erase.waitForEnd());
+    EXPECT_GE(startedAfter, KZBinwise::kMenuActionDelayMs - 5);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !f.controller->isWorking(); }));
+    EXPECT_FALSE(KZTestFiles::exists(erased));
+    EXPECT_TRUE(KZTestFiles::exists(other.itemPath("kept")));
+    ASSERT_EQ(working.count(), 2);
+    EXPECT_TRUE(working.at(0).first().toBool());
+    EXPECT_FALSE(working.at(1).first().toBool());
+    EXPECT_TRUE(f.controller->validateMenuItem());
+}
+
+TEST(Binwise, NothingStartsASecondJobWhileTheConfirmationIsUp)
+{
+    ControllerFixture f;
+    f.controller->applicationDidFinishLaunching();
+    f.locations = {f.homeRecord()};
+    const QByteArray item = f.erase.trash.addFile("item");
+
+    // Inside the confirmation's nested event loop, the user tries every entry again.
+    bool enabledWhileConfirming = true;
+    int panelsBefore = 0;
+    KZScriptedAlertBackend::Answer cancel(KZAlertThirdButtonReturn);
+    cancel.waitMs = 1;
+    cancel.waitUntil = [&] {
+        enabledWhileConfirming
+            = f.controller->validateMenuItem()
+              || f.controller->isMainMenuItemEnabled(KZBinwise::EmptyAllTrashesTag);
+        panelsBefore = f.face.panels;
+        f.controller->mainMenuAction(KZBinwise::EmptyAllTrashesTag);
+        f.controller->mainMenuAction(KZBinwise::ShowPanelTag);
+        f.controller->emptyHardDriveTrashesAction(f.homeRecord());
+        // Long enough for a scheduled request to have reached the engine.
+        QTest::qWait(2 * KZBinwise::kMenuActionDelayMs);
+        return true;
+    };
+    f.erase.script->enqueue(cancel);
+
+    QSignalSpy states(f.erase.engine.get(), &KZDeleteItems::jobStateChanged);
+    f.controller->mainMenuAction(KZBinwise::EmptyAllTrashesTag);
+    EXPECT_TRUE(f.controller->isWorking());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !f.controller->isWorking(); }, 10000));
+
+    EXPECT_FALSE(enabledWhileConfirming);
+    EXPECT_EQ(f.face.panels, panelsBefore);
+    // One confirmation, cancelled: the item is still there; the three refused entries beeped.
+    EXPECT_EQ(f.erase.script->shownIdentifiers(), QStringList{KZBWAlert::kConfirmationIdentifier});
+    EXPECT_EQ(f.erase.script->beepCount(), 3);
+    EXPECT_TRUE(KZTestFiles::exists(item));
+    QList<KZJobState> seen;
+    for (const QList<QVariant> &signal : states)
+        seen.append(signal.first().value<KZJobState>());
+    EXPECT_EQ(seen, (QList<KZJobState>{KZJobState::Confirming, KZJobState::Idle}));
+}
+
+TEST(Binwise, EmptyAllFromAHotKeyLeavesTheFlagAndAnEmptyVolumeListStillReachesTheEngine)
+{
+    ControllerFixture f;
+    f.controller->applicationDidFinishLaunching();
+    f.erase.defaults.setValue(KZUserDefaults::kShowAlert, false);
+    f.locations = {};
+    const qsizetype before = f.erase.ended.size();
+    const int stopsBefore = f.erase.stopWorkingPosted;
+    f.controller->emptyAllTrashesAction();
+    EXPECT_FALSE(f.controller->isWorking());
+    // The request, empty as it is, reaches the engine, which ends at once.
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return f.erase.ended.size() > before || f.erase.stopWorkingPosted > stopsBefore; },
+        5000));
+    EXPECT_FALSE(f.controller->isWorking());
+
+    // The menu's about item and panel item reach the face.
+    f.controller->showAboutPanel();
+    f.controller->mainMenuAction(KZBinwise::ShowPanelTag);
+    EXPECT_EQ(f.face.aboutPanels, 1);
+    EXPECT_EQ(f.face.panels, 1);
+}
