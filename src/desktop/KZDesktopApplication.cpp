@@ -5,9 +5,13 @@
 #include "KZSingleInstance.h"
 #include "erase/KZDeleteItems.h"
 #include "erase/KZTUErrorDelegate.h"
+#include "foundation/KZLaunchAtLogin.h"
 #include "foundation/KZUserDefaults.h"
 #include "gui/dialogs/KZProgressWindow.h"
 #include "gui/dialogs/KZWidgetsAlertBackend.h"
+#include "gui/platform/KZGlobalShortcuts.h"
+#include "gui/platform/KZPlatformShortcuts.h"
+#include "gui/preferences/KZBWPreferencesWindow.h"
 #include "gui/tray/KZStatusItem.h"
 #include "gui/tray/KZTrayIcons.h"
 #include "gui/tray/KZTrayPanel.h"
@@ -109,7 +113,23 @@ int KZDesktopApplication::run(int &argc, char **argv)
         [](KZProgressUI *ui) { return std::make_unique<KZProgressWindow>(ui); });
 
     KZStatusItem statusItem(trayWaitMs());
+    // Hot keys through X11 grabs or the desktop portal, whichever this session has.
+    const std::unique_ptr<KZGlobalShortcuts> shortcuts = KZPlatformShortcuts::create();
+    std::unique_ptr<KZBWPreferencesWindow> prefWindowCntrl;
     KZBinwise::Environment environment;
+    environment.globalShortcuts = shortcuts.get();
+    environment.openPreferences = [&prefWindowCntrl, &defaults, &shortcuts] {
+        if (!prefWindowCntrl) {
+            KZBWPreferencesWindow::Environment preferences;
+            preferences.userDefaults = &defaults;
+            // The login item starts this very executable, wherever it was started from.
+            preferences.launchAtLogin = KZLaunchAtLogin(QCoreApplication::applicationFilePath());
+            preferences.hotKeys = shortcuts->availability();
+            preferences.releasesURL = QUrl(QStringLiteral(BINWISE_RELEASES_URL));
+            prefWindowCntrl = std::make_unique<KZBWPreferencesWindow>(preferences);
+        }
+        prefWindowCntrl->openWindowInModal(false);
+    };
     environment.engine = &engine;
     environment.userDefaults = &defaults;
     environment.locations = [&utilities] {

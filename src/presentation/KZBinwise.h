@@ -10,6 +10,7 @@
 #include <functional>
 
 class KZDeleteItems;
+class KZGlobalShortcuts;
 class KZStatusMenuFace;
 class KZTUErrorDelegate;
 class KZUserDefaults;
@@ -49,7 +50,18 @@ public:
         std::function<bool()> installHelper;
         // The kernel release ("6.1.0-13-amd64"); uname's when empty.
         QByteArray kernelRelease;
+        // The session's global hot keys; none are registered when null.
+        KZGlobalShortcuts *globalShortcuts = nullptr;
+        // Opens the preferences window (made once, kept).
+        std::function<void()> openPreferences;
+        // Opens the smart-delete window. Without one its hot key is not registered, so that the
+        // combination is left to other programs rather than taken to do nothing.
+        std::function<void()> smartDeletection;
     };
+
+    // The hot keys' identifiers: the key paths of the settings they follow.
+    static inline const QString kEmptyTrashKeyPath = QStringLiteral("values.emptyTrash");
+    static inline const QString kSmartDeleteKeyPath = QStringLiteral("values.smartDelete");
 
     KZBinwise(KZStatusMenuFace *face, Environment environment, QObject *parent = nullptr);
     ~KZBinwise() override;
@@ -82,6 +94,17 @@ public:
     // not idle.
     void emptyHardDriveTrashesAction(const KZTrashLocation &record);
     void showAboutPanel();
+    // The preferences window, brought to the front.
+    void openPrefercensPanel();
+    // Opens the smart-delete window where this build has one.
+    void smartDeletection();
+
+    // Registers the hot key that follows keyPath again: the old combination is unregistered
+    // first, a cleared one registers none. Other key paths are ignored.
+    void observeValueForKeyPath(const QString &keyPath);
+    // A hot key was pressed: its action, without setting isWorking. Nothing starts while the
+    // engine confirms or erases.
+    void hotKeyAction(const QString &keyPath);
     // Every volume's Trash location record, afresh.
     [[nodiscard]] QList<KZTrashLocation> trashesAndVolumesLocations() const;
     // "stopWorking" was posted: the erase is over.
@@ -103,6 +126,7 @@ private:
     void statusMenuReady(bool shown);
     void scheduleErase(const QList<KZTrashLocation> &records);
     void refuse() const;
+    void setupHotKeys();
 
     KZStatusMenuFace *m_face;
     Environment m_environment;
