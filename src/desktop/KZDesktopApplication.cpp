@@ -5,10 +5,14 @@
 #include "KZSingleInstance.h"
 #include "erase/KZDeleteItems.h"
 #include "erase/KZTUErrorDelegate.h"
+#include "foundation/KZLaunchAtLogin.h"
 #include "foundation/KZUserDefaults.h"
 #include "gui/dialogs/KZProgressWindow.h"
 #include "gui/dialogs/KZWidgetsAlertBackend.h"
 #include "gui/firstrun/KZWelcomeCntrl.h"
+#include "gui/platform/KZGlobalShortcuts.h"
+#include "gui/platform/KZPlatformShortcuts.h"
+#include "gui/preferences/KZBWPreferencesWindow.h"
 #include "gui/tray/KZStatusItem.h"
 #include "gui/tray/KZTrayIcons.h"
 #include "gui/tray/KZTrayPanel.h"
@@ -112,7 +116,23 @@ int KZDesktopApplication::run(int &argc, char **argv)
         [](KZProgressUI *ui) { return std::make_unique<KZProgressWindow>(ui); });
 
     KZStatusItem statusItem(trayWaitMs());
+    // Hot keys through X11 grabs or the desktop portal, whichever this session has.
+    const std::unique_ptr<KZGlobalShortcuts> shortcuts = KZPlatformShortcuts::create();
+    std::unique_ptr<KZBWPreferencesWindow> prefWindowCntrl;
     KZBinwise::Environment environment;
+    environment.globalShortcuts = shortcuts.get();
+    environment.openPreferences = [&prefWindowCntrl, &defaults, &shortcuts] {
+        if (!prefWindowCntrl) {
+            KZBWPreferencesWindow::Environment preferences;
+            preferences.userDefaults = &defaults;
+            // The login item starts this very executable, wherever it was started from.
+            preferences.launchAtLogin = KZLaunchAtLogin(QCoreApplication::applicationFilePath());
+            preferences.hotKeys = shortcuts->availability();
+            preferences.releasesURL = QUrl(QStringLiteral(BINWISE_RELEASES_URL));
+            prefWindowCntrl = std::make_unique<KZBWPreferencesWindow>(preferences);
+        }
+        prefWindowCntrl->openWindowInModal(false);
+    };
     environment.engine = &engine;
     environment.userDefaults = &defaults;
     environment.locations = [&utilities] {
@@ -129,7 +149,8 @@ int KZDesktopApplication::run(int &argc, char **argv)
         return access.isHelperNeedBeInstalled(&present);
     };
     environment.makeWelcome = [&defaults](KZBinwise *delegate) {
-        return std::make_unique<KZWelcomeCntrl>(delegate, &defaults);
+        return std::make_unique<KZWelcomeCntrl>(
+            delegate, &defaults, KZLaunchAtLogin(QCoreApplication::applicationFilePath()));
     };
     environment.webPromo = [] {
         return &KZWebPromo::sharedControl();

@@ -11,6 +11,7 @@
 #include "foundation/KZAppGlobals.h"
 #include "foundation/KZNotificationCenter.h"
 #include "foundation/KZUserDefaults.h"
+#include "gui/platform/KZGlobalShortcuts.h"
 #include "model/KZFilesUtilities.h"
 
 #include <QProcess>
@@ -51,6 +52,7 @@ void KZBinwise::applicationDidFinishLaunching()
     setIsWorking(false);
     setupSystemVersion();
     userDefaults().setupDefaultsPreferences();
+    setupHotKeys();
     m_face->setupStatusMenu([this](bool shown) { statusMenuReady(shown); });
 }
 
@@ -165,6 +167,13 @@ void KZBinwise::mainMenuAction(int tag)
     case EmptyAllTrashesTag:
         emptyAllTrashesAction();
         setIsWorking(true);
+        break;
+    case SmartDeleteTag:
+        smartDeletection();
+        setIsWorking(true);
+        break;
+    case PreferencesTag:
+        openPrefercensPanel();
         break;
     case ShowPanelTag:
         m_face->showPanel();
@@ -324,4 +333,61 @@ void KZBinwise::webPromoDidClose()
     QObject::disconnect(m_webPromoObservation);
     m_webPromoObservation = {};
     m_webPromo = nullptr;
+}
+
+void KZBinwise::openPrefercensPanel()
+{
+    if (m_environment.openPreferences)
+        m_environment.openPreferences();
+}
+
+void KZBinwise::smartDeletection()
+{
+    if (m_environment.smartDeletection)
+        m_environment.smartDeletection();
+}
+
+void KZBinwise::setupHotKeys()
+{
+    KZGlobalShortcuts *shortcuts = m_environment.globalShortcuts;
+    if (!shortcuts)
+        return;
+    connect(shortcuts, &KZGlobalShortcuts::activated, this, &KZBinwise::hotKeyAction,
+            Qt::UniqueConnection);
+    for (const QString &key : {KZUserDefaults::kEmptyTrash, KZUserDefaults::kSmartDelete}) {
+        const QString keyPath = QStringLiteral("values.") + key;
+        userDefaults().observe(
+            key, this, [this, keyPath](const QVariant &) { observeValueForKeyPath(keyPath); });
+        // The initial registration, from the value the defaults now answer.
+        observeValueForKeyPath(keyPath);
+    }
+}
+
+void KZBinwise::observeValueForKeyPath(const QString &keyPath)
+{
+    KZGlobalShortcuts *shortcuts = m_environment.globalShortcuts;
+    if (!shortcuts || (keyPath != kEmptyTrashKeyPath && keyPath != kSmartDeleteKeyPath))
+        return;
+    // The old combination goes first, so that it stops working even if the new one is refused.
+    shortcuts->unregisterShortcut(keyPath);
+    if (keyPath == kSmartDeleteKeyPath && !m_environment.smartDeletection)
+        return;
+    const QVariantMap hotKey = userDefaults().dictionaryForKey(keyPath.mid(7));
+    const int key = hotKey.value(KZUserDefaults::kKeyCode).toInt();
+    const auto modifiers
+        = Qt::KeyboardModifiers(hotKey.value(KZUserDefaults::kModifierFlags).toInt());
+    if (key == 0 || key == Qt::Key_unknown)
+        return;
+    // A refused combination (another program holds it) leaves the hot key off, silently.
+    (void)shortcuts->registerShortcut(keyPath, QKeyCombination(modifiers, Qt::Key(key)));
+}
+
+void KZBinwise::hotKeyAction(const QString &keyPath)
+{
+    if (engine().jobState() != KZJobState::Idle)
+        return;
+    if (keyPath == kEmptyTrashKeyPath)
+        emptyAllTrashesAction();
+    else if (keyPath == kSmartDeleteKeyPath)
+        smartDeletection();
 }

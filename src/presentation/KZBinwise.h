@@ -13,6 +13,7 @@
 #include <memory>
 
 class KZDeleteItems;
+class KZGlobalShortcuts;
 class KZStatusMenuFace;
 class KZTUErrorDelegate;
 class KZUserDefaults;
@@ -72,11 +73,22 @@ public:
         // empty string when there is none. Linux has no menu-extra service for it to live in,
         // so the application leaves this empty and finds none.
         std::function<QString()> findOldBinwise;
+        // The session's global hot keys; none are registered when null.
+        KZGlobalShortcuts *globalShortcuts = nullptr;
+        // Opens the preferences window (made once, kept).
+        std::function<void()> openPreferences;
+        // Opens the smart-delete window. Without one its hot key is not registered, so that the
+        // combination is left to other programs rather than taken to do nothing.
+        std::function<void()> smartDeletection;
     };
 
     // Where the newsletter subscription goes when the string table's address is unusable.
     static inline const QString kNewsletterFallbackURL
         = QStringLiteral("mailto:newsletter@binwise.org");
+
+    // The hot keys' identifiers: the key paths of the settings they follow.
+    static inline const QString kEmptyTrashKeyPath = QStringLiteral("values.emptyTrash");
+    static inline const QString kSmartDeleteKeyPath = QStringLiteral("values.smartDelete");
 
     KZBinwise(KZStatusMenuFace *face, Environment environment, QObject *parent = nullptr);
     ~KZBinwise() override;
@@ -111,6 +123,17 @@ public:
     // not idle.
     void emptyHardDriveTrashesAction(const KZTrashLocation &record);
     void showAboutPanel();
+    // The preferences window, brought to the front.
+    void openPrefercensPanel();
+    // Opens the smart-delete window where this build has one.
+    void smartDeletection();
+
+    // Registers the hot key that follows keyPath again: the old combination is unregistered
+    // first, a cleared one registers none. Other key paths are ignored.
+    void observeValueForKeyPath(const QString &keyPath);
+    // A hot key was pressed: its action, without setting isWorking. Nothing starts while the
+    // engine confirms or erases.
+    void hotKeyAction(const QString &keyPath);
     // Every volume's Trash location record, afresh.
     [[nodiscard]] QList<KZTrashLocation> trashesAndVolumesLocations() const;
     // "stopWorking" was posted: the erase is over.
@@ -159,6 +182,7 @@ private:
     void scheduleErase(const QList<KZTrashLocation> &records);
     void refuse() const;
     bool openURL(const QUrl &url) const;
+    void setupHotKeys();
 
     KZStatusMenuFace *m_face;
     Environment m_environment;

@@ -41,10 +41,12 @@ QString pageKey(int page, const char *part)
 
 } // namespace
 
-KZWelcomeCntrl::KZWelcomeCntrl(KZBinwise *delegate, KZUserDefaults *userDefaults, QObject *parent)
+KZWelcomeCntrl::KZWelcomeCntrl(KZBinwise *delegate, KZUserDefaults *userDefaults,
+                               KZLaunchAtLogin launchAtLogin, QObject *parent)
     : QObject(parent)
     , m_delegate(delegate)
     , m_userDefaults(userDefaults)
+    , m_launchAtLogin(std::move(launchAtLogin))
 {
     m_window = new QDialog;
     m_window->setObjectName(QStringLiteral("welcomeWindow"));
@@ -239,7 +241,11 @@ void KZWelcomeCntrl::setInfoField()
 
 void KZWelcomeCntrl::launchLoginAction()
 {
-    userDefaults().setValue(KZUserDefaults::kLaunchAtLogin, m_loginLaunchCheck->isChecked());
+    const bool launch = m_loginLaunchCheck->isChecked();
+    userDefaults().setValue(KZUserDefaults::kLaunchAtLogin, launch);
+    // An entry that cannot be written leaves the login item as it was; the preferences show
+    // the truth the next time they open.
+    (void)m_launchAtLogin.setupLaunchAtLogin(launch);
 }
 
 void KZWelcomeCntrl::startUsingAction()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/KZLaunchAtLogin.h"
 #include "presentation/KZWelcomeFace.h"
 
 #include <QDialog>
@@ -14,7 +15,8 @@ class QPushButton;
 class QStackedWidget;
 
 // The welcome window: a few pages on what Binwise does, a page counter, back and next, and on
-// the last page the launch-at-login box (bound to "launchAtLogin"), the newsletter and the
+// the last page the launch-at-login box (bound to "launchAtLogin" and applied to the autostart
+// entry at once), the newsletter and the
 // button that closes it. The application controller makes it once, shows it on the first run
 // and again from the services menu, and is told when it closes. Main thread.
 class KZWelcomeCntrl : public QObject, public KZWelcomeFace
@@ -23,8 +25,10 @@ class KZWelcomeCntrl : public QObject, public KZWelcomeFace
 
 public:
     // delegate: told setWelcomeIsClosed when the window closes; may be null. userDefaults: the
-    // settings the box is bound to; the shared store when null.
+    // settings the box is bound to; the shared store when null. launchAtLogin: the login item
+    // the box turns on and off.
     explicit KZWelcomeCntrl(KZBinwise *delegate, KZUserDefaults *userDefaults = nullptr,
+                            KZLaunchAtLogin launchAtLogin = KZLaunchAtLogin(),
                             QObject *parent = nullptr);
     ~KZWelcomeCntrl() override;
 
@@ -34,7 +38,7 @@ public:
     void navAction(int tag);
     // The page counter: "2 of 7".
     void setInfoField();
-    // Keeps the box's state in "launchAtLogin".
+    // Keeps the box's state in "launchAtLogin" and makes the login item follow it now.
     void launchLoginAction();
     void startUsingAction();
     // Closes the window and opens the newsletter subscription in the mail program; unlike the
@@ -61,6 +65,7 @@ private:
 
     KZBinwise *m_delegate;
     KZUserDefaults *m_userDefaults;
+    KZLaunchAtLogin m_launchAtLogin;
     // Owned here, not by a parent: the controller outlives every showing of the window.
     QPointer<QDialog> m_window;
     QStackedWidget *m_tabView = nullptr;

@@ -20,6 +20,9 @@
 namespace {
 // How often start-up looks again for a tray host while it waits for one.
 constexpr int kTrayPollMs = 250;
+// The main menu's items that the controller runs and validates.
+constexpr int kMainMenuTags[]
+    = {KZBinwise::EmptyAllTrashesTag, KZBinwise::ShowPanelTag, KZBinwise::PreferencesTag};
 
 QIcon volumeIcon(const QUrl &volumeURL)
 {
@@ -103,6 +106,10 @@ void KZStatusItem::buildMenus()
     panel->setData(int(KZBinwise::ShowPanelTag));
 
     m_menu->addSeparator();
+    QAction *preferences = m_menu->addAction(KZLocalizedString(QStringLiteral("menu_preferences")));
+    preferences->setData(int(KZBinwise::PreferencesTag));
+
+    m_menu->addSeparator();
     m_serviceMenu = m_menu->addMenu(KZLocalizedString(QStringLiteral("menu_services")));
     m_serviceMenu->setObjectName(QStringLiteral("serviceMenu"));
     const std::pair<int, QString> services[] = {
@@ -121,7 +128,7 @@ void KZStatusItem::buildMenus()
     QAction *quit = m_menu->addAction(KZLocalizedString(QStringLiteral("menu_quit")));
     connect(quit, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
 
-    for (const int tag : {int(KZBinwise::EmptyAllTrashesTag), int(KZBinwise::ShowPanelTag)}) {
+    for (const int tag : kMainMenuTags) {
         QAction *action = actionWithTag(tag);
         connect(action, &QAction::triggered, m_controller,
                 [this, tag] { m_controller->mainMenuAction(tag); });
@@ -227,7 +234,7 @@ void KZStatusItem::validateMainMenu()
 {
     if (!m_menu)
         return;
-    for (const int tag : {int(KZBinwise::EmptyAllTrashesTag), int(KZBinwise::ShowPanelTag)}) {
+    for (const int tag : kMainMenuTags) {
         if (QAction *action = actionWithTag(tag))
             action->setEnabled(m_controller->isMainMenuItemEnabled(tag));
     }

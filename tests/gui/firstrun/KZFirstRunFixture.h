@@ -6,6 +6,7 @@
 #include "presentation/KZBinwise.h"
 #include "presentation/KZStatusMenuFace.h"
 
+#include <QCoreApplication>
 #include <QDesktopServices>
 
 #include <memory>
@@ -35,7 +36,8 @@ struct KZFirstRunFixture
         };
         environment.makeWelcome = [this](KZBinwise *delegate) {
             ++welcomesMade;
-            auto made = std::make_unique<KZWelcomeCntrl>(delegate, &erase.defaults);
+            auto made
+                = std::make_unique<KZWelcomeCntrl>(delegate, &erase.defaults, launchAtLogin());
             welcome = made.get();
             return made;
         };
@@ -47,6 +49,13 @@ struct KZFirstRunFixture
             return oldBinwiseUninstaller;
         };
         controller = std::make_unique<KZBinwise>(&face, environment);
+    }
+
+    // The login item of this test program, in the sandbox's autostart folder.
+    KZLaunchAtLogin launchAtLogin() const
+    {
+        return KZLaunchAtLogin(QCoreApplication::applicationFilePath(),
+                               erase.sandbox.path(QStringLiteral("autostart")));
     }
 
     KZEraseFixture erase;

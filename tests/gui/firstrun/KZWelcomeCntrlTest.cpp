@@ -9,6 +9,8 @@
 #include "format/KZLocalizedStrings.h"
 
 #include <QCheckBox>
+#include <QCoreApplication>
+#include <QFile>
 #include <QLabel>
 #include <QPushButton>
 #include <QStackedWidget>
@@ -41,7 +43,7 @@ void goToLastPage(KZWelcomeCntrl &welcome)
 TEST(WelcomeCntrl, NextAndBackWalkThePagesWithTheCounterAndTheButtonsFollowing)
 {
     KZFirstRunFixture f;
-    KZWelcomeCntrl welcome(f.controller.get(), &f.erase.defaults);
+    KZWelcomeCntrl welcome(f.controller.get(), &f.erase.defaults, f.launchAtLogin());
     showAndWait(welcome);
     const int pages = welcome.maxTabs();
     ASSERT_GE(pages, 6);
@@ -107,32 +109,42 @@ TEST(WelcomeCntrl, NextAndBackWalkThePagesWithTheCounterAndTheButtonsFollowing)
     EXPECT_FALSE(welcome.window()->isVisible());
 }
 
-TEST(WelcomeCntrl, TheLaunchAtLoginBoxKeepsTheSettingAndFollowsIt)
+TEST(WelcomeCntrl, TheLaunchAtLoginBoxSetsTheLoginItemAndFollowsTheSetting)
 {
     KZFirstRunFixture f;
-    KZWelcomeCntrl welcome(nullptr, &f.erase.defaults);
+    const KZLaunchAtLogin login = f.launchAtLogin();
+    KZWelcomeCntrl welcome(nullptr, &f.erase.defaults, login);
     showAndWait(welcome);
     goToLastPage(welcome);
     EXPECT_FALSE(welcome.loginLaunchCheck()->isChecked());
+    EXPECT_FALSE(QFile::exists(login.autostartFile()));
 
+    // Ticked: the setting, written through to the file another process reads, and the
+    // autostart entry that starts this very program.
     KZAlertDriver::click(welcome.loginLaunchCheck());
     EXPECT_TRUE(f.erase.defaults.boolForKey(KZUserDefaults::kLaunchAtLogin));
-    // Written through to the settings file, which another process reads.
     f.erase.defaults.synchronize();
     KZUserDefaults reread(f.erase.defaults.fileName());
     reread.setupDefaultsPreferences();
     EXPECT_TRUE(reread.boolForKey(KZUserDefaults::kLaunchAtLogin));
+    QFile entry(login.autostartFile());
+    ASSERT_TRUE(entry.open(QIODevice::ReadOnly)) << login.autostartFile().toStdString();
+    EXPECT_TRUE(entry.readAll().contains(
+        "Exec=" + KZLaunchAtLogin::execValue(QCoreApplication::applicationFilePath()).toUtf8()));
+    EXPECT_TRUE(login.isInstalledStartup());
 
-    // Changed elsewhere (the preferences), the box follows at once.
-    f.erase.defaults.setValue(KZUserDefaults::kLaunchAtLogin, false);
-    EXPECT_FALSE(welcome.loginLaunchCheck()->isChecked());
-    KZAlertDriver::click(welcome.loginLaunchCheck());
+    // Unticked: no entry left.
     KZAlertDriver::click(welcome.loginLaunchCheck());
     EXPECT_FALSE(f.erase.defaults.boolForKey(KZUserDefaults::kLaunchAtLogin));
+    EXPECT_FALSE(QFile::exists(login.autostartFile()));
+
+    // Changed elsewhere (the preferences, which apply it themselves), the box follows at once.
+    f.erase.defaults.setValue(KZUserDefaults::kLaunchAtLogin, true);
+    EXPECT_TRUE(welcome.loginLaunchCheck()->isChecked());
+    EXPECT_FALSE(QFile::exists(login.autostartFile()));
 
     // A new window starts with the stored state.
-    f.erase.defaults.setValue(KZUserDefaults::kLaunchAtLogin, true);
-    KZWelcomeCntrl later(nullptr, &f.erase.defaults);
+    KZWelcomeCntrl later(nullptr, &f.erase.defaults, login);
     EXPECT_TRUE(later.loginLaunchCheck()->isChecked());
 }
 
@@ -140,7 +152,7 @@ TEST(WelcomeCntrl, SubscribeClosesTheWindowAndWritesToTheNewsletterWithoutMarkin
 {
     KZFirstRunFixture f;
     KZUrlRecorder mail({QStringLiteral("mailto")});
-    KZWelcomeCntrl welcome(f.controller.get(), &f.erase.defaults);
+    KZWelcomeCntrl welcome(f.controller.get(), &f.erase.defaults, f.launchAtLogin());
     showAndWait(welcome);
     goToLastPage(welcome);
     KZAlertDriver::click(welcome.subscribeBtn());
