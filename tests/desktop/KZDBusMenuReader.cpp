@@ -66,9 +66,11 @@ void KZDBusMenuReader::itemsPropertiesUpdated(const QDBusMessage &message)
     updated.endArray();
 }
 
-void KZDBusMenuReader::layoutUpdated(const QDBusMessage &)
+void KZDBusMenuReader::layoutUpdated(const QDBusMessage &message)
 {
-    ++m_layoutUpdates;
+    // (u revision, i parent)
+    if (message.arguments().size() == 2)
+        m_layoutParents.append(message.arguments().at(1).toInt());
 }
 
 QVariant KZDBusMenuReader::itemProperty(const QString &name) const

@@ -44,9 +44,9 @@ public:
     KZDBusMenuReader(QDBusConnection bus, QString service, QString itemPath);
 
     // Ids named by ItemsPropertiesUpdated (updated properties) since the reader was made, and
-    // how many LayoutUpdated signals came.
+    // the parents named by LayoutUpdated (that item's children are to be read again).
     [[nodiscard]] QList<int> updatedIds() const { return m_updatedIds; }
-    [[nodiscard]] int layoutUpdates() const { return m_layoutUpdates; }
+    [[nodiscard]] QList<int> layoutParents() const { return m_layoutParents; }
 
     // The item's property of org.kde.StatusNotifierItem.
     [[nodiscard]] QVariant itemProperty(const QString &name) const;
@@ -66,7 +66,7 @@ private Q_SLOTS:
 
 private:
     QList<int> m_updatedIds;
-    int m_layoutUpdates = 0;
+    QList<int> m_layoutParents;
     QDBusConnection m_bus;
     QString m_service;
     QString m_itemPath;

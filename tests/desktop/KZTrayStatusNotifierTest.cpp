@@ -110,8 +110,9 @@ TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume
     EXPECT_FALSE(voidRow->enabled());
 
     // The measurement reaches the open menu, announced as a panel expects it: the row's new
-    // label is sent as an updated property of that row (or the layout is sent anew).
-    const int layoutUpdatesBefore = reader.layoutUpdates();
+    // label comes as an updated property of that row, or as a new layout of its submenu.
+    const qsizetype layoutsBefore = reader.layoutParents().size();
+    const qsizetype propertiesBefore = reader.updatedIds().size();
     ASSERT_TRUE(QTest::qWaitFor(
         [&] {
             root = reader.layout();
@@ -125,12 +126,11 @@ TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume
         },
         30000));
     workRow = row(*root, QStringLiteral("Work"));
-    ASSERT_TRUE(QTest::qWaitFor([&] {
-        return reader.updatedIds().contains(workRow->id)
-               || reader.layoutUpdates() > layoutUpdatesBefore;
-    }));
-    EXPECT_TRUE(reader.updatedIds().contains(workRow->id))
-        << "no ItemsPropertiesUpdated for the measured row";
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+        return reader.updatedIds().mid(propertiesBefore).contains(workRow->id)
+               || reader.layoutParents().mid(layoutsBefore).contains(submenuId)
+               || reader.layoutParents().mid(layoutsBefore).contains(0);
+    })) << "the open menu was not told of the measurement";
     EXPECT_TRUE(workRow->label().startsWith(QStringLiteral("Work… — 60,001 items, ")))
         << qPrintable(workRow->label());
     const std::optional<KZDBusMenuItem> keepRow = row(*root, QStringLiteral("Keep"));
@@ -198,6 +198,67 @@ TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume
     ASSERT_TRUE(binwise.waitForFinished(10000));
     EXPECT_EQ(binwise.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(binwise.exitCode(), 0);
+}
+
+TEST(TrayStatusNotifier, EmptyAllTrashesEmptiesEveryTrashAndNothingElse)
+{
+    KZTrayRun run(true);
+    ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
+    QString whyNot;
+    const QByteArray first = run.runner.addVolume("First", &whyNot);
+    if (first.isEmpty())
+        GTEST_SKIP() << qPrintable(whyNot);
+    const QByteArray second = run.runner.addVolume("Second", &whyNot);
+    ASSERT_FALSE(second.isEmpty()) << qPrintable(whyNot);
+    KZTestTrash firstTrash = KZTestTrash::onVolume(first);
+    firstTrash.addFile("old.txt");
+    firstTrash.addFolder("old folder", {"a", "b/c"});
+    KZTestTrash secondTrash = KZTestTrash::onVolume(second);
+    secondTrash.addFile("draft.odt", QByteArray(5000, 'd'));
+    // Beside the Trashes: never touched.
+    ASSERT_TRUE(KZTestFiles::writeFile(first + "/keep.txt", "mine"));
+    ASSERT_TRUE(KZTestFiles::makeFolders(second + "/.Trash-0-not"));
+    ASSERT_TRUE(KZTestFiles::writeFile(second + "/.Trash-0-not/keep", "mine"));
+
+    QProcess &binwise = run.start();
+    QString service;
+    const QString path = itemPath(run.waitForItem(), &service);
+    ASSERT_FALSE(service.isEmpty()) << binwise.readAllStandardError().toStdString();
+    KZDBusMenuReader reader(run.watcher.connection(), service, path);
+    ASSERT_TRUE(reader.aboutToShow(0));
+    std::optional<KZDBusMenuItem> root = reader.layout();
+    ASSERT_TRUE(root);
+    ASSERT_TRUE(reader.click(root->child(QStringLiteral("Empty All Trashes"))->id));
+
+    QByteArray confirmation;
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            const QList<QByteArray> shown = KZTrayRun::windows(QStringLiteral("binwise"), true);
+            confirmation = shown.size() == 1 ? shown.first() : QByteArray();
+            return !confirmation.isEmpty();
+        },
+        10000))
+        << "no confirmation";
+    KZTrayRun::xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"),
+                        QString::fromLatin1(confirmation)});
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});
+    const auto emptied = [](const KZTestTrash &trash) {
+        return QDir(QString::fromLocal8Bit(trash.files()))
+            .isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
+    };
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            root = reader.layout();
+            return emptied(firstTrash) && emptied(secondTrash) && root
+                   && root->child(QStringLiteral("Empty All Trashes"))->enabled();
+        },
+        30000));
+    EXPECT_EQ(KZTestFiles::readFile(first + "/keep.txt"), "mine");
+    EXPECT_EQ(KZTestFiles::readFile(second + "/.Trash-0-not/keep"), "mine");
+    // The Trash folders themselves stay, ready for the next item.
+    EXPECT_TRUE(KZTestFiles::exists(firstTrash.files()));
+    EXPECT_TRUE(KZTestFiles::exists(secondTrash.files()));
+    EXPECT_EQ(run.runner.logFolders(), QStringList{QStringLiteral("All Trashes")});
 }
 
 TEST(TrayStatusNotifier, TooltipAndIconFollowTrashCliPuttingAndEmptying)

@@ -181,6 +181,52 @@ TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
         << "the about box did not open";
     QTest::qWait(300);
     KZTrayRun::saveScreen(about.adjusted(-8, -8, 8, 8), QStringLiteral("tray-about"), dark);
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});
+    ASSERT_TRUE(QTest::qWaitFor(
+        [] { return KZTrayRun::windows(QStringLiteral("binwise"), true).size() == 1; }, 10000));
+
+    // A click on Work's row in the panel empties Work's Trash, once confirmed.
+    KZTrayRun::xdotool(
+        {QStringLiteral("mousemove"), x, y, QStringLiteral("click"), QStringLiteral("1")});
+    QRect panel;
+    QByteArray panelWindow;
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            for (const QByteArray &window : KZTrayRun::windows(QStringLiteral("binwise"), true)) {
+                if (window != icon) {
+                    panelWindow = window;
+                    panel = KZTrayRun::geometry(window);
+                }
+            }
+            return panel.isValid();
+        },
+        10000));
+    // Two rows of equal height inside the panel's frame: the first is Work's.
+    const int rowHeight = (panel.height() - 8 * scale()) / 2;
+    KZTrayRun::xdotool({QStringLiteral("mousemove"), QString::number(panel.center().x()),
+                        QString::number(panel.top() + 4 * scale() + rowHeight / 2),
+                        QStringLiteral("click"), QStringLiteral("1")});
+    QByteArray confirmation;
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            for (const QByteArray &window : KZTrayRun::windows(QStringLiteral("binwise"), true)) {
+                if (window != icon && window != panelWindow)
+                    confirmation = window;
+            }
+            return !confirmation.isEmpty();
+        },
+        10000))
+        << "choosing the row asked nothing";
+    KZTrayRun::xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"),
+                        QString::fromLatin1(confirmation)});
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] {
+            return QDir(QString::fromLocal8Bit(workTrash.files()))
+                .isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
+        },
+        20000))
+        << "Work's Trash was not emptied";
     EXPECT_EQ(binwise.state(), QProcess::Running);
 }
 
