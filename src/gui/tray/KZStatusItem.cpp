@@ -108,8 +108,6 @@ void KZStatusItem::buildMenus()
     m_menu->addSeparator();
     QAction *preferences = m_menu->addAction(KZLocalizedString(QStringLiteral("menu_preferences")));
     preferences->setData(int(KZBinwise::PreferencesTag));
-
-    m_menu->addSeparator();
     QAction *about = m_menu->addAction(KZLocalizedString(QStringLiteral("menu_about")));
     connect(about, &QAction::triggered, m_controller, &KZBinwise::showAboutPanel);
     QAction *quit = m_menu->addAction(KZLocalizedString(QStringLiteral("menu_quit")));
