@@ -239,7 +239,9 @@ QString KZCommandLine::helpText(Command command)
                               "\n"
                               "Empties every Trash (no volume given, or --all), or the Trash of "
                               "each named\nvolume (by name or mount point).\n"
-                              "\n")
+                              "\n"
+                              "  --all                           every Trash (as when no volume "
+                              "is given)\n")
                + confirm + answers;
     case Command::Erase:
         return QStringLiteral(

@@ -165,10 +165,10 @@ public:
     // Walks the whole folder (hidden items and packages included, links never followed) and
     // adds one to *itemsFound per item (not reset first). Any thread; no shared state.
     [[nodiscard]] KZItemSizeInfo iterateFolderForSize(const QUrl &url, quint64 *itemsFound) const;
-    // The same walk, left within one entry once stop turns true (the sums then cover what was
-    // walked), for owners that must not wait for a whole Trash when they go.
+    // The same walk, given up (answering what it found so far) as soon as *stop reads true; the
+    // flag is read before every entry, so a window that closes does not wait for a big folder.
     [[nodiscard]] KZItemSizeInfo iterateFolderForSize(const QUrl &url, quint64 *itemsFound,
-                                                      const std::atomic<bool> &stop) const;
+                                                      const std::atomic<bool> *stop) const;
     // The same for the folder name in the folder open as dirfd (a link is not followed).
     [[nodiscard]] KZItemSizeInfo iterateFolderForSizeAt(int dirfd, const QByteArray &name,
                                                         quint64 *itemsFound) const;

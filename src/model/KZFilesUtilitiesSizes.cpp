@@ -82,11 +82,11 @@ KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, quint64 *
 }
 
 KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, quint64 *itemsFound,
-                                                      const std::atomic<bool> &stop) const
+                                                      const std::atomic<bool> *stop) const
 {
     if (url.isEmpty())
         return {};
-    return sizeOfOpenFolder(openWalkRoot(url), itemsFound, &stop);
+    return sizeOfOpenFolder(openWalkRoot(url), itemsFound, stop);
 }
 
 KZItemSizeInfo KZFilesUtilities::iterateFolderForSizeAt(int dirfd, const QByteArray &name,

@@ -16,4 +16,5 @@ enum KZItemDataRole : int {
     KZPathRole,                         // QString or path bytes of the original location
     KZSecondsRole,                      // double: seconds since 1 January 2001 UTC
     KZCheckedCountRole,                 // number of ticked items of the volume
+    KZURLRole,                          // QUrl of the item (its icon, its preview)
 };

@@ -71,6 +71,8 @@ KZTrashMonitor::KZTrashMonitor(KZFilesUtilities::Roots roots, QObject *parent)
     m_relistTimer.setInterval(kRelistDelayMs);
     connect(&m_relistTimer, &QTimer::timeout, this, &KZTrashMonitor::relist);
     m_measureTimer.setSingleShot(true);
+    // A coarse timer may fire a little early, before a Trash's second is up.
+    m_measureTimer.setTimerType(Qt::PreciseTimer);
     connect(&m_measureTimer, &QTimer::timeout, this, &KZTrashMonitor::startDueMeasurements);
     connect(&m_mountTimer, &QTimer::timeout, this, &KZTrashMonitor::checkMountTable);
 }
@@ -423,7 +425,8 @@ void KZTrashMonitor::measure(Trash &trash)
         if (stopping->load())
             return;
         quint64 count = 0;
-        const quint64 size = utilities->iterateFolderForSize(url, &count, *stopping).totalFileSize;
+        const quint64 size
+            = utilities->iterateFolderForSize(url, &count, stopping.get()).totalFileSize;
         if (stopping->load())
             return;
         // Queued to this object: once the monitor is gone (it waits for this walk first), the

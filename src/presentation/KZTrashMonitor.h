@@ -70,9 +70,8 @@ private:
         bool measured = false;   // counters hold a measurement
         bool dirty = true;       // changed since the last walk started
         bool running = false;    // a walk is on the pool
-        bool scheduled = false;  // m_measureTimer will start a walk
         qint64 lastStartMs = -1; // m_clock time of the last walk's start
-        quint64 generation = 0;  // bumped whenever the Trash is re-listed
+        quint64 generation = 0;  // new each time the Trash starts being followed
         quint64 started = 0;     // walks started
     };
 

@@ -304,9 +304,10 @@ TEST_F(Cli, ItemsKeepNamesThatAreNotTextByteExactAndEraseTakesOnlyItemsOfATrash)
 
 TEST_F(Cli, UsageErrorsExitWithTwoAndHelpAndVersionWithZero)
 {
+    // No arguments at all start the desktop application (tested in tests/desktop).
     const QList<QByteArrayList> wrong{
-        {},
         {"frobnicate"},
+        {"tray", "extra"},
         {"list", "--yes"},
         {"list", "extra"},
         {"empty", "--all", "Some volume"},

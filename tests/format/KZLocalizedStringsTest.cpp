@@ -21,7 +21,7 @@ struct Keys
 const Keys kKeys[] = {
     Keys(S::kGeneralTable, 0,
          {"byte", "Kb", "Mb", "Gb", "Tb", "unknown", "Folder", "selected", "Trash_empty",
-          "language", "supportEmail", "newsLetterSubscription"}),
+          "language", "supportEmail", "newsLetterSubscription", "No_trash"}),
     Keys(S::kGeneralTable, 0,
          {"Gathering_info", "eraseAll", "smartErase", "empty_trash", "secure_empty_trash",
           "erase_checked", "secure_erase_checked", "cancel", "apply_to_all", "skip", "erase"}),

@@ -79,6 +79,21 @@ TEST_F(SizesTest, PlainWalkCountsEverythingTheDelegateWalkCountsApartWithoutFind
     EXPECT_EQ(counts, KZItemCountInfo{});
 }
 
+TEST_F(SizesTest, AWalkWithAStopFlagIsThePlainWalkUntilTheFlagIsSet)
+{
+    const QUrl url = folder("flagged", {"a", "b/c", "b/d/e"});
+    quint64 plainCount = 0;
+    const KZItemSizeInfo plain = m_utilities.iterateFolderForSize(url, &plainCount);
+    std::atomic<bool> stop{false};
+    quint64 count = 0;
+    EXPECT_EQ(m_utilities.iterateFolderForSize(url, &count, &stop), plain);
+    EXPECT_EQ(count, plainCount);
+    stop = true;
+    count = 0;
+    EXPECT_EQ(m_utilities.iterateFolderForSize(url, &count, &stop), KZItemSizeInfo{});
+    EXPECT_EQ(count, 0u);
+}
+
 TEST_F(SizesTest, HardLinksCountOnceAndLinksAreNeverFollowed)
 {
     const QUrl url = folder("links", {"big"}, QByteArray(100000, 'x'));

@@ -233,6 +233,18 @@ TEST_F(TrashMonitorTest, FollowsTrashesMadeLaterAndVolumesMountedAndUnmounted)
     ASSERT_TRUE(record);
     EXPECT_EQ(record->itemsCount.value_or(0), 1u);
     EXPECT_GE(record->itemsSize.value_or(0), 12000u);
+
+    // The whole Trash folder removed by hand: its watch goes with it and the totals follow.
+    KZTestSandbox::removeTree(path("first/.Trash-" + uid));
+    ASSERT_TRUE(waitForTotals(monitor, base));
+    ASSERT_TRUE(KZTestFiles::writeFile(path("first/plan.txt"), QByteArray(3000, 'p')));
+    ASSERT_EQ(run(QStringLiteral("trash-put"), {QString::fromLocal8Bit(path("first/plan.txt"))}),
+              0);
+    ASSERT_TRUE(waitForTotals(monitor, base + 1));
+    record = trashOn(monitor, firstFiles);
+    ASSERT_TRUE(record);
+    EXPECT_GE(record->itemsSize.value_or(0), 3000u);
+    EXPECT_LT(record->itemsSize.value_or(0), 12000u);
     const quint64 firstWalks = monitor.measurementsStarted(KZPath::urlFromPath(firstFiles));
 
     // A volume mounted later, its Trash already holding two items.
@@ -256,4 +268,43 @@ TEST_F(TrashMonitorTest, FollowsTrashesMadeLaterAndVolumesMountedAndUnmounted)
     EXPECT_LT(monitor.totalSize(), withSecond);
     EXPECT_FALSE(trashOn(monitor, later.files()));
     EXPECT_EQ(monitor.measurementsStarted(KZPath::urlFromPath(firstFiles)), firstWalks);
+}
+
+TEST_F(TrashMonitorTest, EventsLostToAFullQueueMeasureEveryTrashAgain)
+{
+    QFile limitFile(QStringLiteral("/proc/sys/fs/inotify/max_queued_events"));
+    const int limit
+        = limitFile.open(QIODevice::ReadOnly) ? limitFile.readAll().trimmed().toInt() : 0;
+    if (limit <= 0 || limit > 100000)
+        GTEST_SKIP() << "the inotify queue holds " << limit << " events";
+    QString whyNot;
+    std::unique_ptr<KZTestMount> busy = KZTestMount::tmpfs(path("busy"), &whyNot, 64);
+    std::unique_ptr<KZTestMount> quiet
+        = busy ? KZTestMount::tmpfs(path("quiet"), &whyNot) : nullptr;
+    if (!quiet)
+        GTEST_SKIP() << qPrintable(whyNot);
+    KZTestTrash busyTrash = KZTestTrash::onVolume(path("busy"));
+    KZTestTrash quietTrash = KZTestTrash::onVolume(path("quiet"));
+    quietTrash.addFile("kept", QByteArray(100, 'k'));
+    writeMountTable();
+
+    KZTrashMonitor monitor(roots());
+    monitor.start();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return monitor.isMeasured(); }, kWaitMs));
+    const quint64 base = monitor.totalCount();
+    const QUrl quietURL = KZPath::urlFromPath(quietTrash.files());
+    ASSERT_EQ(monitor.measurementsStarted(quietURL), 1u);
+
+    // More changes than the kernel queues, made while the monitor reads none of them.
+    const int items = limit + 100;
+    for (int i = 0; i < items; ++i) {
+        const QByteArray name = busyTrash.files() + "/item-" + QByteArray::number(i);
+        const int fd = ::open(name.constData(), O_RDONLY | O_CREAT | O_CLOEXEC, 0600);
+        ASSERT_GE(fd, 0) << i;
+        ::close(fd);
+    }
+    ASSERT_TRUE(waitForTotals(monitor, base + quint64(items)));
+    // What changed is unknown once events are lost: the quiet Trash is measured again too.
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return monitor.measurementsStarted(quietURL) == 2; }, kWaitMs));
 }

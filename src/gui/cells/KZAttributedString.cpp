@@ -64,7 +64,8 @@ void KZAttributedString::drawInRect(QPainter *painter, const QRectF &rect) const
     }
     if (!shown.isEmpty()) {
         painter->setFont(m_font);
-        painter->setPen(m_color);
+        if (m_color.isValid())
+            painter->setPen(m_color);
         painter->drawText(QPointF(x + imageWidth, rect.top() + metrics.ascent()), shown);
     }
     painter->restore();

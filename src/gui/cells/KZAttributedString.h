@@ -51,7 +51,7 @@ public:
 private:
     QString m_text;
     QFont m_font;
-    QColor m_color = Qt::black;
+    QColor m_color; // none: the painter's pen, which a widget's painter takes from its palette
     Qt::Alignment m_alignment = Qt::AlignLeft;
     Qt::TextElideMode m_elideMode = Qt::ElideRight;
     QImage m_image;

@@ -4,6 +4,7 @@
 #include <QFontMetricsF>
 #include <QGuiApplication>
 #include <QImage>
+#include <QPalette>
 #include <QThread>
 
 KZAttributedStringUtilities &KZAttributedStringUtilities::sharedControl()
@@ -34,8 +35,10 @@ KZAttributedString
 KZAttributedStringUtilities::attributedStringWithString(const QString &string, bool isHighlighted,
                                                         qreal size, const QColor &color) const
 {
-    return KZAttributedString(string, systemFontOfSize(size), isHighlighted ? Qt::white : color,
-                              Qt::AlignLeft, Qt::ElideRight);
+    return KZAttributedString(
+        string, systemFontOfSize(size),
+        isHighlighted ? QGuiApplication::palette().color(QPalette::HighlightedText) : color,
+        Qt::AlignLeft, Qt::ElideRight);
 }
 
 KZAttributedString KZAttributedStringUtilities::attributedStringWithString(
@@ -56,7 +59,8 @@ KZAttributedStringUtilities::attributedStringWithString(const QString &string,
                                                         const QImage &andImage) const
 {
     const QFont font = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
-    KZAttributedString line(string, font, Qt::black);
+    // Lines with an image go into windows, not lists: the window's text colour.
+    KZAttributedString line(string, font, QGuiApplication::palette().color(QPalette::WindowText));
     if (!andImage.isNull()) {
         // Centre the image on the text's x-height band, as an inline glyph would sit.
         const QFontMetricsF metrics(font);
@@ -71,7 +75,7 @@ KZAttributedString KZAttributedStringUtilities::attributedImageWithImage(const Q
                                                                          qreal baselineOffset) const
 {
     KZAttributedString line(QString(), QFontDatabase::systemFont(QFontDatabase::GeneralFont),
-                            Qt::black);
+                            QGuiApplication::palette().color(QPalette::WindowText));
     line.setImage(image, imageSize, baselineOffset);
     return line;
 }

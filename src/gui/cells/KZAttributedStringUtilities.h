@@ -29,7 +29,8 @@ public:
                                                                 Qt::Alignment alignment,
                                                                 qreal toFitInSpace,
                                                                 Qt::TextElideMode truncWhere) const;
-    // White text when highlighted, else color; left aligned, shortened at the end.
+    // The palette's highlighted text when highlighted, else color; left aligned, shortened at
+    // the end. GUI thread.
     [[nodiscard]] KZAttributedString attributedStringWithString(const QString &string,
                                                                 bool isHighlighted, qreal size,
                                                                 const QColor &color) const;

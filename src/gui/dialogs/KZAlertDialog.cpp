@@ -8,8 +8,9 @@
 #include <QHBoxLayout>
 #include <QIcon>
 #include <QLabel>
+#include <QPainter>
+#include <QPainterPath>
 #include <QPushButton>
-#include <QStyle>
 #include <QVBoxLayout>
 
 namespace {
@@ -18,35 +19,103 @@ namespace {
 constexpr int kIconSize = 48;
 constexpr int kTextWidth = 400;
 
-QIcon iconForStyle(KZAlertStyle style, const QStyle *widgetStyle)
+// The alert's symbol drawn as vectors, for a desktop whose icon theme has none: sharp at any
+// scale, and in signal colours that read on light and dark windows alike.
+QPixmap drawnIcon(KZAlertStyle style, qreal ratio)
 {
-    QString themeName;
-    QStyle::StandardPixmap fallback = QStyle::SP_MessageBoxWarning;
+    QPixmap pixmap(QSize(kIconSize, kIconSize) * ratio);
+    pixmap.setDevicePixelRatio(ratio);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const qreal s = kIconSize;
+    QPen mark(Qt::white, s / 9.0, Qt::SolidLine, Qt::RoundCap);
     switch (style) {
-    case KZAlertStyle::Warning:
-        themeName = QStringLiteral("dialog-warning");
-        break;
-    case KZAlertStyle::Informational:
-        themeName = QStringLiteral("dialog-information");
-        fallback = QStyle::SP_MessageBoxInformation;
-        break;
-    case KZAlertStyle::Critical:
-        themeName = QStringLiteral("dialog-error");
-        fallback = QStyle::SP_MessageBoxCritical;
+    case KZAlertStyle::Warning: {
+        QPainterPath triangle;
+        triangle.moveTo(s / 2, s * 0.06);
+        triangle.lineTo(s * 0.97, s * 0.9);
+        triangle.lineTo(s * 0.03, s * 0.9);
+        triangle.closeSubpath();
+        painter.setPen(
+            QPen(QColor(0xe5, 0xa5, 0x0a), s / 12.0, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        painter.setBrush(QColor(0xe5, 0xa5, 0x0a));
+        painter.drawPath(triangle);
+        mark.setColor(QColor(0x24, 0x1f, 0x31));
+        painter.setPen(mark);
+        painter.drawLine(QPointF(s / 2, s * 0.36), QPointF(s / 2, s * 0.6));
+        painter.drawPoint(QPointF(s / 2, s * 0.76));
         break;
     }
-    const QIcon themed = QIcon::fromTheme(themeName);
-    return themed.isNull() ? widgetStyle->standardIcon(fallback) : themed;
+    case KZAlertStyle::Informational:
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(0x35, 0x84, 0xe4));
+        painter.drawEllipse(QRectF(s * 0.04, s * 0.04, s * 0.92, s * 0.92));
+        painter.setPen(mark);
+        painter.drawPoint(QPointF(s / 2, s * 0.28));
+        painter.drawLine(QPointF(s / 2, s * 0.46), QPointF(s / 2, s * 0.74));
+        break;
+    case KZAlertStyle::Critical:
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(QColor(0xe0, 0x1b, 0x24));
+        painter.drawEllipse(QRectF(s * 0.04, s * 0.04, s * 0.92, s * 0.92));
+        painter.setPen(mark);
+        painter.drawLine(QPointF(s * 0.34, s * 0.34), QPointF(s * 0.66, s * 0.66));
+        painter.drawLine(QPointF(s * 0.66, s * 0.34), QPointF(s * 0.34, s * 0.66));
+        break;
+    }
+    return pixmap;
+}
+
+// The desktop's icon for the style, at the full size even where the theme has only smaller
+// images; drawn by hand when the theme has none.
+QPixmap iconForStyle(KZAlertStyle style, qreal ratio)
+{
+    QString name = QStringLiteral("dialog-warning");
+    if (style == KZAlertStyle::Informational)
+        name = QStringLiteral("dialog-information");
+    else if (style == KZAlertStyle::Critical)
+        name = QStringLiteral("dialog-error");
+    const QIcon themed = QIcon::fromTheme(name);
+    if (themed.isNull())
+        return drawnIcon(style, ratio);
+    const QSize wanted = QSize(kIconSize, kIconSize) * ratio;
+    QPixmap pixmap = themed.pixmap(QSize(kIconSize, kIconSize), ratio);
+    if (pixmap.size() != wanted) {
+        pixmap = pixmap.scaled(wanted, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        pixmap.setDevicePixelRatio(ratio);
+    }
+    return pixmap;
+}
+
+// A file name may be one long word, which a label only breaks at spaces: it would stretch the
+// alert past the screen. Such words get invisible break opportunities.
+QString breakable(const QString &text)
+{
+    constexpr int kLongestUnbroken = 32;
+    QString result;
+    result.reserve(text.size() + text.size() / kLongestUnbroken);
+    int run = 0;
+    for (const QChar c : text) {
+        run = c.isSpace() ? 0 : run + 1;
+        if (run > kLongestUnbroken && !c.isLowSurrogate()) {
+            result.append(QChar(0x200B));
+            run = 1;
+        }
+        result.append(c);
+    }
+    return result;
 }
 
 QLabel *textLabel(const QString &text, QWidget *parent)
 {
-    auto *label = new QLabel(text, parent);
+    auto *label = new QLabel(breakable(text), parent);
     // File names go into these texts: never read them as markup.
     label->setTextFormat(Qt::PlainText);
     label->setWordWrap(true);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
     label->setMinimumWidth(kTextWidth);
+    label->setMaximumWidth(kTextWidth * 3 / 2);
     label->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Minimum);
     return label;
 }
@@ -70,8 +139,7 @@ KZAlertDialog::KZAlertDialog(const KZAlertRequest &request, QWidget *parent)
 
     auto *iconLabel = new QLabel(this);
     iconLabel->setObjectName(QStringLiteral("alertIcon"));
-    const QIcon icon = iconForStyle(request.style, style());
-    iconLabel->setPixmap(icon.pixmap(QSize(kIconSize, kIconSize), devicePixelRatio()));
+    iconLabel->setPixmap(iconForStyle(request.style, devicePixelRatio()));
     iconLabel->setFixedSize(kIconSize, kIconSize);
     outer->addWidget(iconLabel, 0, Qt::AlignTop);
 
@@ -195,6 +263,6 @@ void KZAlertDialog::refreshAccessory()
     QFont font = m_accessoryLabel->font();
     font.setBold(m_accessory->isBold());
     m_accessoryLabel->setFont(font);
-    m_accessoryLabel->setText(m_accessory->infoText());
+    m_accessoryLabel->setText(breakable(m_accessory->infoText()));
     m_spinner->setRunning(m_accessory->isBusy());
 }

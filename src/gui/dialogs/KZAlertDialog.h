@@ -15,6 +15,8 @@ class QPushButton;
 // default; a button without a title is left out). Its result is the answer of the button
 // chosen; Escape and the window's close button give the request's cancel answer.
 //
+// A word longer than the text column (a long file name) is given invisible places to break.
+//
 // The window's object name is the request's identifier and each button's is "alertButton"
 // followed by its answer, so that tests and accessibility tools can tell them apart.
 class KZAlertDialog : public QDialog

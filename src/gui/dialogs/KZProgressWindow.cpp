@@ -4,6 +4,7 @@
 #include "format/KZLocalizedStrings.h"
 
 #include <QCloseEvent>
+#include <QCoreApplication>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -30,11 +31,10 @@ QLabel *valueLabel(QWidget *parent)
 
 KZProgressWindow::KZProgressWindow(KZProgressUI *ui)
     : m_ui(ui)
-    , m_window(std::make_unique<QWidget>(
-          nullptr, Qt::Dialog | Qt::WindowStaysOnTopHint | Qt::CustomizeWindowHint
-                       | Qt::WindowTitleHint | Qt::WindowCloseButtonHint))
+    , m_window(new QWidget(nullptr, Qt::Dialog | Qt::WindowStaysOnTopHint | Qt::CustomizeWindowHint
+                                        | Qt::WindowTitleHint | Qt::WindowCloseButtonHint))
 {
-    QWidget *window = m_window.get();
+    QWidget *window = m_window;
     window->setObjectName(QStringLiteral("progressWindow"));
     window->setWindowTitle(KZLocalizedString(QStringLiteral("progress_window_title")));
     window->setWindowModality(Qt::NonModal);
@@ -84,11 +84,18 @@ KZProgressWindow::KZProgressWindow(KZProgressUI *ui)
 KZProgressWindow::~KZProgressWindow()
 {
     m_closing = true;
-    m_window->removeEventFilter(this);
+    // Widgets cannot be destroyed once the application object is gone (a shared engine lives
+    // until the process exits); the window then goes with the process.
+    if (m_window && QCoreApplication::instance()) {
+        m_window->removeEventFilter(this);
+        delete m_window.data();
+    }
 }
 
 void KZProgressWindow::open()
 {
+    if (!m_window)
+        return;
     m_window->adjustSize();
     m_window->show();
     m_window->raise();
@@ -98,6 +105,8 @@ void KZProgressWindow::open()
 void KZProgressWindow::update(const QString &title, const QString &countText,
                               const QString &sizeText, quint64 value, quint64 maximum)
 {
+    if (!m_window)
+        return; // the labels went with it
     // Until the engine names what it erases (a smart erase never does), say what happens.
     m_titleLabel->setText(title.isEmpty() ? KZLocalizedString(QStringLiteral("erasing_untitled"))
                                           : title);
@@ -117,6 +126,8 @@ void KZProgressWindow::update(const QString &title, const QString &countText,
 
 void KZProgressWindow::close()
 {
+    if (!m_window)
+        return;
     m_closing = true;
     m_window->hide();
     m_closing = false;
@@ -130,7 +141,7 @@ void KZProgressWindow::stop()
 
 bool KZProgressWindow::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == m_window.get() && event->type() == QEvent::Close && !m_closing) {
+    if (watched == m_window.data() && event->type() == QEvent::Close && !m_closing) {
         event->ignore();
         stop();
         return true;

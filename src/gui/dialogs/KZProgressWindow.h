@@ -3,8 +3,7 @@
 #include "erase/KZProgressDisplay.h"
 
 #include <QObject>
-
-#include <memory>
+#include <QPointer>
 
 class KZProgressUI;
 class QLabel;
@@ -30,7 +29,7 @@ public:
                 quint64 value, quint64 maximum) override;
     void close() override;
 
-    [[nodiscard]] QWidget *window() const { return m_window.get(); }
+    [[nodiscard]] QWidget *window() const { return m_window; }
     [[nodiscard]] QLabel *titleLabel() const { return m_titleLabel; }
     [[nodiscard]] QLabel *countLabel() const { return m_countLabel; }
     [[nodiscard]] QLabel *sizeLabel() const { return m_sizeLabel; }
@@ -44,7 +43,8 @@ private:
     void stop();
 
     KZProgressUI *m_ui;
-    std::unique_ptr<QWidget> m_window;
+    // Watched: the engine may keep the last job's controller past the application's end.
+    QPointer<QWidget> m_window;
     QLabel *m_titleLabel = nullptr;
     QLabel *m_countLabel = nullptr;
     QLabel *m_sizeLabel = nullptr;

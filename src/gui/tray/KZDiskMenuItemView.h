@@ -22,7 +22,7 @@ class KZDiskMenuItemView : public QWidget
     Q_PROPERTY(bool sizeIsWorking READ sizeIsWorking)
 
 public:
-    // The blink's interval, and how many times the highlight turns before the row reports.
+    // Between the four turns of the highlight when a row is chosen, and before it reports.
     static constexpr int kBlinkIntervalMs = 50;
 
     KZDiskMenuItemView(const KZTrashLocation &diskDict, bool enabled, QWidget *parent = nullptr);

@@ -90,7 +90,8 @@ void KZTrayPanel::showRows(const QList<KZTrashLocation> &records, bool isWorking
     }
     if (records.isEmpty()) {
         m_noTrashLabel = new QLabel(KZLocalizedString(QStringLiteral("No_trash")), this);
-        m_noTrashLabel->setEnabled(false);
+        // Dimmed as a row that cannot be chosen; the theme's disabled text is often too faint.
+        m_noTrashLabel->setForegroundRole(QPalette::PlaceholderText);
         m_noTrashLabel->setContentsMargins(12, 8, 12, 8);
         m_noTrashLabel->setMinimumWidth(200);
         m_layout->addWidget(m_noTrashLabel);

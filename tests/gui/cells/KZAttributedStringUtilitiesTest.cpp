@@ -1,6 +1,10 @@
 #include "gui/cells/KZAttributedStringUtilities.h"
 
+#include "KZGuiTestSupport.h"
+
+#include <QApplication>
 #include <QFontMetricsF>
+#include <QPalette>
 #include <QThread>
 
 #include <gtest/gtest.h>
@@ -38,4 +42,24 @@ TEST(AttributedStringUtilities, TruncateStringKeepsTheLongestPrefixThatFits)
     worker->start();
     ASSERT_TRUE(worker->wait(10000));
     EXPECT_EQ(offThread, name);
+}
+
+TEST(AttributedStringUtilities, HighlightedAndWindowTextComeFromThePalette)
+{
+    KZAttributedStringUtilities &strings = KZAttributedStringUtilities::sharedControl();
+    for (const bool dark : {false, true}) {
+        KZGuiTestSupport::applyPalette(dark);
+        const QPalette palette = QApplication::palette();
+        EXPECT_EQ(
+            strings.attributedStringWithString(QStringLiteral("a"), true, 12, Qt::red).color(),
+            palette.color(QPalette::HighlightedText))
+            << dark;
+        EXPECT_EQ(
+            strings.attributedStringWithString(QStringLiteral("a"), false, 12, Qt::red).color(),
+            QColor(Qt::red));
+        EXPECT_EQ(strings.attributedStringWithString(QStringLiteral("a"), QImage()).color(),
+                  palette.color(QPalette::WindowText))
+            << dark;
+    }
+    KZGuiTestSupport::applyPalette(false);
 }

@@ -106,7 +106,7 @@ KZCellsDemo::KZCellsDemo(QWidget *parent)
     m_itemList = makeItemList(36, 200);
     right->addWidget(m_itemList, 3);
     right->addWidget(new QLabel(QStringLiteral("Item list, rows 26 points high")));
-    m_compactList = makeItemList(26, 130);
+    m_compactList = makeItemList(26, 140);
     right->addWidget(m_compactList, 2);
 
     auto *left = new QVBoxLayout;
