@@ -169,6 +169,9 @@ void KZBinwise::mainMenuAction(int tag)
         setIsWorking(true);
         break;
     case SmartDeleteTag:
+        // Without a window nothing would post "stopWorking" to clear the flag again.
+        if (!m_environment.smartDeletection)
+            break;
         smartDeletection();
         setIsWorking(true);
         break;

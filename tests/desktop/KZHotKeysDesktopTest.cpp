@@ -88,7 +88,7 @@ TEST(DesktopHotKeys, DefaultKeyEmptiesEveryTrashAndARecordedOneTakesOverAtOnce)
     ASSERT_TRUE(root);
     ASSERT_TRUE(root->child(QStringLiteral("Empty All Trashes")));
     EXPECT_EQ(shortcutOf(*root->child(QStringLiteral("Empty All Trashes"))),
-              QStringLiteral("Control+Super+BackSpace"));
+              QStringLiteral("Super+Control+Backspace"));
 
     // The default hot key, with no window of binwise's anywhere: the confirmation comes up,
     // Return erases every Trash.
@@ -131,6 +131,7 @@ TEST(DesktopHotKeys, DefaultKeyEmptiesEveryTrashAndARecordedOneTakesOverAtOnce)
         10000))
         << "the menu did not follow the recorded hot key: "
         << shortcutOf(*root->child(QStringLiteral("Empty All Trashes"))).toStdString();
+    // Return, still in the recorder, is the window's: Done.
     KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});
     ASSERT_TRUE(QTest::qWaitFor(
         [&] { return KZTrayRun::windows(QStringLiteral("binwise"), true).isEmpty(); }, 10000))

@@ -86,12 +86,11 @@ TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume
     QStringList labels;
     for (const KZDBusMenuItem &item : root->children)
         labels.append(item.isSeparator() ? QStringLiteral("-") : item.label());
-    EXPECT_EQ(
-        labels,
-        (QStringList{QStringLiteral("Empty All Trashes"), QStringLiteral("Empty the Trash of"),
-                     QStringLiteral("Show the Trashes…"), QStringLiteral("-"),
-                     QStringLiteral("Preferences…"), QStringLiteral("-"), QStringLiteral("Help"),
-                     QStringLiteral("About Binwise"), QStringLiteral("Quit Binwise")}));
+    EXPECT_EQ(labels, (QStringList{
+                          QStringLiteral("Empty All Trashes"), QStringLiteral("Empty the Trash of"),
+                          QStringLiteral("Show the Trashes…"), QStringLiteral("-"),
+                          QStringLiteral("Preferences…"), QStringLiteral("Help"),
+                          QStringLiteral("About Binwise"), QStringLiteral("Quit Binwise")}));
     const KZDBusMenuItem emptyAll = *root->child(QStringLiteral("Empty All Trashes"));
     EXPECT_TRUE(emptyAll.enabled());
     // The hot key travels as the item's shortcut.

@@ -63,7 +63,7 @@ KZWelcomeCntrl::KZWelcomeCntrl(KZBinwise *delegate, KZUserDefaults *userDefaults
     m_imageView->setObjectName(QStringLiteral("imageView"));
     m_imageView->setFixedSize(kIconSide, kIconSide);
     const QIcon icon = QIcon::fromTheme(QStringLiteral("org.binwise.Binwise"),
-                                        QIcon(QStringLiteral(":/icons/org.binwise.Binwise.svg")));
+                                        QIcon(QStringLiteral(":/appicon/org.binwise.Binwise.svg")));
     m_imageView->setPixmap(icon.pixmap(QSize(kIconSide, kIconSide), m_window->devicePixelRatio()));
     body->addWidget(m_imageView, 0, Qt::AlignTop);
 

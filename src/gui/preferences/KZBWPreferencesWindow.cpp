@@ -156,9 +156,10 @@ void KZBWPreferencesWindow::bindLogPopup()
     connect(m_createLogPopup, &QComboBox::currentIndexChanged, this, [this](int index) {
         if (index < 0)
             return;
-        const qint16 days = qint16(m_createLogPopup->itemData(index).toInt());
+        // Kept as a plain number, which the settings file writes as text; it is read back as
+        // the default's 16-bit type.
         userDefaults().setValue(KZUserDefaults::kHowManyDaysForNewLogFile,
-                                QVariant::fromValue(days));
+                                m_createLogPopup->itemData(index).toInt());
     });
     userDefaults().observe(KZUserDefaults::kHowManyDaysForNewLogFile, m_createLogPopup,
                            [this](const QVariant &value) { showLogRenewal(value); });

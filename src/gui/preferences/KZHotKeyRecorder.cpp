@@ -92,6 +92,11 @@ void KZHotKeyRecorder::keyPressEvent(QKeyEvent *event)
         focusNextPrevChild(key == Qt::Key_Tab);
         return;
     }
+    if (!modifiers && (key == Qt::Key_Return || key == Qt::Key_Enter || key == Qt::Key_Escape)) {
+        // Left to the window: Return is Done, Escape closes.
+        event->ignore();
+        return;
+    }
     event->accept();
     if (!modifiers) {
         // Every hot key needs a modifier; a plain key would take that key from every program.

@@ -4,8 +4,9 @@
 #include <QVariantMap>
 
 // A shortcut recorder for one hot key: records a single key with at least one of Command
-// (Meta), Option (Alt), Control and Shift, refuses a key pressed alone with a beep, and keeps
-// Backspace and Delete as keys to record rather than as a way to clear. The clear button clears.
+// (Meta), Option (Alt), Control and Shift, refuses a key pressed alone with a beep (Return and
+// Escape alone go to the window), and keeps Backspace and Delete as keys to record rather than
+// as a way to clear. The clear button clears.
 // Holds the combination in the settings' hot-key form. Main thread.
 class KZHotKeyRecorder : public QKeySequenceEdit
 {

@@ -109,7 +109,6 @@ void KZStatusItem::buildMenus()
     QAction *preferences = m_menu->addAction(KZLocalizedString(QStringLiteral("menu_preferences")));
     preferences->setData(int(KZBinwise::PreferencesTag));
 
-    m_menu->addSeparator();
     m_serviceMenu = m_menu->addMenu(KZLocalizedString(QStringLiteral("menu_services")));
     m_serviceMenu->setObjectName(QStringLiteral("serviceMenu"));
     const std::pair<int, QString> services[] = {

@@ -42,6 +42,8 @@ QIcon KZTrayIcons::statusIcon(bool full, bool selected, const QPalette &palette)
 
 QIcon KZTrayIcons::applicationIcon(const QPalette &palette)
 {
-    return QIcon::fromTheme(QStringLiteral("org.binwise.Binwise"),
-                            statusIcon(true, false, palette));
+    QIcon bundled(QStringLiteral(":/appicon/org.binwise.Binwise.svg"));
+    if (bundled.availableSizes().isEmpty() && bundled.pixmap(64, 64).isNull())
+        bundled = statusIcon(true, false, palette);
+    return QIcon::fromTheme(QStringLiteral("org.binwise.Binwise"), bundled);
 }

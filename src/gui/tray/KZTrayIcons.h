@@ -10,6 +10,7 @@ class KZTrayIcons
 {
 public:
     [[nodiscard]] static QIcon statusIcon(bool full, bool selected, const QPalette &palette);
-    // The theme's "org.binwise.Binwise", else the tray image.
+    // The theme's "org.binwise.Binwise", else the same icon built in (the tray image should
+    // that not load).
     [[nodiscard]] static QIcon applicationIcon(const QPalette &palette);
 };
