@@ -24,6 +24,7 @@
 
 #include <QApplication>
 #include <QDesktopServices>
+#include <QTimer>
 #include <QWidget>
 
 namespace {
@@ -178,7 +179,9 @@ int KZDesktopApplication::run(int &argc, char **argv)
                      &KZStatusItem::setTrashTotals);
     QObject::connect(&controller, &KZBinwise::launched, &monitor, &KZTrashMonitor::start);
 
-    controller.applicationDidFinishLaunching();
+    // Start-up runs inside the event loop, so that a quit chosen while the first run's modal
+    // windows are up reaches the application's own loop too.
+    QTimer::singleShot(0, &controller, &KZBinwise::applicationDidFinishLaunching);
     const int status = QApplication::exec();
     // Measurements and a running erase end before the objects they report to go.
     engine.setIsStopped(true);
