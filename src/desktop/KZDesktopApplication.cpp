@@ -165,8 +165,8 @@ int KZDesktopApplication::run(int &argc, char **argv)
     statusItem.setController(&controller);
     KZWebPromo::sharedControl().setApplicationDelegate(&controller);
 
-    // Queued: start-up may end the application (no tray, the disclaimer refused) before the
-    // event loop runs, and only a running loop can be told to exit.
+    // Queued: start-up may end the application (no tray, the disclaimer refused) from inside a
+    // window's own loop; the exit is meant for the application's loop.
     QObject::connect(
         &controller, &KZBinwise::terminateRequested, &app,
         [](int status) { QCoreApplication::exit(status); }, Qt::QueuedConnection);
