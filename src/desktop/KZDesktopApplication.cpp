@@ -5,18 +5,26 @@
 #include "KZSingleInstance.h"
 #include "erase/KZDeleteItems.h"
 #include "erase/KZTUErrorDelegate.h"
+#include "foundation/KZLaunchAtLogin.h"
 #include "foundation/KZUserDefaults.h"
 #include "gui/dialogs/KZProgressWindow.h"
 #include "gui/dialogs/KZWidgetsAlertBackend.h"
+#include "gui/firstrun/KZWelcomeCntrl.h"
+#include "gui/platform/KZGlobalShortcuts.h"
+#include "gui/platform/KZPlatformShortcuts.h"
+#include "gui/preferences/KZBWPreferencesWindow.h"
 #include "gui/tray/KZStatusItem.h"
 #include "gui/tray/KZTrayIcons.h"
 #include "gui/tray/KZTrayPanel.h"
+#include "gui/webpromo/KZWebPromo.h"
 #include "model/KZFilesUtilities.h"
 #include "presentation/KZBinwise.h"
 #include "presentation/KZTrashMonitor.h"
 #include "privileged/KZSecureAccess.h"
 
 #include <QApplication>
+#include <QDesktopServices>
+#include <QTimer>
 #include <QWidget>
 
 namespace {
@@ -109,7 +117,23 @@ int KZDesktopApplication::run(int &argc, char **argv)
         [](KZProgressUI *ui) { return std::make_unique<KZProgressWindow>(ui); });
 
     KZStatusItem statusItem(trayWaitMs());
+    // Hot keys through X11 grabs or the desktop portal, whichever this session has.
+    const std::unique_ptr<KZGlobalShortcuts> shortcuts = KZPlatformShortcuts::create();
+    std::unique_ptr<KZBWPreferencesWindow> prefWindowCntrl;
     KZBinwise::Environment environment;
+    environment.globalShortcuts = shortcuts.get();
+    environment.openPreferences = [&prefWindowCntrl, &defaults, &shortcuts] {
+        if (!prefWindowCntrl) {
+            KZBWPreferencesWindow::Environment preferences;
+            preferences.userDefaults = &defaults;
+            // The login item starts this very executable, wherever it was started from.
+            preferences.launchAtLogin = KZLaunchAtLogin(QCoreApplication::applicationFilePath());
+            preferences.hotKeys = shortcuts->availability();
+            preferences.releasesURL = QUrl(QStringLiteral(BINWISE_RELEASES_URL));
+            prefWindowCntrl = std::make_unique<KZBWPreferencesWindow>(preferences);
+        }
+        prefWindowCntrl->openWindowInModal(false);
+    };
     environment.engine = &engine;
     environment.userDefaults = &defaults;
     environment.locations = [&utilities] {
@@ -125,11 +149,27 @@ int KZDesktopApplication::run(int &argc, char **argv)
         bool present = false;
         return access.isHelperNeedBeInstalled(&present);
     };
+    environment.makeWelcome = [&defaults](KZBinwise *delegate) {
+        return std::make_unique<KZWelcomeCntrl>(
+            delegate, &defaults, KZLaunchAtLogin(QCoreApplication::applicationFilePath()));
+    };
+    environment.webPromo = [] {
+        return &KZWebPromo::sharedControl();
+    };
+    environment.openURL = [](const QUrl &url) {
+        return QDesktopServices::openUrl(url);
+    };
+    // findOldBinwise stays empty: the earlier edition was a menu extra, which Linux does not
+    // have, so there is never one to find.
     KZBinwise controller(&statusItem, environment);
     statusItem.setController(&controller);
+    KZWebPromo::sharedControl().setApplicationDelegate(&controller);
 
-    QObject::connect(&controller, &KZBinwise::terminateRequested, &app,
-                     [](int status) { QCoreApplication::exit(status); });
+    // Queued: start-up may end the application (no tray, the disclaimer refused) from inside a
+    // window's own loop; the exit is meant for the application's loop.
+    QObject::connect(
+        &controller, &KZBinwise::terminateRequested, &app,
+        [](int status) { QCoreApplication::exit(status); }, Qt::QueuedConnection);
     QObject::connect(&instance, &KZSingleInstance::activationRequested, &statusItem,
                      &KZStatusItem::showPanel);
 
@@ -139,7 +179,9 @@ int KZDesktopApplication::run(int &argc, char **argv)
                      &KZStatusItem::setTrashTotals);
     QObject::connect(&controller, &KZBinwise::launched, &monitor, &KZTrashMonitor::start);
 
-    controller.applicationDidFinishLaunching();
+    // Start-up runs inside the event loop, so that a quit chosen while the first run's modal
+    // windows are up reaches the application's own loop too.
+    QTimer::singleShot(0, &controller, &KZBinwise::applicationDidFinishLaunching);
     const int status = QApplication::exec();
     // Measurements and a running erase end before the objects they report to go.
     engine.setIsStopped(true);

@@ -30,6 +30,9 @@ KZTrayRun::KZTrayRun(bool withWatcher)
     environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
     environment.remove(QStringLiteral("XDG_CURRENT_DESKTOP"));
     environment.insert(QStringLiteral("BINWISE_TRAY_WAIT"), QStringLiteral("10"));
+    // A user who has been through the first run: its disclaimer and welcome have tests of
+    // their own.
+    runner.setSetting(QStringLiteral("Is first run"), false);
 }
 
 KZTrayRun::~KZTrayRun()

@@ -89,6 +89,7 @@ TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume
     EXPECT_EQ(labels, (QStringList{
                           QStringLiteral("Empty All Trashes"), QStringLiteral("Empty the Trash of"),
                           QStringLiteral("Show the Trashes…"), QStringLiteral("-"),
+                          QStringLiteral("Preferences…"), QStringLiteral("Help"),
                           QStringLiteral("About Binwise"), QStringLiteral("Quit Binwise")}));
     const KZDBusMenuItem emptyAll = *root->child(QStringLiteral("Empty All Trashes"));
     EXPECT_TRUE(emptyAll.enabled());

@@ -5,6 +5,7 @@
 #include "foundation/KZAppGlobals.h"
 #include "model/KZPath.h"
 #include "presentation/KZStatusMenuFace.h"
+#include "presentation/KZWelcomeFace.h"
 
 #include <gtest/gtest.h>
 
@@ -48,7 +49,16 @@ struct ControllerFixture
             return helperAnswer;
         };
         environment.kernelRelease = "6.1.0-13-amd64";
+        environment.makeWelcome = [this](KZBinwise *delegate) {
+            return makeWelcome ? makeWelcome(delegate) : nullptr;
+        };
+        environment.openURL = [this](const QUrl &url) {
+            openedURLs.append(url);
+            return urlsOpen;
+        };
         controller = std::make_unique<KZBinwise>(&face, environment);
+        // The first run's disclaimer and welcome have tests of their own.
+        erase.defaults.setValue(KZUserDefaults::kIsFirstRun, false);
     }
 
     KZTrashLocation homeRecord(bool trashIsEmpty = false) const
@@ -66,7 +76,23 @@ struct ControllerFixture
     QList<KZTrashLocation> locations;
     int helperChecks = 0;
     bool helperAnswer = true;
+    std::function<std::unique_ptr<KZWelcomeFace>(KZBinwise *)> makeWelcome;
+    QList<QUrl> openedURLs;
+    bool urlsOpen = true;
     std::unique_ptr<KZBinwise> controller;
+};
+
+// Notes, when the controller shows it, what start-up had done by then.
+class RecordingWelcome : public KZWelcomeFace
+{
+public:
+    explicit RecordingWelcome(std::function<void(bool modal)> shown)
+        : m_shown(std::move(shown))
+    {}
+    void showWelcomeInModal(bool modal) override { m_shown(modal); }
+
+private:
+    std::function<void(bool)> m_shown;
 };
 
 } // namespace
@@ -211,4 +237,100 @@ TEST(Binwise, EmptyAllFromAHotKeyLeavesTheFlagAndAnEmptyVolumeListStillReachesTh
     f.controller->mainMenuAction(KZBinwise::ShowPanelTag);
     EXPECT_EQ(f.face.aboutPanels, 1);
     EXPECT_EQ(f.face.panels, 1);
+}
+
+TEST(Binwise, AFirstRunEndsOnARefusedDisclaimerAndAsksAgainNextTime)
+{
+    ControllerFixture f;
+    f.erase.defaults.removeValue(KZUserDefaults::kIsFirstRun);
+    int welcomesMade = 0;
+    f.makeWelcome = [&](KZBinwise *) {
+        ++welcomesMade;
+        return std::make_unique<RecordingWelcome>([](bool) {});
+    };
+    f.erase.script->enqueue(KZScriptedAlertBackend::Answer(KZAlertSecondButtonReturn));
+    QSignalSpy launched(f.controller.get(), &KZBinwise::launched);
+    QSignalSpy terminate(f.controller.get(), &KZBinwise::terminateRequested);
+    f.controller->applicationDidFinishLaunching();
+
+    ASSERT_EQ(terminate.count(), 1);
+    EXPECT_EQ(terminate.first().first().toInt(), 0);
+    EXPECT_EQ(launched.count(), 0);
+    EXPECT_EQ(welcomesMade, 0);
+    // Nothing after the disclaimer ran, and the next launch asks again.
+    EXPECT_EQ(f.helperChecks, 0);
+    EXPECT_FALSE(f.erase.defaults.hasUserValue(KZUserDefaults::kIsFirstRun));
+    EXPECT_TRUE(f.erase.defaults.boolForKey(KZUserDefaults::kIsFirstRun));
+    ASSERT_EQ(f.erase.script->shown().size(), 1);
+    const KZAlertRequest disclaimer = f.erase.script->shown().first().request;
+    EXPECT_EQ(disclaimer.identifier, QStringLiteral("disclaimer"));
+    EXPECT_EQ(disclaimer.buttons.mid(0, 2),
+              (QStringList{QStringLiteral("Agree"), QStringLiteral("Disagree")}));
+    EXPECT_TRUE(disclaimer.messageText.contains(QStringLiteral("can’t be recovered")));
+}
+
+TEST(Binwise, AnAgreedFirstRunShowsTheWelcomeModallyBeforeAnythingElseThenNeverAgain)
+{
+    ControllerFixture f;
+    f.erase.defaults.removeValue(KZUserDefaults::kIsFirstRun);
+    QList<bool> modal;
+    bool firstRunWhileShown = false;
+    int helperChecksWhileShown = -1;
+    f.makeWelcome = [&](KZBinwise *) {
+        return std::make_unique<RecordingWelcome>([&](bool isModal) {
+            modal.append(isModal);
+            firstRunWhileShown = f.erase.defaults.boolForKey(KZUserDefaults::kIsFirstRun);
+            helperChecksWhileShown = f.helperChecks;
+            EXPECT_TRUE(f.controller->welcomeIsOpen());
+            f.controller->setWelcomeIsClosed();
+        });
+    };
+    f.erase.script->enqueue(KZScriptedAlertBackend::Answer(KZAlertFirstButtonReturn));
+    QSignalSpy launched(f.controller.get(), &KZBinwise::launched);
+    f.controller->applicationDidFinishLaunching();
+
+    EXPECT_EQ(launched.count(), 1);
+    EXPECT_EQ(modal, QList<bool>{true});
+    EXPECT_TRUE(firstRunWhileShown);
+    EXPECT_EQ(helperChecksWhileShown, 0);
+    EXPECT_EQ(f.helperChecks, 1);
+    EXPECT_FALSE(f.controller->welcomeIsOpen());
+    EXPECT_FALSE(f.erase.defaults.boolForKey(KZUserDefaults::kIsFirstRun));
+    EXPECT_EQ(f.erase.script->shownIdentifiers(), QStringList{QStringLiteral("disclaimer")});
+
+    // A later launch over the same settings asks nothing and shows no welcome.
+    f.controller->applicationDidFinishLaunching();
+    EXPECT_EQ(launched.count(), 2);
+    EXPECT_EQ(modal.size(), 1);
+    EXPECT_EQ(f.erase.script->shownIdentifiers().size(), 1);
+}
+
+TEST(Binwise, ServicesOpenTheSupportMailAndTheNewsletterWhichIsMarkedEvenUnopened)
+{
+    ControllerFixture f;
+    f.controller->applicationDidFinishLaunching();
+    f.controller->serviceMenuAction(KZBinwise::SupportServiceTag);
+    ASSERT_EQ(f.openedURLs.size(), 1);
+    EXPECT_EQ(f.openedURLs.first(), QUrl(QStringLiteral("mailto:support@binwise.org")));
+    EXPECT_FALSE(f.erase.defaults.boolForKey(KZUserDefaults::kNewsletterSubscribed));
+
+    // No mail program took it: the subscription still counts as asked for.
+    f.urlsOpen = false;
+    f.controller->serviceMenuAction(KZBinwise::NewsletterServiceTag);
+    ASSERT_EQ(f.openedURLs.size(), 2);
+    const QUrl newsletter = f.openedURLs.at(1);
+    EXPECT_EQ(newsletter.scheme(), QStringLiteral("mailto"));
+    EXPECT_EQ(newsletter.path(), QStringLiteral("newsletter@binwise.org"));
+    // The subject's blanks travel escaped and read back whole.
+    EXPECT_EQ(newsletter.query(QUrl::FullyDecoded),
+              QStringLiteral("subject=Subscribe to the Binwise newsletter"));
+    EXPECT_TRUE(newsletter.toEncoded().contains("Subscribe%20to"));
+    EXPECT_TRUE(f.erase.defaults.boolForKey(KZUserDefaults::kNewsletterSubscribed));
+
+    // Other tags do nothing; while an erase is under way nothing opens and the user hears why.
+    f.controller->serviceMenuAction(2);
+    f.controller->setIsWorking(true);
+    f.controller->serviceMenuAction(KZBinwise::SupportServiceTag);
+    EXPECT_EQ(f.openedURLs.size(), 2);
+    EXPECT_EQ(f.erase.script->beepCount(), 1);
 }

@@ -20,6 +20,9 @@
 namespace {
 // How often start-up looks again for a tray host while it waits for one.
 constexpr int kTrayPollMs = 250;
+// The main menu's items that the controller runs and validates.
+constexpr int kMainMenuTags[]
+    = {KZBinwise::EmptyAllTrashesTag, KZBinwise::ShowPanelTag, KZBinwise::PreferencesTag};
 
 QIcon volumeIcon(const QUrl &volumeURL)
 {
@@ -103,12 +106,28 @@ void KZStatusItem::buildMenus()
     panel->setData(int(KZBinwise::ShowPanelTag));
 
     m_menu->addSeparator();
+    QAction *preferences = m_menu->addAction(KZLocalizedString(QStringLiteral("menu_preferences")));
+    preferences->setData(int(KZBinwise::PreferencesTag));
+
+    m_serviceMenu = m_menu->addMenu(KZLocalizedString(QStringLiteral("menu_services")));
+    m_serviceMenu->setObjectName(QStringLiteral("serviceMenu"));
+    const std::pair<int, QString> services[] = {
+        {KZBinwise::WelcomeServiceTag, QStringLiteral("menu_welcome")},
+        {KZBinwise::SupportServiceTag, QStringLiteral("menu_support")},
+        {KZBinwise::NewsletterServiceTag, QStringLiteral("menu_newsletter")},
+    };
+    for (const auto &[tag, title] : services) {
+        QAction *action = m_serviceMenu->addAction(KZLocalizedString(title));
+        action->setData(tag);
+        connect(action, &QAction::triggered, m_controller,
+                [this, tag] { m_controller->serviceMenuAction(tag); });
+    }
     QAction *about = m_menu->addAction(KZLocalizedString(QStringLiteral("menu_about")));
     connect(about, &QAction::triggered, m_controller, &KZBinwise::showAboutPanel);
     QAction *quit = m_menu->addAction(KZLocalizedString(QStringLiteral("menu_quit")));
     connect(quit, &QAction::triggered, qApp, &QCoreApplication::quit, Qt::QueuedConnection);
 
-    for (const int tag : {int(KZBinwise::EmptyAllTrashesTag), int(KZBinwise::ShowPanelTag)}) {
+    for (const int tag : kMainMenuTags) {
         QAction *action = actionWithTag(tag);
         connect(action, &QAction::triggered, m_controller,
                 [this, tag] { m_controller->mainMenuAction(tag); });
@@ -214,10 +233,13 @@ void KZStatusItem::validateMainMenu()
 {
     if (!m_menu)
         return;
-    for (const int tag : {int(KZBinwise::EmptyAllTrashesTag), int(KZBinwise::ShowPanelTag)}) {
+    for (const int tag : kMainMenuTags) {
         if (QAction *action = actionWithTag(tag))
             action->setEnabled(m_controller->isMainMenuItemEnabled(tag));
     }
+    // The services follow the controller's rule: nothing opens over an erase.
+    for (QAction *action : m_serviceMenu->actions())
+        action->setEnabled(m_controller->validateMenuItem());
 }
 
 void KZStatusItem::rebuildVolumeActions()

@@ -18,10 +18,10 @@ class QAction;
 class QMenu;
 
 // The status item: the tray icon, its main menu (empty all Trashes with its hot key shown, the
-// per-volume submenu rebuilt at each opening, the panel, about, quit) and Binwise's own panel
-// on a left click. Tray hosts that speak StatusNotifierItem get the menu over DBusMenu, so the
-// menu holds plain actions only and every change is made on the actions themselves, which the
-// host sees while the menu is open. Main thread.
+// per-volume submenu rebuilt at each opening, the panel, the services, about, quit) and Binwise's
+// own panel on a left click. Tray hosts that speak StatusNotifierItem get the menu over DBusMenu,
+// so the menu holds plain actions only and every change is made on the actions themselves, which
+// the host sees while the menu is open. Main thread.
 class KZStatusItem : public QObject, public KZStatusMenuFace
 {
     Q_OBJECT
@@ -46,6 +46,7 @@ public:
     [[nodiscard]] QSystemTrayIcon *trayIcon() const { return m_trayIcon.get(); }
     [[nodiscard]] QMenu *menu() const { return m_menu.get(); }
     [[nodiscard]] QMenu *volumesMenu() const { return m_volumesMenu; }
+    [[nodiscard]] QMenu *serviceMenu() const { return m_serviceMenu; }
     [[nodiscard]] KZTrayMenuRows *rows() const { return m_rows; }
     [[nodiscard]] KZTrayPanel *panel() const { return m_panel; }
 
@@ -70,6 +71,7 @@ private:
     std::function<void(bool)> m_done;
     std::unique_ptr<QMenu> m_menu;
     QMenu *m_volumesMenu = nullptr;
+    QMenu *m_serviceMenu = nullptr;
     std::unique_ptr<QSystemTrayIcon> m_trayIcon;
     KZTrayMenuRows *m_rows = nullptr;
     QList<QAction *> m_volumeActions;
