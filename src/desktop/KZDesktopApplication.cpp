@@ -13,12 +13,14 @@
 #include "gui/platform/KZGlobalShortcuts.h"
 #include "gui/platform/KZPlatformShortcuts.h"
 #include "gui/preferences/KZBWPreferencesWindow.h"
+#include "gui/smartwindow/KZSmartWindow.h"
 #include "gui/tray/KZStatusItem.h"
 #include "gui/tray/KZTrayIcons.h"
 #include "gui/tray/KZTrayPanel.h"
 #include "gui/webpromo/KZWebPromo.h"
 #include "model/KZFilesUtilities.h"
 #include "presentation/KZBinwise.h"
+#include "presentation/KZSmartWindowCntrl.h"
 #include "presentation/KZTrashMonitor.h"
 #include "privileged/KZSecureAccess.h"
 
@@ -134,6 +136,25 @@ int KZDesktopApplication::run(int &argc, char **argv)
         }
         prefWindowCntrl->openWindowInModal(false);
     };
+    // The smart-delete window, made on first use and kept; its controller and gatherers end
+    // before the engine they hand erases to.
+    std::unique_ptr<KZSmartWindowCntrl> smartWindowCntrl;
+    std::unique_ptr<KZSmartWindow> smartWindow;
+    KZBinwise *delegate = nullptr;
+    environment.smartDeletection = [&smartWindowCntrl, &smartWindow, &engine, &utilities,
+                                    &delegate] {
+        if (!smartWindowCntrl) {
+            KZSmartWindowCntrl::Environment smart;
+            smart.engine = &engine;
+            smartWindowCntrl = std::make_unique<KZSmartWindowCntrl>(delegate, smart);
+            smartWindow = std::make_unique<KZSmartWindow>(smartWindowCntrl.get());
+        }
+        // From a menu: once the menu has closed.
+        QTimer::singleShot(KZBinwise::kMenuActionDelayMs, smartWindowCntrl.get(),
+                           [cntrl = smartWindowCntrl.get(), &utilities] {
+                               cntrl->showWindowWithDict(utilities.trashesAndVolumesLocations());
+                           });
+    };
     environment.engine = &engine;
     environment.userDefaults = &defaults;
     environment.locations = [&utilities] {
@@ -162,6 +183,7 @@ int KZDesktopApplication::run(int &argc, char **argv)
     // findOldBinwise stays empty: the earlier edition was a menu extra, which Linux does not
     // have, so there is never one to find.
     KZBinwise controller(&statusItem, environment);
+    delegate = &controller;
     statusItem.setController(&controller);
     KZWebPromo::sharedControl().setApplicationDelegate(&controller);
 
@@ -185,5 +207,9 @@ int KZDesktopApplication::run(int &argc, char **argv)
     const int status = QApplication::exec();
     // Measurements and a running erase end before the objects they report to go.
     engine.setIsStopped(true);
+    if (smartWindowCntrl)
+        smartWindowCntrl->windowWillClose();
+    smartWindow.reset();
+    smartWindowCntrl.reset();
     return status;
 }

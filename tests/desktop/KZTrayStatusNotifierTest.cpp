@@ -86,11 +86,12 @@ TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume
     QStringList labels;
     for (const KZDBusMenuItem &item : root->children)
         labels.append(item.isSeparator() ? QStringLiteral("-") : item.label());
-    EXPECT_EQ(labels, (QStringList{
-                          QStringLiteral("Empty All Trashes"), QStringLiteral("Empty the Trash of"),
-                          QStringLiteral("Show the Trashes…"), QStringLiteral("-"),
-                          QStringLiteral("Preferences…"), QStringLiteral("Help"),
-                          QStringLiteral("About Binwise"), QStringLiteral("Quit Binwise")}));
+    EXPECT_EQ(
+        labels,
+        (QStringList{QStringLiteral("Empty All Trashes"), QStringLiteral("Empty the Trash of"),
+                     QStringLiteral("Smart Delete…"), QStringLiteral("Show the Trashes…"),
+                     QStringLiteral("-"), QStringLiteral("Preferences…"), QStringLiteral("Help"),
+                     QStringLiteral("About Binwise"), QStringLiteral("Quit Binwise")}));
     const KZDBusMenuItem emptyAll = *root->child(QStringLiteral("Empty All Trashes"));
     EXPECT_TRUE(emptyAll.enabled());
     // The hot key travels as the item's shortcut.
@@ -260,6 +261,67 @@ TEST(TrayStatusNotifier, EmptyAllTrashesEmptiesEveryTrashAndNothingElse)
     EXPECT_TRUE(KZTestFiles::exists(firstTrash.files()));
     EXPECT_TRUE(KZTestFiles::exists(secondTrash.files()));
     EXPECT_EQ(run.runner.logFolders(), QStringList{QStringLiteral("All Trashes")});
+}
+
+TEST(TrayStatusNotifier, SmartDeleteOpensItsWindowAndTheMenuWaitsUntilItCloses)
+{
+    KZTrayRun run(true);
+    ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
+    QString whyNot;
+    const QByteArray volume = run.runner.addVolume("Work", &whyNot);
+    if (volume.isEmpty())
+        GTEST_SKIP() << qPrintable(whyNot);
+    KZTestTrash trash = KZTestTrash::onVolume(volume);
+    trash.addFile("report.txt");
+    trash.addFolder("old project", {"a", "b/c"});
+
+    QProcess &binwise = run.start();
+    QString service;
+    const QString path = itemPath(run.waitForItem(), &service);
+    ASSERT_FALSE(service.isEmpty()) << binwise.readAllStandardError().toStdString();
+    KZDBusMenuReader reader(run.watcher.connection(), service, path);
+    ASSERT_TRUE(reader.aboutToShow(0));
+    std::optional<KZDBusMenuItem> root = reader.layout();
+    ASSERT_TRUE(root);
+    const std::optional<KZDBusMenuItem> smartDelete = root->child(QStringLiteral("Smart Delete…"));
+    ASSERT_TRUE(smartDelete);
+    EXPECT_TRUE(smartDelete->enabled());
+    // Its hot key travels as the item's shortcut too.
+    EXPECT_TRUE(smartDelete->properties.contains(QStringLiteral("shortcut")));
+    ASSERT_TRUE(reader.click(smartDelete->id));
+
+    QByteArray window;
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            const QList<QByteArray> shown = KZTrayRun::windows(QStringLiteral("binwise"), true);
+            window = shown.size() == 1 ? shown.first() : QByteArray();
+            return !window.isEmpty();
+        },
+        10000))
+        << "no smart-delete window";
+    // While it is open nothing else may start an erase.
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            root = reader.layout();
+            return root && !root->child(QStringLiteral("Empty All Trashes"))->enabled()
+                   && !root->child(QStringLiteral("Smart Delete…"))->enabled();
+        },
+        10000));
+
+    // Closing it (its Cancel, here Escape) ends the work: the menu is enabled again and nothing
+    // was erased.
+    KZTrayRun::xdotool(
+        {QStringLiteral("windowfocus"), QStringLiteral("--sync"), QString::fromLatin1(window)});
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            root = reader.layout();
+            return KZTrayRun::windows(QStringLiteral("binwise"), true).isEmpty() && root
+                   && root->child(QStringLiteral("Empty All Trashes"))->enabled();
+        },
+        10000));
+    EXPECT_TRUE(KZTestFiles::exists(trash.files() + "/report.txt"));
+    EXPECT_TRUE(KZTestFiles::exists(trash.files() + "/old project/b/c"));
 }
 
 TEST(TrayStatusNotifier, TooltipAndIconFollowTrashCliPuttingAndEmptying)

@@ -20,6 +20,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QItemSelectionModel>
+#include <QKeySequence>
 #include <QPushButton>
 #include <QSplitter>
 #include <QVBoxLayout>
@@ -143,6 +144,8 @@ KZSmartWindow::KZSmartWindow(KZSmartWindowCntrl *controller, QWidget *parent)
             &QPushButton::setEnabled);
     connect(controller, &KZSmartWindowCntrl::isSortingChanged, this,
             &KZSmartWindow::showSortIndicator);
+    // Escape is Cancel, as in any dialog: the window is closed without erasing.
+    m_cancelBtn->setShortcut(QKeySequence(Qt::Key_Escape));
     connect(m_cancelBtn, &QPushButton::clicked, controller, &KZSmartWindowCntrl::cancelAction);
     connect(m_eraseBtn, &QPushButton::clicked, controller, &KZSmartWindowCntrl::eraseAction);
 }

@@ -21,8 +21,8 @@ namespace {
 // How often start-up looks again for a tray host while it waits for one.
 constexpr int kTrayPollMs = 250;
 // The main menu's items that the controller runs and validates.
-constexpr int kMainMenuTags[]
-    = {KZBinwise::EmptyAllTrashesTag, KZBinwise::ShowPanelTag, KZBinwise::PreferencesTag};
+constexpr int kMainMenuTags[] = {KZBinwise::EmptyAllTrashesTag, KZBinwise::SmartDeleteTag,
+                                 KZBinwise::ShowPanelTag, KZBinwise::PreferencesTag};
 
 QIcon volumeIcon(const QUrl &volumeURL)
 {
@@ -102,6 +102,11 @@ void KZStatusItem::buildMenus()
     m_volumesMenu->menuAction()->setData(int(KZBinwise::VolumesSubmenuTag));
     m_volumesMenu->installEventFilter(this);
 
+    QAction *smartDelete
+        = m_menu->addAction(KZLocalizedString(QStringLiteral("menu_smart_delete")));
+    smartDelete->setData(int(KZBinwise::SmartDeleteTag));
+    smartDelete->setShortcutContext(Qt::WidgetShortcut);
+
     QAction *panel = m_menu->addAction(KZLocalizedString(QStringLiteral("menu_show_panel")));
     panel->setData(int(KZBinwise::ShowPanelTag));
 
@@ -149,6 +154,8 @@ void KZStatusItem::buildMenus()
     KZUserDefaults &defaults = KZUserDefaults::sharedControl();
     defaults.observe(KZUserDefaults::kEmptyTrash, this,
                      [this](const QVariant &) { updateShortcuts(); });
+    defaults.observe(KZUserDefaults::kSmartDelete, this,
+                     [this](const QVariant &) { updateShortcuts(); });
 }
 
 void KZStatusItem::updateShortcuts()
@@ -156,6 +163,9 @@ void KZStatusItem::updateShortcuts()
     if (QAction *emptyAll = actionWithTag(KZBinwise::EmptyAllTrashesTag))
         emptyAll->setShortcut(hotKeySequence(
             KZUserDefaults::sharedControl().dictionaryForKey(KZUserDefaults::kEmptyTrash)));
+    if (QAction *smartDelete = actionWithTag(KZBinwise::SmartDeleteTag))
+        smartDelete->setShortcut(hotKeySequence(
+            KZUserDefaults::sharedControl().dictionaryForKey(KZUserDefaults::kSmartDelete)));
 }
 
 void KZStatusItem::setupStatusMenu(std::function<void(bool shown)> done)
