@@ -299,6 +299,8 @@ TEST(TrayStatusNotifier, SmartDeleteOpensItsWindowAndTheMenuWaitsUntilItCloses)
         },
         10000))
         << "no smart-delete window";
+    EXPECT_TRUE(KZTrayRun::xdotool({QStringLiteral("getwindowname"), QString::fromLatin1(window)})
+                    .startsWith("Smart Delete"));
     // While it is open nothing else may start an erase.
     ASSERT_TRUE(QTest::qWaitFor(
         [&] {
