@@ -38,6 +38,9 @@ set(CPACK_DEBIAN_FILE_NAME "DEB-DEFAULT")
 set(CPACK_DEBIAN_PACKAGE_SECTION "utils")
 set(CPACK_DEBIAN_PACKAGE_PRIORITY "optional")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# Plugins the tray application loads at run time, which no library dependency brings: the X11
+# and Wayland platforms, and SVG for the tray and application icons.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, qt6-wayland, libqt6svg6")
 # srm for secure erase; pkexec (with polkitd) to run the helper for items your rights cannot
 # remove. Listing and emptying Trashes needs neither.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "secure-delete, pkexec")

@@ -62,7 +62,7 @@ man_section() { # the lines of subsection "COMMAND ..." of COMMANDS
     awk -v c="$1" '/^[A-Z]/ { inside = 0 } /^   [a-z]/ { inside = ($1 == c) } inside' "$work/man.txt"
 }
 man_commands=$(sed -n '/^COMMANDS/,/^[A-Z]/p' "$work/man.txt" | sed -nE 's/^   ([a-z][-a-z]*).*/\1/p')
-compare "man page commands" "$commands" "$(grep -v -x -e help -e tray <<<"$man_commands")"
+compare "man page commands" "$commands" "$(grep -v -x help <<<"$man_commands")"
 for command in $commands; do
     tags=$(man_section "$command" | sed -nE '1p; s/^       (-[^ ,]*(, -[^ ,]*)*).*/\1/p' | option_names)
     compare "man page options of $command" "${options[$command]}" "$tags -h --help"
