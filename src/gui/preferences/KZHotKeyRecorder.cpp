@@ -40,6 +40,13 @@ KZHotKeyRecorder::KZHotKeyRecorder(QWidget *parent)
     });
 }
 
+KZHotKeyRecorder::~KZHotKeyRecorder()
+{
+    // The line edit under the recorder empties itself as it is destroyed: that is no user
+    // clearing the hot key, and must not reach the settings.
+    disconnect(this, &QKeySequenceEdit::keySequenceChanged, this, nullptr);
+}
+
 QKeyCombination KZHotKeyRecorder::combinationOf(const QVariantMap &hotKey)
 {
     const int key = hotKey.value(KZUserDefaults::kKeyCode).toInt();

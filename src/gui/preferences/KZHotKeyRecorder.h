@@ -18,6 +18,7 @@ public:
         Qt::MetaModifier | Qt::AltModifier | Qt::ControlModifier | Qt::ShiftModifier};
 
     explicit KZHotKeyRecorder(QWidget *parent = nullptr);
+    ~KZHotKeyRecorder() override;
 
     // {"keyCode", "modifierFlags"}, or an empty map when no hot key is set.
     [[nodiscard]] QVariantMap objectValue() const;

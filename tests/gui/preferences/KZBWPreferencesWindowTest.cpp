@@ -159,7 +159,7 @@ TEST_F(Preferences, RecordersTakeRealKeysWithAModifierAndTheClearButtonLeavesNoH
 {
     if (QStandardPaths::findExecutable(QStringLiteral("xdotool")).isEmpty())
         GTEST_SKIP() << "xdotool is not installed";
-    const auto window = makeWindow();
+    auto window = makeWindow();
     KZHotKeyRecorder *recorder = window->etHotKeyFld();
     EXPECT_EQ(
         recorder->keySequence(),
@@ -208,8 +208,12 @@ TEST_F(Preferences, RecordersTakeRealKeysWithAModifierAndTheClearButtonLeavesNoH
     KZUserDefaults reread(defaults.fileName());
     reread.setupDefaultsPreferences();
     EXPECT_TRUE(reread.dictionaryForKey(KZUserDefaults::kEmptyTrash).isEmpty());
-    // The other recorder was never touched.
+    // The other recorder was never touched, also not by the window going away (a key sequence
+    // edit empties itself as it is destroyed).
     EXPECT_FALSE(defaults.hasUserValue(KZUserDefaults::kSmartDelete));
+    window.reset();
+    EXPECT_FALSE(defaults.hasUserValue(KZUserDefaults::kSmartDelete));
+    EXPECT_FALSE(KZUserDefaults::sharedControl().hasUserValue(KZUserDefaults::kSmartDelete));
 }
 
 TEST_F(Preferences, RestoreReturnsTheEightKeysLeavesTheOthersAndTheLoginItem)
