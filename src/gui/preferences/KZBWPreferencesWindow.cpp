@@ -117,7 +117,13 @@ KZBWPreferencesWindow::KZBWPreferencesWindow(Environment environment, QWidget *p
             &KZBWPreferencesWindow::checkForUpdates);
 }
 
-KZBWPreferencesWindow::~KZBWPreferencesWindow() = default;
+KZBWPreferencesWindow::~KZBWPreferencesWindow()
+{
+    // Hiding the window as it goes takes the focus from a recorder, which then announces its
+    // sequence again: nothing of this half-destroyed window may answer that.
+    for (KZHotKeyRecorder *recorder : findChildren<KZHotKeyRecorder *>())
+        recorder->disconnect(this);
+}
 
 KZUserDefaults &KZBWPreferencesWindow::userDefaults() const
 {
