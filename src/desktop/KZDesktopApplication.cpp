@@ -140,13 +140,13 @@ int KZDesktopApplication::run(int &argc, char **argv)
     // before the engine they hand erases to.
     std::unique_ptr<KZSmartWindowCntrl> smartWindowCntrl;
     std::unique_ptr<KZSmartWindow> smartWindow;
-    KZBinwise *delegate = nullptr;
+    KZBinwise *applicationController = nullptr;
     environment.smartDeletection = [&smartWindowCntrl, &smartWindow, &engine, &utilities,
-                                    &delegate] {
+                                    &applicationController] {
         if (!smartWindowCntrl) {
             KZSmartWindowCntrl::Environment smart;
             smart.engine = &engine;
-            smartWindowCntrl = std::make_unique<KZSmartWindowCntrl>(delegate, smart);
+            smartWindowCntrl = std::make_unique<KZSmartWindowCntrl>(applicationController, smart);
             smartWindow = std::make_unique<KZSmartWindow>(smartWindowCntrl.get());
         }
         // From a menu: once the menu has closed.
@@ -183,7 +183,7 @@ int KZDesktopApplication::run(int &argc, char **argv)
     // findOldBinwise stays empty: the earlier edition was a menu extra, which Linux does not
     // have, so there is never one to find.
     KZBinwise controller(&statusItem, environment);
-    delegate = &controller;
+    applicationController = &controller;
     statusItem.setController(&controller);
     KZWebPromo::sharedControl().setApplicationDelegate(&controller);
 

@@ -192,7 +192,7 @@ void KZBWAlert::calculate(KZFilesUtilities &files, const KZEraseRecord &record, 
         // A Trash folder is measured as a folder even when it does not exist (yet): nothing.
         if (!record.isSmart() || files.isDirectoryWithURL(url)) {
             quint64 found = 0;
-            const KZItemSizeInfo size = files.iterateFolderForSize(url, &found, totals.cancelled);
+            const KZItemSizeInfo size = files.iterateFolderForSize(url, &found, &totals.cancelled);
             totals.totSize += size.totalFileSize;
             totals.totItems += found;
         } else {

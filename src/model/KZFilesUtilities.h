@@ -172,9 +172,6 @@ public:
     // flag is read before every entry, so a window that closes does not wait for a big folder.
     [[nodiscard]] KZItemSizeInfo iterateFolderForSize(const QUrl &url, quint64 *itemsFound,
                                                       const std::atomic<bool> *stop) const;
-    // The same, given up (with what was summed so far) once *stop reads true.
-    [[nodiscard]] KZItemSizeInfo iterateFolderForSize(const QUrl &url, quint64 *itemsFound,
-                                                      const std::atomic<bool> &stop) const;
     // The same for the folder name in the folder open as dirfd (a link is not followed).
     [[nodiscard]] KZItemSizeInfo iterateFolderForSizeAt(int dirfd, const QByteArray &name,
                                                         quint64 *itemsFound) const;

@@ -82,17 +82,9 @@ KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, quint64 *
 }
 
 KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, quint64 *itemsFound,
-                                                      const std::atomic<bool> &stop) const
-{
-    if (url.isEmpty() || stop.load())
-        return {};
-    return sizeOfOpenFolder(openWalkRoot(url), itemsFound, &stop);
-}
-
-KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, quint64 *itemsFound,
                                                       const std::atomic<bool> *stop) const
 {
-    if (url.isEmpty())
+    if (url.isEmpty() || (stop && stop->load()))
         return {};
     return sizeOfOpenFolder(openWalkRoot(url), itemsFound, stop);
 }

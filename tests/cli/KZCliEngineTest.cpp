@@ -32,38 +32,10 @@ using KZTestFiles::writeFile;
 
 namespace {
 
+using KZTestFiles::allocatedBelow;
+using KZTestFiles::namesIn;
+
 constexpr uid_t kUser = KZTestUser::kNobody;
-
-QByteArrayList namesIn(const QByteArray &folder)
-{
-    QByteArrayList names;
-    if (DIR *dir = ::opendir(folder.constData())) {
-        while (const dirent *entry = ::readdir(dir)) {
-            const QByteArray name(entry->d_name);
-            if (name != "." && name != "..")
-                names.append(name);
-        }
-        ::closedir(dir);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-// Allocated bytes of everything below path that is not a folder, as du counts them.
-quint64 allocatedBelow(const QByteArray &path)
-{
-    static quint64 total;
-    total = 0;
-    ::nftw(
-        path.constData(),
-        [](const char *, const struct stat *st, int type, struct FTW *) {
-            if (type == FTW_F || type == FTW_SL || type == FTW_SLN)
-                total += quint64(st->st_blocks) * 512;
-            return 0;
-        },
-        16, FTW_PHYS);
-    return total;
-}
 
 uid_t s_owner = 0;
 bool chownTree(const QByteArray &path, uid_t uid)

@@ -28,21 +28,8 @@ using KZTestFiles::writeFile;
 
 namespace {
 
-// Allocated bytes of everything below path that is not a folder, as du counts them.
-quint64 allocatedBelow(const QByteArray &path)
-{
-    static quint64 total;
-    total = 0;
-    ::nftw(
-        path.constData(),
-        [](const char *, const struct stat *st, int type, struct FTW *) {
-            if (type == FTW_F || type == FTW_SL || type == FTW_SLN)
-                total += quint64(st->st_blocks) * 512;
-            return 0;
-        },
-        16, FTW_PHYS);
-    return total;
-}
+using KZTestFiles::allocatedBelow;
+using KZTestFiles::namesIn;
 
 // Every object of the array has exactly these fields.
 void expectFields(const QJsonArray &objects, QStringList fields)
@@ -50,21 +37,6 @@ void expectFields(const QJsonArray &objects, QStringList fields)
     fields.sort();
     for (const QJsonValue &object : objects)
         EXPECT_EQ(object.toObject().keys(), fields);
-}
-
-QByteArrayList namesIn(const QByteArray &folder)
-{
-    QByteArrayList names;
-    if (DIR *dir = ::opendir(folder.constData())) {
-        while (const dirent *entry = ::readdir(dir)) {
-            const QByteArray name(entry->d_name);
-            if (name != "." && name != "..")
-                names.append(name);
-        }
-        ::closedir(dir);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 // Every item still in the Trash has its info file.

@@ -21,20 +21,6 @@ bool isEmptyFolder(const QByteArray &path)
         .isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
 }
 
-// The one window binwise shows, once it shows one.
-QByteArray shownWindow(int ms)
-{
-    QByteArray window;
-    (void)QTest::qWaitFor(
-        [&] {
-            const QList<QByteArray> shown = KZTrayRun::windows(QStringLiteral("binwise"), true);
-            window = shown.size() == 1 ? shown.first() : QByteArray();
-            return !window.isEmpty();
-        },
-        ms);
-    return window;
-}
-
 // The keys of a menu entry's "shortcut" property (aas), joined by "+".
 QString shortcutOf(const KZDBusMenuItem &item)
 {
@@ -93,7 +79,7 @@ TEST(DesktopHotKeys, DefaultKeyEmptiesEveryTrashAndARecordedOneTakesOverAtOnce)
     // The default hot key, with no window of binwise's anywhere: the confirmation comes up,
     // Return erases every Trash.
     KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("super+ctrl+BackSpace")});
-    const QByteArray confirmation = shownWindow(10000);
+    const QByteArray confirmation = KZTrayRun::shownWindow(10000);
     ASSERT_FALSE(confirmation.isEmpty()) << "no confirmation after the hot key";
     KZTrayRun::xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"),
                         QString::fromLatin1(confirmation)});
@@ -116,7 +102,7 @@ TEST(DesktopHotKeys, DefaultKeyEmptiesEveryTrashAndARecordedOneTakesOverAtOnce)
         },
         10000));
     ASSERT_TRUE(reader.click(root->child(QStringLiteral("Preferences"))->id));
-    const QByteArray preferences = shownWindow(10000);
+    const QByteArray preferences = KZTrayRun::shownWindow(10000);
     ASSERT_FALSE(preferences.isEmpty()) << "no preferences window";
     KZTrayRun::xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"),
                         QString::fromLatin1(preferences)});
@@ -140,9 +126,9 @@ TEST(DesktopHotKeys, DefaultKeyEmptiesEveryTrashAndARecordedOneTakesOverAtOnce)
     // The old combination does nothing any more; the new one asks, and Escape keeps the items.
     workTrash.addFile("draft.txt", QByteArray(100, 'z'));
     KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("super+ctrl+BackSpace")});
-    EXPECT_TRUE(shownWindow(1500).isEmpty()) << "the old hot key still works";
+    EXPECT_TRUE(KZTrayRun::shownWindow(1500).isEmpty()) << "the old hot key still works";
     KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("alt+shift+k")});
-    const QByteArray again = shownWindow(10000);
+    const QByteArray again = KZTrayRun::shownWindow(10000);
     ASSERT_FALSE(again.isEmpty()) << "the recorded hot key does not work";
     KZTrayRun::xdotool(
         {QStringLiteral("windowfocus"), QStringLiteral("--sync"), QString::fromLatin1(again)});

@@ -80,6 +80,19 @@ QList<QByteArray> KZTrayRun::windows(const QString &className, bool visibleOnly)
     return ids;
 }
 
+QByteArray KZTrayRun::shownWindow(int ms)
+{
+    QByteArray window;
+    (void)QTest::qWaitFor(
+        [&] {
+            const QList<QByteArray> shown = windows(QStringLiteral("binwise"), true);
+            window = shown.size() == 1 ? shown.first() : QByteArray();
+            return !window.isEmpty();
+        },
+        ms);
+    return window;
+}
+
 QRect KZTrayRun::geometry(const QByteArray &window)
 {
     const QString shell

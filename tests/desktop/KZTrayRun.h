@@ -30,6 +30,8 @@ struct KZTrayRun
     // The windows whose class name is className (binwise's own: "binwise"), the visible ones
     // only when visibleOnly.
     static QList<QByteArray> windows(const QString &className, bool visibleOnly);
+    // The one window binwise shows, once it shows exactly one within ms; empty otherwise.
+    static QByteArray shownWindow(int ms);
     // A window's place and size on the screen, in device pixels.
     static QRect geometry(const QByteArray &window);
 

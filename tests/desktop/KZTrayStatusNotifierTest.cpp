@@ -143,15 +143,8 @@ TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume
     // event loop in binwise) the menu is disabled, and a second click (on all Trashes, on
     // another row) starts nothing.
     ASSERT_TRUE(reader.click(workRow->id));
-    QByteArray confirmation;
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] {
-            const QList<QByteArray> shown = KZTrayRun::windows(QStringLiteral("binwise"), true);
-            confirmation = shown.size() == 1 ? shown.first() : QByteArray();
-            return !confirmation.isEmpty();
-        },
-        10000))
-        << "no confirmation";
+    const QByteArray confirmation = KZTrayRun::shownWindow(10000);
+    ASSERT_FALSE(confirmation.isEmpty()) << "no confirmation";
     const auto disabledNow = [&] {
         const std::optional<KZDBusMenuItem> now = reader.layout();
         const std::optional<KZDBusMenuItem> keepNow
@@ -232,15 +225,8 @@ TEST(TrayStatusNotifier, EmptyAllTrashesEmptiesEveryTrashAndNothingElse)
     ASSERT_TRUE(root);
     ASSERT_TRUE(reader.click(root->child(QStringLiteral("Empty All Trashes"))->id));
 
-    QByteArray confirmation;
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] {
-            const QList<QByteArray> shown = KZTrayRun::windows(QStringLiteral("binwise"), true);
-            confirmation = shown.size() == 1 ? shown.first() : QByteArray();
-            return !confirmation.isEmpty();
-        },
-        10000))
-        << "no confirmation";
+    const QByteArray confirmation = KZTrayRun::shownWindow(10000);
+    ASSERT_FALSE(confirmation.isEmpty()) << "no confirmation";
     KZTrayRun::xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"),
                         QString::fromLatin1(confirmation)});
     KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});
@@ -290,15 +276,8 @@ TEST(TrayStatusNotifier, SmartDeleteOpensItsWindowAndTheMenuWaitsUntilItCloses)
     EXPECT_TRUE(smartDelete->properties.contains(QStringLiteral("shortcut")));
     ASSERT_TRUE(reader.click(smartDelete->id));
 
-    QByteArray window;
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] {
-            const QList<QByteArray> shown = KZTrayRun::windows(QStringLiteral("binwise"), true);
-            window = shown.size() == 1 ? shown.first() : QByteArray();
-            return !window.isEmpty();
-        },
-        10000))
-        << "no smart-delete window";
+    const QByteArray window = KZTrayRun::shownWindow(10000);
+    ASSERT_FALSE(window.isEmpty()) << "no smart-delete window";
     EXPECT_TRUE(KZTrayRun::xdotool({QStringLiteral("getwindowname"), QString::fromLatin1(window)})
                     .startsWith("Smart Delete"));
     // While it is open nothing else may start an erase.

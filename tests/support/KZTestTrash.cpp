@@ -1,8 +1,13 @@
 #include "KZTestTrash.h"
 
+#include <algorithm>
+
+#include <dirent.h>
+
 #include <QDir>
 
 #include <fcntl.h>
+#include <ftw.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -150,6 +155,36 @@ bool setImmutable(const QByteArray &path, bool on)
     }
     ::close(fd);
     return ok;
+}
+
+QByteArrayList namesIn(const QByteArray &folder)
+{
+    QByteArrayList names;
+    if (DIR *dir = ::opendir(folder.constData())) {
+        while (const dirent *entry = ::readdir(dir)) {
+            const QByteArray name(entry->d_name);
+            if (name != "." && name != "..")
+                names.append(name);
+        }
+        ::closedir(dir);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+quint64 allocatedBelow(const QByteArray &path)
+{
+    static quint64 total;
+    total = 0;
+    ::nftw(
+        path.constData(),
+        [](const char *, const struct stat *st, int type, struct FTW *) {
+            if (type == FTW_F || type == FTW_SL || type == FTW_SLN)
+                total += quint64(st->st_blocks) * 512;
+            return 0;
+        },
+        16, FTW_PHYS);
+    return total;
 }
 
 } // namespace KZTestFiles

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayList>
 #include <QUrl>
 
 // A freedesktop.org Trash folder built for a test: ROOT/files, ROOT/info and, on demand,
@@ -43,6 +44,10 @@ bool writeFile(const QByteArray &path, const QByteArray &content);
 [[nodiscard]] QByteArray readFile(const QByteArray &path);
 [[nodiscard]] bool exists(const QByteArray &path); // the item itself, links not followed
 bool makeFolders(const QByteArray &path);
+// The names in folder (bytes as they are, "." and ".." left out), sorted.
+[[nodiscard]] QByteArrayList namesIn(const QByteArray &folder);
+// Allocated bytes of everything below path that is not a folder, as du counts them.
+[[nodiscard]] quint64 allocatedBelow(const QByteArray &path);
 // Sets or clears the immutable flag (root only). An RAII guard below clears it again.
 bool setImmutable(const QByteArray &path, bool on);
 
