@@ -89,11 +89,7 @@ KZAttributedString KZImageAndTextCell::drawWithState(QPainter *painter, const QR
 
     if (!state.writeSize)
         return title;
-    const KZAttributedString line
-        = strings.attributedStringWithString(sizeLine(state), 11, subTitleColor(state), false,
-                                             Qt::AlignLeft, textFrame.width() - 2, Qt::ElideRight);
-    const QRectF lineFrame = textFrame.adjusted(0, 18, -2, 0);
-    line.drawInRect(painter, cellTextFrame(lineFrame, line, LeftTextAlignment, state.flipped));
+    drawSecondLine(painter, sizeLine(state), textFrame, state);
     return title;
 }
 

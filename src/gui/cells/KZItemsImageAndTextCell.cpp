@@ -64,11 +64,7 @@ KZAttributedString KZItemsImageAndTextCell::drawWithState(QPainter *painter,
 
     if (!secondLine)
         return title;
-    const KZAttributedString line
-        = strings.attributedStringWithString(state.path, 11, subTitleColor(state), false,
-                                             Qt::AlignLeft, textFrame.width() - 2, Qt::ElideRight);
-    const QRectF lineFrame = textFrame.adjusted(0, 18, -2, 0);
-    line.drawInRect(painter, cellTextFrame(lineFrame, line, LeftTextAlignment, state.flipped));
+    drawSecondLine(painter, state.path, textFrame, state);
     return title;
 }
 

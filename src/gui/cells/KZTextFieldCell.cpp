@@ -218,6 +218,17 @@ QPixmap KZTextFieldCell::pixmapFromDecoration(const QStyleOptionViewItem &option
     return {};
 }
 
+void KZTextFieldCell::drawSecondLine(QPainter *painter, const QString &text,
+                                     const QRectF &textFrame, const KZCellState &state)
+{
+    const KZAttributedString line
+        = KZAttributedStringUtilities::sharedControl().attributedStringWithString(
+            text, 11, subTitleColor(state), false, Qt::AlignLeft, textFrame.width() - 2,
+            Qt::ElideRight);
+    const QRectF lineFrame = textFrame.adjusted(0, 18, -2, 0);
+    line.drawInRect(painter, cellTextFrame(lineFrame, line, LeftTextAlignment, state.flipped));
+}
+
 void KZTextFieldCell::drawImage(QPainter *painter, const QPixmap &pixmap, const QRectF &target,
                                 qreal opacity)
 {

@@ -110,6 +110,10 @@ protected:
     [[nodiscard]] static QPixmap pixmapFromDecoration(const QStyleOptionViewItem &option,
                                                       const QModelIndex &index, qreal side);
     // Draws pixmap scaled into target at opacity.
+    // Draws text as a row's second line (11 points, the subtitle colour, elided on the right)
+    // below a title drawn in textFrame.
+    static void drawSecondLine(QPainter *painter, const QString &text, const QRectF &textFrame,
+                               const KZCellState &state);
     static void drawImage(QPainter *painter, const QPixmap &pixmap, const QRectF &target,
                           qreal opacity);
 
