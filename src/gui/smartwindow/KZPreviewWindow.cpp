@@ -309,11 +309,11 @@ void KZPreviewWindow::showItem(const KZPreviewItem &item)
 void KZPreviewWindow::showFacts(const KZPreviewItem &item, const QString &kindName)
 {
     const QByteArray path = QFile::encodeName(item.itemURL.toLocalFile());
-    QImage icon = KZFilesUtilities::iconOfItem(path, item.itemURL, QSize(kIconPoints, kIconPoints));
+    const QSize devicePixels = QSize(kIconPoints, kIconPoints) * devicePixelRatio();
+    QImage icon = KZFilesUtilities::iconOfItem(path, item.itemURL, devicePixels);
     QPixmap pixmap = QPixmap::fromImage(icon);
     if (!pixmap.isNull()) {
-        pixmap = pixmap.scaled(QSize(kIconPoints, kIconPoints) * devicePixelRatio(),
-                               Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        pixmap = pixmap.scaled(devicePixels, Qt::KeepAspectRatio, Qt::SmoothTransformation);
         pixmap.setDevicePixelRatio(devicePixelRatio());
     }
     m_factsIcon->setPixmap(pixmap);

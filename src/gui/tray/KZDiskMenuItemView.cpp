@@ -9,6 +9,7 @@
 #include <QKeyEvent>
 #include <QPainter>
 #include <QPointer>
+#include <QtMath>
 
 namespace {
 // Logical pixels, so that a row at 200 % looks like one at 100 %.
@@ -221,8 +222,10 @@ QImage KZDiskMenuItemView::volumeIcon(qreal ratio)
     // The icon comes at the screen's pixel ratio; a move to a screen of another ratio asks
     // again rather than stretch it.
     if (m_icon.isNull() || !qFuzzyCompare(m_iconRatio, ratio)) {
-        m_icon
-            = KZFilesUtilities::iconOfItem({}, m_diskDict.volumeURL, QSize(kIconSide, kIconSide));
+        // Asked for in device pixels: a theme that has the drive only at 512 px then gives a
+        // sharp 96 px image at 200 % instead of a 48 px one stretched.
+        const int side = qCeil(kIconSide * ratio);
+        m_icon = KZFilesUtilities::iconOfItem({}, m_diskDict.volumeURL, QSize(side, side));
         m_iconRatio = ratio;
     }
     return m_icon;
