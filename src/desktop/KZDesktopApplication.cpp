@@ -29,7 +29,17 @@
 #include <QTimer>
 #include <QWidget>
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
 namespace {
+// Set in the environment of the process that replaces this one for a tray host that came
+// late, so that it does not do so a second time.
+constexpr char kRestartedForTrayHost[] = "BINWISE_TRAY_RESTARTED";
+
 // Some platform themes (Qt's own KDE one among them) leave the placeholder colour at its
 // default, nearly black, also on a dark palette: the dimmed lines of the rows would vanish.
 void keepPlaceholderTextReadable()
@@ -79,6 +89,11 @@ int KZDesktopApplication::run(int &argc, char **argv)
         return kNoDisplayStatus;
     }
 
+    // The arguments as given, before Qt takes its own out of them: a restart passes them on.
+    std::vector<QByteArray> arguments(argv, argv + argc);
+    const bool restarted = qEnvironmentVariableIsSet(kRestartedForTrayHost);
+    qunsetenv(kRestartedForTrayHost);
+
     QApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("binwise"));
     QCoreApplication::setApplicationVersion(QStringLiteral(BINWISE_VERSION));
@@ -119,6 +134,22 @@ int KZDesktopApplication::run(int &argc, char **argv)
         [](KZProgressUI *ui) { return std::make_unique<KZProgressWindow>(ui); });
 
     KZStatusItem statusItem(trayWaitMs());
+    statusItem.setMayRestartForTrayHost(!restarted);
+    QObject::connect(
+        &statusItem, &KZStatusItem::restartForTrayHost, &instance, [&instance, &arguments] {
+            // Nothing is shown yet and nothing has been changed: the new process
+            // starts from the same point, with the lock free for it to take.
+            instance.release();
+            qputenv(kRestartedForTrayHost, "1");
+            std::vector<char *> execArguments;
+            for (QByteArray &argument : arguments)
+                execArguments.push_back(argument.data());
+            execArguments.push_back(nullptr);
+            ::execv("/proc/self/exe", execArguments.data());
+            KZCliApplication::printError(QStringLiteral("cannot start again for the tray: %1")
+                                             .arg(QString::fromLocal8Bit(std::strerror(errno))));
+            QCoreApplication::exit(1);
+        });
     // Hot keys through X11 grabs or the desktop portal, whichever this session has.
     const std::unique_ptr<KZGlobalShortcuts> shortcuts = KZPlatformShortcuts::create();
     std::unique_ptr<KZBWPreferencesWindow> prefWindowCntrl;

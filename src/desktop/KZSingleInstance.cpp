@@ -28,6 +28,12 @@ KZSingleInstance::~KZSingleInstance()
     m_server.close();
 }
 
+void KZSingleInstance::release()
+{
+    m_server.close();
+    m_lock.reset();
+}
+
 QString KZSingleInstance::lockPath() const
 {
     return m_folder + QStringLiteral("/binwise.lock");

@@ -25,6 +25,9 @@ public:
     // Asks the running instance to show itself; true when it answered.
     [[nodiscard]] bool handOver();
 
+    // Stops listening and lets go of the lock, so that a new process may take them.
+    void release();
+
     [[nodiscard]] QString lockPath() const;
     [[nodiscard]] QString socketPath() const;
 

@@ -38,8 +38,12 @@ bool KZStatusNotifierWatcher::start(bool withWatcher, QString *error)
         *error = QStringLiteral("cannot connect to the private bus: ") + bus.lastError().message();
         return false;
     }
-    if (!withWatcher)
-        return true;
+    return !withWatcher || claim(error);
+}
+
+bool KZStatusNotifierWatcher::claim(QString *error)
+{
+    QDBusConnection bus = connection();
     if (!bus.registerObject(QStringLiteral("/StatusNotifierWatcher"), this,
                             QDBusConnection::ExportScriptableContents
                                 | QDBusConnection::ExportAllProperties)

@@ -27,6 +27,8 @@ public:
 
     // Starts the bus; with withWatcher, also claims the watcher's name. False with *error.
     bool start(bool withWatcher, QString *error);
+    // Claims the watcher's name on a bus started without it: a panel that comes up late.
+    bool claim(QString *error);
     [[nodiscard]] QString address() const { return m_address; }
     [[nodiscard]] QDBusConnection connection() const;
 

@@ -11,6 +11,10 @@
 #include <QAction>
 #include <QApplication>
 #include <QCursor>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusVariant>
 #include <QEvent>
 #include <QHash>
 #include <QKeySequence>
@@ -23,6 +27,22 @@ constexpr int kTrayPollMs = 250;
 // The main menu's items that the controller runs and validates.
 constexpr int kMainMenuTags[] = {KZBinwise::EmptyAllTrashesTag, KZBinwise::SmartDeleteTag,
                                  KZBinwise::ShowPanelTag, KZBinwise::PreferencesTag};
+
+// Whether a panel on the session bus now hosts StatusNotifierItems, as Qt asks it once.
+bool statusNotifierHostOnBus()
+{
+    const QString watcher = QStringLiteral("org.kde.StatusNotifierWatcher");
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected() || !bus.interface()->isServiceRegistered(watcher))
+        return false;
+    QDBusMessage get = QDBusMessage::createMethodCall(
+        watcher, QStringLiteral("/StatusNotifierWatcher"),
+        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+    get << watcher << QStringLiteral("IsStatusNotifierHostRegistered");
+    const QDBusMessage reply = bus.call(get, QDBus::Block, kTrayPollMs);
+    return reply.type() == QDBusMessage::ReplyMessage && !reply.arguments().isEmpty()
+           && reply.arguments().constFirst().value<QDBusVariant>().variant().toBool();
+}
 
 QIcon volumeIcon(const QUrl &volumeURL)
 {
@@ -192,6 +212,15 @@ void KZStatusItem::waitForTray()
         m_trayIcon->show();
         if (m_done)
             std::exchange(m_done, {})(true);
+        return;
+    }
+    // Qt looks for a StatusNotifierItem host once, when the first icon is made, and keeps
+    // that answer; a panel started after binwise (both launched at login) would never get the
+    // icon. Starting again is the only way to have Qt ask anew.
+    if (m_mayRestart && statusNotifierHostOnBus()) {
+        m_mayRestart = false;
+        m_trayWait.stop();
+        Q_EMIT restartForTrayHost();
         return;
     }
     if (m_trayWaited >= m_trayWaitMs) {

@@ -38,6 +38,10 @@ public:
     void showAboutPanel() override;
     void showPanel() override;
 
+    // Whether a tray host that comes late may restart the process (restartForTrayHost); off
+    // until the application says it can restart.
+    void setMayRestartForTrayHost(bool may) { m_mayRestart = may; }
+
     // The total of every Trash: a full or an empty icon, and the tooltip.
     void setTrashTotals(quint64 itemsCount, quint64 itemsSize);
     // The tray images in the current palette.
@@ -49,6 +53,12 @@ public:
     [[nodiscard]] QMenu *serviceMenu() const { return m_serviceMenu; }
     [[nodiscard]] KZTrayMenuRows *rows() const { return m_rows; }
     [[nodiscard]] KZTrayPanel *panel() const { return m_panel; }
+
+Q_SIGNALS:
+    // A StatusNotifierItem host came up after Qt had settled on having none: this process can
+    // no longer show its icon there and has to start again. Emitted at most once, during the
+    // wait for a tray host.
+    void restartForTrayHost();
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -68,6 +78,7 @@ private:
     int m_trayWaitMs;
     QTimer m_trayWait;
     int m_trayWaited = 0;
+    bool m_mayRestart = false;
     std::function<void(bool)> m_done;
     std::unique_ptr<QMenu> m_menu;
     QMenu *m_volumesMenu = nullptr;
