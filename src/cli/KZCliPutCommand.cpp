@@ -20,10 +20,15 @@ int KZCliPutCommand::run()
     QByteArrayList paths;
     bool refused = false;
     for (const QByteArray &given : m_options.operands) {
-        const QByteArray path = given.isEmpty() ? given : KZCliTrashes::absolutePath(given);
+        // A file:// URL is the one lossless text form of a name that is not UTF-8.
+        const QByteArray path
+            = given.startsWith("file://")
+                  ? KZPath::pathFromURL(QUrl::fromEncoded(given, QUrl::StrictMode))
+                  : (given.isEmpty() ? given : KZCliTrashes::absolutePath(given));
         KZError error;
         if (path.isEmpty()) {
-            KZCliApplication::printError(QStringLiteral("put: an empty path names nothing"));
+            KZCliApplication::printError(QStringLiteral("put: “%1” names no local file")
+                                             .arg(KZPath::escapedDisplayString(given)));
             refused = true;
         } else if (!put.checkItem(path, &error)) {
             KZCliApplication::printError(QStringLiteral("put: ") + error.localizedDescription);

@@ -92,8 +92,9 @@ int KZCliRestoreCommand::run()
             continue;
         }
         KZCliApplication::printError(
-            QStringLiteral("restore: “%1” is neither an item in a Trash nor the original place "
-                           "of one (see binwise items)")
+            QStringLiteral("restore: “%1” is not in a Trash (it may have been restored or erased "
+                           "meanwhile), nor the original place of an item in one (see binwise "
+                           "items)")
                 .arg(KZPath::escapedDisplayString(given)));
         missing = true;
     }

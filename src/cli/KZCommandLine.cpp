@@ -146,7 +146,15 @@ bool KZCommandLine::parse(const QByteArrayList &arguments, Options *options, QSt
             ok = answer(&options->noPermission);
         } else if (name == "--to" && command == Command::Restore) {
             if (!value) {
-                if (i + 1 >= arguments.size())
+                const QByteArray next = i + 1 < arguments.size() ? arguments.at(i + 1) : "";
+                if (next == "-h" || next == "--help") {
+                    options->help = true;
+                    ++i;
+                    continue;
+                }
+                // An option after --to is not taken for a folder: --to=DIR names one that
+                // starts with "-".
+                if (next.isEmpty() || (next.startsWith('-') && next != "-"))
                     return fail(QStringLiteral("--to needs a folder"));
                 value = arguments.at(++i);
             }
@@ -279,7 +287,8 @@ QString KZCommandLine::helpText(Command command)
         return QStringLiteral(
             "Usage: binwise put PATH... [--json]\n"
             "\n"
-            "Puts the named files and folders in the Trash, as trash-put and gio trash do:\n"
+            "Puts the named files and folders (paths, or file:// URLs) in the Trash, as\n"
+            "trash-put and gio trash do:\n"
             "the home Trash for items on the home's volume, otherwise the volume's own Trash\n"
             "(.Trash/UID, else .Trash-UID, made when missing). Items are moved, never copied\n"
             "and never deleted: one that cannot be moved into a Trash on its own volume stays\n"
