@@ -9,6 +9,8 @@
 
 #include <limits>
 
+#include <stdlib.h>
+
 #include <unistd.h>
 
 namespace {
@@ -83,9 +85,17 @@ int KZCliRestoreCommand::run()
             continue;
         }
         // Not an item in a Trash: the place an item came from, as trash-restore takes it.
-        const std::optional<QUrl> from = given.isEmpty() || given.startsWith("file://")
-                                             ? std::nullopt
-                                             : newestItemFrom(KZCliTrashes::absolutePath(given));
+        std::optional<QUrl> from;
+        if (!given.isEmpty() && !given.startsWith("file://")) {
+            // As typed, or with the folders above resolved, as binwise put records it.
+            const QByteArray path = KZCliTrashes::absolutePath(given);
+            from = newestItemFrom(path);
+            char *real = from ? nullptr : ::realpath(KZPath::parentPath(path).constData(), nullptr);
+            if (real) {
+                from = newestItemFrom(KZPath::join(real, KZPath::fileName(path)));
+                ::free(real);
+            }
+        }
         if (from) {
             if (!items.contains(*from))
                 items.append(*from);

@@ -223,6 +223,20 @@ QByteArray KZTrashPut::trashItemAtPath(const QByteArray &path, KZError *error)
     const std::optional<KZMountEntry> homeMount
         = m_utilities.mountForPath(nearestExisting(m_dataHome));
     const bool inHomeTrash = homeMount && homeMount->mountID == mount->mountID;
+    if (!inHomeTrash) {
+        // A Trash on a system mount (/dev/shm, /run, a bind mount) would hold items that no
+        // Trash listing shows, so nothing goes there; gio refuses those mounts too.
+        bool listed = false;
+        for (const KZVolumeRecord &volume : m_utilities.volumesLocationArray())
+            listed = listed || KZPath::pathFromURL(volume.url) == mount->mountPoint;
+        if (!listed) {
+            *error = putError(EXDEV, path,
+                              QStringLiteral("is on a system volume (“%1”) that has no Trash; it "
+                                             "stays where it is")
+                                  .arg(shown(mount->mountPoint)));
+            return {};
+        }
+    }
     KZError trashError;
     const QByteArray files
         = inHomeTrash
