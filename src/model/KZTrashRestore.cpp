@@ -252,6 +252,20 @@ KZTrashRestore::Result KZTrashRestore::restoreItemAtPath(const QByteArray &itemP
         }
     }
 
+    // Items go back out of the Trash, never into one (where they would lie without an info
+    // file, or overwrite the Trash's own layout).
+    const QByteArray realFolder = KZTrashFolder::realPathOfDescriptor(dstfd.get());
+    for (QByteArray prefix = realFolder; !prefix.isEmpty() && prefix != "/";
+         prefix = KZPath::parentPath(prefix)) {
+        if (KZTrashFolder::trashRootOfFilesFolder(KZPath::join(prefix, "files"), m_dataHome)
+            == prefix) {
+            fail(&result, Outcome::Refused, EINVAL, realFolder,
+                 QStringLiteral("“%1” was not put back: “%2” is in a Trash")
+                     .arg(shown(item), shown(folder)));
+            return result;
+        }
+    }
+
     const auto nameFor = [&](int number) {
         return number == 1 ? wanted : numberedName(wanted, number);
     };

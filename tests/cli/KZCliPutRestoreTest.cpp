@@ -356,6 +356,13 @@ TEST(CliPutRestore, RefusalsAndFailuresLoseNothing)
     EXPECT_TRUE(namesIn(home + "/elsewhere").isEmpty());
     EXPECT_EQ(readFile(files + "/plan.txt"), "plan");
     EXPECT_TRUE(exists(info + "/plan.txt.trashinfo"));
+    // Never into a Trash.
+    for (const QByteArray &into : {files, info, setup.dataHome + "/Trash"}) {
+        result = cli.run({"restore", files + "/plan.txt", "--to", into});
+        EXPECT_EQ(result.exitCode, 1) << str(into);
+        EXPECT_TRUE(result.err.contains("is in a Trash")) << str(result.err);
+    }
+    EXPECT_EQ(namesIn(files + "/../info").size(), namesIn(files).size());
     // --to names the folder meant; links in it are the user's own choice.
     result = cli.run({"restore", files + "/plan.txt", "--to", home + "/docs"});
     EXPECT_EQ(result.exitCode, 0) << str(result.err);
