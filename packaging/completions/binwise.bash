@@ -21,7 +21,7 @@ _binwise()
         cword=$COMP_CWORD
     fi
 
-    local commands="list items empty erase help tray"
+    local commands="list items empty erase put restore help tray"
     local erasing="--yes --secure --locked= --no-permission= --help"
     local answers="ask skip erase"
 
@@ -58,6 +58,8 @@ _binwise()
     list | items) options="--json --help" ;;
     empty) options="--all $erasing" ;;
     erase) options=$erasing ;;
+    put) options="--json --help" ;;
+    restore) options="--to --rename --json --help" ;;
     tray) options="--help" ;;
     esac
 
@@ -86,8 +88,10 @@ _binwise()
             [[ -n $volume && $volume == "$typed"* ]] && COMPREPLY+=("$(printf '%q' "$volume")")
         done < <(_binwise_volumes)
         ;;
-    erase)
-        if declare -F _filedir >/dev/null; then
+    erase | put | restore)
+        if [[ $command == restore && $prev == --to ]] && declare -F _filedir >/dev/null; then
+            _filedir -d
+        elif declare -F _filedir >/dev/null; then
             _filedir
         else
             local IFS=$'\n'

@@ -2,6 +2,8 @@
 
 #include "KZCliEraseCommand.h"
 #include "KZCliListing.h"
+#include "KZCliPutCommand.h"
+#include "KZCliRestoreCommand.h"
 #include "KZCliTrashes.h"
 #include "KZCommandLine.h"
 #include "foundation/KZUserDefaults.h"
@@ -73,6 +75,14 @@ int KZCliApplication::run(const QByteArrayList &arguments)
         KZSecureAccess::installFactory();
         KZCliTrashes trashes;
         return KZCliEraseCommand(options, trashes).run();
+    }
+    case KZCommandLine::Command::Put: {
+        KZCliTrashes trashes;
+        return KZCliPutCommand(options, trashes).run();
+    }
+    case KZCommandLine::Command::Restore: {
+        KZCliTrashes trashes;
+        return KZCliRestoreCommand(options, trashes).run();
     }
     case KZCommandLine::Command::None:
     case KZCommandLine::Command::Tray:

@@ -170,6 +170,12 @@ bool KZCliTrashes::itemsToErase(const QByteArrayList &paths, QList<QUrl> *items,
     return true;
 }
 
+QByteArray KZCliTrashes::absolutePath(const QByteArray &path)
+{
+    const QByteArray trimmed = withoutTrailingSlashes(path);
+    return trimmed.startsWith('/') ? trimmed : KZPath::join(workingFolder(), trimmed);
+}
+
 QByteArrayList KZCliTrashes::topLevelNames(const QUrl &trashURL)
 {
     QByteArrayList names;

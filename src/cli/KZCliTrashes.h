@@ -40,6 +40,10 @@ public:
     [[nodiscard]] bool itemsToErase(const QByteArrayList &paths, QList<QUrl> *items,
                                     QString *error);
 
+    // path made absolute against the working folder, without trailing slashes; nothing is
+    // resolved.
+    [[nodiscard]] static QByteArray absolutePath(const QByteArray &path);
+
     // The names in a Trash's files folder, sorted bytewise; hidden ones included.
     [[nodiscard]] static QByteArrayList topLevelNames(const QUrl &trashURL);
     // Allocated bytes of an item (a folder: everything in it) and, when count is given, the

@@ -16,6 +16,8 @@ constexpr std::array kCommands{
     CommandInfo{KZCommandLine::Command::Items, "items"},
     CommandInfo{KZCommandLine::Command::Empty, "empty"},
     CommandInfo{KZCommandLine::Command::Erase, "erase"},
+    CommandInfo{KZCommandLine::Command::Put, "put"},
+    CommandInfo{KZCommandLine::Command::Restore, "restore"},
     CommandInfo{KZCommandLine::Command::Tray, "tray"},
     CommandInfo{KZCommandLine::Command::Help, "help"},
 };
@@ -24,7 +26,8 @@ using Command = KZCommandLine::Command;
 
 bool takesJson(Command command)
 {
-    return command == Command::List || command == Command::Items;
+    return command == Command::List || command == Command::Items || command == Command::Put
+           || command == Command::Restore;
 }
 
 bool erases(Command command)
@@ -141,6 +144,25 @@ bool KZCommandLine::parse(const QByteArrayList &arguments, Options *options, QSt
             ok = answer(&options->locked);
         } else if (name == "--no-permission" && erases(command)) {
             ok = answer(&options->noPermission);
+        } else if (name == "--to" && command == Command::Restore) {
+            if (!value) {
+                const QByteArray next = i + 1 < arguments.size() ? arguments.at(i + 1) : "";
+                if (next == "-h" || next == "--help") {
+                    options->help = true;
+                    ++i;
+                    continue;
+                }
+                // An option after --to is not taken for a folder: --to=DIR names one that
+                // starts with "-".
+                if (next.isEmpty() || (next.startsWith('-') && next != "-"))
+                    return fail(QStringLiteral("--to needs a folder"));
+                value = arguments.at(++i);
+            }
+            if (value->isEmpty())
+                return fail(QStringLiteral("--to needs a folder"));
+            options->toFolder = *value;
+        } else if (name == "--rename" && command == Command::Restore) {
+            ok = flag(&options->rename);
         } else if (command == Command::None) {
             return fail(QStringLiteral("“%1” comes after a command (try binwise --help)")
                             .arg(text(argument)));
@@ -198,6 +220,14 @@ bool KZCommandLine::parse(const QByteArrayList &arguments, Options *options, QSt
         if (options->operands.isEmpty())
             return fail(QStringLiteral("needs at least one path of an item in a Trash"));
         return true;
+    case Command::Put:
+        if (options->operands.isEmpty())
+            return fail(QStringLiteral("needs at least one path to put in the Trash"));
+        return true;
+    case Command::Restore:
+        if (options->operands.isEmpty())
+            return fail(QStringLiteral("needs at least one item in a Trash (see binwise items)"));
+        return true;
     }
     return true;
 }
@@ -253,6 +283,37 @@ QString KZCommandLine::helpText(Command command)
                    "does not qualify.\n"
                    "\n")
                + confirm + answers;
+    case Command::Put:
+        return QStringLiteral(
+            "Usage: binwise put PATH... [--json]\n"
+            "\n"
+            "Puts the named files and folders (paths, or file:// URLs) in the Trash, as\n"
+            "trash-put and gio trash do: the home Trash for items on the home's volume,\n"
+            "otherwise the volume's own Trash (.Trash/UID, else .Trash-UID, made when\n"
+            "missing). Items are moved, never copied and never deleted: one that cannot be\n"
+            "moved into a Trash on its own volume stays where it is. A symbolic link is put\n"
+            "in the Trash, not what it points to. Refused, with nothing moved: a path that\n"
+            "does not exist, /, a mount point, a Trash or anything in one.\n"
+            "\n"
+            "  --json  an array of objects: path, outcome (trashed or failed), itemURL (the\n"
+            "          item in the Trash, as binwise items --json gives it), error\n");
+    case Command::Restore:
+        return QStringLiteral(
+            "Usage: binwise restore ITEM... [--to DIR] [--rename] [--json]\n"
+            "\n"
+            "Puts Trash items back where they came from, making missing folders on the way,\n"
+            "and prints where each went. An ITEM is an item in a Trash's files folder (a\n"
+            "path, or the itemURL of binwise items --json), or the original path of an item\n"
+            "(the newest item from there when several are). Nothing is overwritten. A\n"
+            "symbolic link on the way back is not followed: the item stays in the Trash\n"
+            "(use --to). Across volumes the item is copied, compared and only then removed\n"
+            "from the Trash.\n"
+            "\n"
+            "  --to DIR  put the items into the folder DIR instead\n"
+            "  --rename  when the name is taken, use \"name (2)\", \"name (3)\", ...\n"
+            "  --json    an array of objects: itemURL, outcome (restored, exists, gone,\n"
+            "            refused, failed, incomplete), originalPath, restoredPath,\n"
+            "            restoredURL, error\n");
     case Command::Tray:
         return QStringLiteral(
             "Usage: binwise [tray]\n"
@@ -280,13 +341,16 @@ QString KZCommandLine::helpText(Command command)
         "  empty [--all | VOLUME...]\n"
         "                       empties all Trashes, or the named volumes'\n"
         "  erase PATH...        erases the named items from their Trash\n"
+        "  put PATH...          puts files and folders in the Trash\n"
+        "  restore ITEM... [--to DIR] [--rename]\n"
+        "                       puts Trash items back where they came from\n"
         "  help [COMMAND]       this help, or a command's\n"
         "\n"
         "  -h, --help           help\n"
         "  -V, --version        the version\n"
         "\n"
-        "Exit status: 0 done (every requested item erased), 1 some items were not erased,\n"
-        "2 usage error or a request that cannot be carried out, 3 cancelled.\n"
+        "Exit status: 0 done (every requested item erased, put or restored), 1 some items\n"
+        "were not, 2 usage error or a request that cannot be carried out, 3 cancelled.\n"
         "Settings are read from ~/.config/Binwise/Binwise.conf, logs are written under\n"
         "~/.local/state/Binwise/Logs.\n");
 }

@@ -11,7 +11,7 @@ class KZCommandLine
 {
 public:
     // None (no command at all) and Tray start the desktop application.
-    enum class Command { None, Help, Version, List, Items, Empty, Erase, Tray };
+    enum class Command { None, Help, Version, List, Items, Empty, Erase, Tray, Put, Restore };
     // How a question about a locked item, or an item without permission, is answered.
     enum class Answer { Ask, Skip, Erase };
 
@@ -26,7 +26,11 @@ public:
         bool yes = false;
         Answer locked = Answer::Ask;
         Answer noPermission = Answer::Ask;
-        // Volume names or mount points ("items", "empty"), or paths ("erase"), as given.
+        // "restore": --to DIR (empty: back where each item came from), --rename.
+        QByteArray toFolder;
+        bool rename = false;
+        // Volume names or mount points ("items", "empty"), or paths ("erase", "put",
+        // "restore"), as given.
         QByteArrayList operands;
     };
 

@@ -41,6 +41,12 @@ int KZFileManager::renameat(int olddirfd, const char *oldname, int newdirfd, con
     return ::renameat(olddirfd, oldname, newdirfd, newname);
 }
 
+int KZFileManager::renameat2(int olddirfd, const char *oldname, int newdirfd, const char *newname,
+                             unsigned flags)
+{
+    return ::renameat2(olddirfd, oldname, newdirfd, newname, flags);
+}
+
 int KZFileManager::fchmod(int fd, mode_t mode)
 {
     return ::fchmod(fd, mode);

@@ -36,6 +36,9 @@ public:
     virtual int unlinkat(int dirfd, const char *name, int flags);
     virtual int mkdirat(int dirfd, const char *name, mode_t mode);
     virtual int renameat(int olddirfd, const char *oldname, int newdirfd, const char *newname);
+    // renameat2(2): with RENAME_NOREPLACE an existing newname is EEXIST, never replaced.
+    virtual int renameat2(int olddirfd, const char *oldname, int newdirfd, const char *newname,
+                          unsigned flags);
     virtual int fchmod(int fd, mode_t mode);
     virtual int fchmodat(int dirfd, const char *name, mode_t mode, int flags);
     // With AT_EACCESS: whether the effective user may, as the kernel would answer an open.

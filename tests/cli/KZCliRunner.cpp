@@ -53,10 +53,10 @@ KZCliRunner::KZCliRunner()
     writeMountTable();
 }
 
-QByteArray KZCliRunner::addVolume(const QByteArray &name, QString *whyNot)
+QByteArray KZCliRunner::addVolume(const QByteArray &name, QString *whyNot, int sizeMiB)
 {
     const QByteArray mountPoint = local(m_sandbox.path(QStringLiteral("volumes/"))) + name;
-    auto mount = KZTestMount::tmpfs(mountPoint, whyNot, 16);
+    auto mount = KZTestMount::tmpfs(mountPoint, whyNot, sizeMiB);
     if (!mount)
         return {};
     m_mounts.push_back(std::move(mount));

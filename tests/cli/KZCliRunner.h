@@ -47,7 +47,7 @@ public:
     [[nodiscard]] KZTestSandbox &sandbox() { return m_sandbox; }
 
     // A tmpfs volume named name inside the sandbox (root only): null with *whyNot otherwise.
-    [[nodiscard]] QByteArray addVolume(const QByteArray &name, QString *whyNot);
+    [[nodiscard]] QByteArray addVolume(const QByteArray &name, QString *whyNot, int sizeMiB = 16);
     // A journalled ext4 volume (a loop-mounted image) named name inside the sandbox (root only).
     [[nodiscard]] QByteArray addExt4Volume(const QByteArray &name, QString *whyNot);
     // The Trash of a new volume "Work", or nullopt with *whyNot.

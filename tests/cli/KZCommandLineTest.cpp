@@ -35,3 +35,31 @@ TEST(CommandLine, NoCommandOrTrayStartsTheDesktopAndEveryOtherFormDoesNot)
     ASSERT_TRUE(KZCommandLine::parse({"help", "tray"}, &options, &error));
     EXPECT_TRUE(KZCommandLine::helpText(options.command).contains(QStringLiteral("system tray")));
 }
+
+TEST(CommandLine, RestoreTakesAFolderAndRenameAndPutTakesOnlyJson)
+{
+    KZCommandLine::Options options;
+    QString error;
+    ASSERT_TRUE(KZCommandLine::parse({"restore", "a", "--to", "/x y", "--rename", "--json", "b"},
+                                     &options, &error))
+        << error.toStdString();
+    EXPECT_EQ(options.command, KZCommandLine::Command::Restore);
+    EXPECT_EQ(options.operands, (QByteArrayList{"a", "b"}));
+    EXPECT_EQ(options.toFolder, "/x y");
+    EXPECT_TRUE(options.rename && options.json);
+    ASSERT_TRUE(KZCommandLine::parse({"restore", "--to=-odd", "a"}, &options, &error));
+    EXPECT_EQ(options.toFolder, "-odd");
+
+    // An option after --to is not a folder; help still answers.
+    EXPECT_FALSE(KZCommandLine::parse({"restore", "a", "--to", "--rename"}, &options, &error));
+    EXPECT_FALSE(KZCommandLine::parse({"restore", "a", "--to"}, &options, &error));
+    EXPECT_FALSE(KZCommandLine::parse({"restore", "--rename"}, &options, &error));
+    ASSERT_TRUE(KZCommandLine::parse({"restore", "--to", "--help"}, &options, &error));
+    EXPECT_TRUE(options.help);
+
+    EXPECT_FALSE(KZCommandLine::parse({"put"}, &options, &error));
+    EXPECT_FALSE(KZCommandLine::parse({"put", "a", "--to", "/x"}, &options, &error));
+    EXPECT_FALSE(KZCommandLine::parse({"put", "a", "--yes"}, &options, &error));
+    ASSERT_TRUE(KZCommandLine::parse({"put", "a", "--json"}, &options, &error));
+    EXPECT_EQ(options.command, KZCommandLine::Command::Put);
+}

@@ -84,7 +84,7 @@ registered=$(complete -p binwise 2>&1)
 
 expect "binwise em" empty
 expect "binwise e" empty erase
-expect "binwise " list items empty erase help tray
+expect "binwise " list items empty erase put restore help tray
 expect "binwise --" --help --version
 expect "binwise -" -h -V --help --version
 expect "binwise empty --" --all --yes --secure --locked= --no-permission= --help
@@ -96,7 +96,9 @@ expect "binwise empty --yes --l" --locked=
 expect "binwise empty --locked=" ask skip erase
 expect "binwise erase --no-permission=e" erase
 expect "binwise erase --locked " ask skip erase
-expect "binwise help " list items empty erase tray
+expect "binwise help " list items empty erase put restore tray
+expect "binwise restore --" --to --rename --json --help
+expect "binwise put -" -h --json --help
 expect "binwise list x --" --json --help
 expect "binwise tray --" --help
 # Paths after erase (also after "--", where nothing is an option any more).
@@ -104,6 +106,8 @@ cd "$FILES" || exit 1
 expect "binwise erase al" "alpha one" "alpha two"
 expect "binwise erase --yes -- b" beta
 expect "binwise erase -- --" 
+expect "binwise put al" "alpha one" "alpha two"
+expect "binwise restore --rename -- b" beta
 # Volume names and mount points, from binwise list, quoted for the command line.
 if [ -n "$VOLUME" ]; then
     expect "binwise empty Vol" "Vol\\ One"
