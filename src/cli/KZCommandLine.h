@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KZItemFilter.h"
+
 #include <QByteArray>
 #include <QByteArrayList>
 #include <QString>
@@ -26,6 +28,8 @@ public:
         bool yes = false;
         Answer locked = Answer::Ask;
         Answer noPermission = Answer::Ask;
+        // --older-than, --larger-than, --matching ("items", "empty").
+        KZItemFilter filter;
         // Volume names or mount points ("items", "empty"), or paths ("erase"), as given.
         QByteArrayList operands;
     };
