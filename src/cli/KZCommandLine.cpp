@@ -273,8 +273,9 @@ QString KZCommandLine::helpText(Command command)
     static const QString choose = QStringLiteral(
         "  --older-than DURATION           only items put in the Trash more than DURATION ago:\n"
         "                                  30d, 12h, 45m, 90s, 2w (a bare number counts days,\n"
-        "                                  as trash-empty's); by the DeletionDate of the item's\n"
-        "                                  info file, so an item without one is never chosen\n"
+        "                                  as with trash-empty), by the DeletionDate in the\n"
+        "                                  item's info file; an item without one is never\n"
+        "                                  chosen\n"
         "  --larger-than SIZE              only items of more than SIZE allocated bytes, as\n"
         "                                  items shows them: 10k, 500M, 1G, 2T are powers of\n"
         "                                  1000, as binwise prints sizes; 1Ki, 1Mi, 1Gi of 1024\n"
