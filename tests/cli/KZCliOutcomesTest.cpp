@@ -114,6 +114,16 @@ TEST(CliOutcomes, EachRequestedItemHasItsOutcomeAndTheTotalsCountThem)
     EXPECT_EQ(unconfirmed.exitCode, 2);
     EXPECT_TRUE(unconfirmed.out.isEmpty()) << str(unconfirmed.out);
     EXPECT_TRUE(exists(trash.itemPath("plain")));
+    // Cancelled at the confirmation: still one document, every item stopped.
+    const KZCliResult cancelled
+        = cli.runOnTerminal({"erase", "--json", trash.itemPath("plain")}, "3\n");
+    EXPECT_EQ(cancelled.exitCode, 3) << str(cancelled.err);
+    EXPECT_EQ(itemsOf(documentOf(cancelled.out))
+                  .value(QStringLiteral("plain"))
+                  .value(QStringLiteral("outcome"))
+                  .toString(),
+              QStringLiteral("stopped"));
+    EXPECT_TRUE(exists(trash.itemPath("plain")));
 
     QByteArrayList arguments{"erase", "--yes", "--json"};
     for (const char *name : {"many", "vanishing", "plain", "locked", "root's folder", "frozen"})
