@@ -22,20 +22,19 @@ std::u32string characters(const QByteArray &bytes)
     qsizetype i = 0;
     while (i < bytes.size()) {
         const unsigned char lead = byteAt(i);
-        int length = 0;
-        char32_t value = 0;
-        char32_t minimum = 0;
         if (lead < 0x80) {
             out.push_back(lead);
             ++i;
             continue;
-        } else if ((lead & 0xe0) == 0xc0) {
-            length = 2, value = lead & 0x1f, minimum = 0x80;
-        } else if ((lead & 0xf0) == 0xe0) {
-            length = 3, value = lead & 0x0f, minimum = 0x800;
-        } else if ((lead & 0xf8) == 0xf0) {
-            length = 4, value = lead & 0x07, minimum = 0x10000;
         }
+        // The sequence's length, the lead byte's bits and the least value it may encode (a
+        // longer form than needed is invalid, as Python has it).
+        const int length = (lead & 0xe0) == 0xc0   ? 2
+                           : (lead & 0xf0) == 0xe0 ? 3
+                           : (lead & 0xf8) == 0xf0 ? 4
+                                                   : 0;
+        char32_t value = lead & (0x7f >> length);
+        const char32_t minimum = length == 2 ? 0x80 : length == 3 ? 0x800 : 0x10000;
         bool valid = length != 0 && i + length <= bytes.size();
         for (int k = 1; valid && k < length; ++k) {
             const unsigned char next = byteAt(i + k);
