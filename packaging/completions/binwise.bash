@@ -22,7 +22,8 @@ _binwise()
     fi
 
     local commands="list items empty erase put restore help tray"
-    local erasing="--yes --secure --locked= --no-permission= --help"
+    local erasing="--yes --secure --locked= --no-permission= --json --help"
+    local choosing="--older-than --larger-than --matching"
     local answers="ask skip erase"
 
     # The command is the first word that is not an option; "--" ends the options.
@@ -52,11 +53,18 @@ _binwise()
         return
     fi
 
+    # A duration, a size or a pattern: nothing to offer.
+    if [[ -z $ended && ($prev == --older-than || $prev == --larger-than || $prev == --matching) &&
+        ($command == items || $command == empty) ]]; then
+        return
+    fi
+
     local options=""
     case $command in
     "") options="--help --version" ;;
-    list | items) options="--json --help" ;;
-    empty) options="--all $erasing" ;;
+    list) options="--json --help" ;;
+    items) options="--json $choosing --help" ;;
+    empty) options="--all $erasing $choosing" ;;
     erase) options=$erasing ;;
     put) options="--json --help" ;;
     restore) options="--to --rename --json --help" ;;

@@ -25,6 +25,10 @@ complete -c binwise -n "__fish_seen_subcommand_from list items empty erase put r
 complete -c binwise -n "__fish_seen_subcommand_from list items put restore" -l json -d 'Print an array of JSON objects'
 complete -c binwise -n "__fish_seen_subcommand_from items empty" -a '(__binwise_volumes)' -d Volume
 complete -c binwise -n "__fish_seen_subcommand_from empty" -l all -d 'Empty every Trash'
+complete -c binwise -n "__fish_seen_subcommand_from empty erase" -l json -d 'Print the outcome of each item as JSON'
+complete -c binwise -n "__fish_seen_subcommand_from items empty" -l older-than -x -d 'Only items put in the Trash longer ago (30d, 12h)'
+complete -c binwise -n "__fish_seen_subcommand_from items empty" -l larger-than -x -d 'Only items larger than this (500M, 1G)'
+complete -c binwise -n "__fish_seen_subcommand_from items empty" -l matching -x -d 'Only items whose original name matches the pattern'
 complete -c binwise -n "__fish_seen_subcommand_from empty erase" -s y -l yes -d 'Answer the confirmation with erase'
 complete -c binwise -n "__fish_seen_subcommand_from empty erase" -l secure -d 'Overwrite before removing (srm)'
 complete -c binwise -n "__fish_seen_subcommand_from empty erase" -l locked -x -a 'ask skip erase' -d 'How to answer "is locked" questions'

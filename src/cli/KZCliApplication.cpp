@@ -60,7 +60,8 @@ int KZCliApplication::run(const QByteArrayList &arguments)
     case KZCommandLine::Command::Items: {
         KZCliTrashes trashes;
         QByteArray output;
-        if (!KZCliListing(trashes).items(options.operands, options.json, &output, &error)) {
+        if (!KZCliListing(trashes).items(options.operands, options.filter, options.json, &output,
+                                         &error)) {
             printError(QStringLiteral("items: ") + error);
             return UsageError;
         }

@@ -3,6 +3,7 @@
 #include "KZCliAlertBackend.h"
 #include "KZCliApplication.h"
 #include "KZCliInterrupt.h"
+#include "KZCliOutcomes.h"
 #include "KZTerminalProgress.h"
 #include "erase/KZBWAlert.h"
 #include "erase/KZDeleteItems.h"
@@ -15,6 +16,7 @@
 #include "model/KZPath.h"
 #include "privileged/KZSecureAccess.h"
 
+#include <QDateTime>
 #include <QEventLoop>
 #include <QStringList>
 
@@ -68,6 +70,13 @@ KZCliEraseCommand::KZCliEraseCommand(const KZCommandLine::Options &options, KZCl
     , m_trashes(trashes)
 {}
 
+KZCliEraseCommand::~KZCliEraseCommand() = default;
+
+void KZCliEraseCommand::tell(const QByteArray &text) const
+{
+    KZCliApplication::writeTo(m_options.json ? STDERR_FILENO : STDOUT_FILENO, text);
+}
+
 bool KZCliEraseCommand::buildRequest(int *status)
 {
     QString error;
@@ -81,8 +90,11 @@ bool KZCliEraseCommand::buildRequest(int *status)
             return false;
         }
         m_request = {KZEraseRecord::smartErase(items)};
-        for (const QUrl &item : std::as_const(items))
+        for (const QUrl &item : std::as_const(items)) {
             m_requested.append(KZPath::pathFromURL(item));
+            if (m_options.json)
+                m_requestedItems.append(m_trashes.describeItem(item));
+        }
         return true;
     }
 
@@ -93,6 +105,37 @@ bool KZCliEraseCommand::buildRequest(int *status)
         *status = KZCliApplication::UsageError;
         return false;
     }
+    const KZItemFilter &filter = m_options.filter;
+    if (!filter.isEmpty() || m_options.json) {
+        // The info files go with their items: what they say is read before the erase.
+        QList<KZTrashLocation> withItems;
+        for (const KZTrashLocation &location : std::as_const(selected)) {
+            // A Trash marked empty is one the engine passes over.
+            if (!location.trashIsEmpty || !filter.isEmpty())
+                withItems.append(location);
+        }
+        m_requestedItems
+            = m_trashes.chooseItems(withItems, filter, false, QDateTime::currentSecsSinceEpoch());
+    }
+    if (!filter.isEmpty()) {
+        // The chosen items, as the smart-delete window hands its ticked ones: the same
+        // confirmation, questions and log.
+        QList<QUrl> items;
+        for (const KZCliTrashes::TrashItem &item : std::as_const(m_requestedItems)) {
+            items.append(item.url);
+            m_requested.append(KZPath::pathFromURL(item.url));
+        }
+        if (items.isEmpty()) {
+            tell("No item in the Trash matches what was asked; nothing was erased.\n");
+            if (m_options.json)
+                KZCliApplication::writeTo(STDOUT_FILENO, KZCliOutcomes({}).json(nullptr));
+            *status = KZCliApplication::Done;
+            return false;
+        }
+        m_request = {KZEraseRecord::smartErase(items)};
+        return true;
+    }
+
     // The whole array of records, as the menu hands it (or the named volumes' records).
     m_request = KZEraseRecord::fromTrashLocations(selected);
     for (const KZTrashLocation &location : std::as_const(selected)) {
@@ -105,9 +148,10 @@ bool KZCliEraseCommand::buildRequest(int *status)
         }
     }
     if (m_requested.isEmpty()) {
-        KZCliApplication::writeTo(
-            STDOUT_FILENO, selected.size() == 1 ? "The Trash is empty; nothing to erase.\n"
-                                                : "The Trashes are empty; nothing to erase.\n");
+        tell(selected.size() == 1 ? "The Trash is empty; nothing to erase.\n"
+                                  : "The Trashes are empty; nothing to erase.\n");
+        if (m_options.json)
+            KZCliApplication::writeTo(STDOUT_FILENO, KZCliOutcomes({}).json(nullptr));
         *status = KZCliApplication::Done;
         return false;
     }
@@ -138,6 +182,9 @@ bool KZCliEraseCommand::checkPreconditions()
     if (!confirms && m_options.command == KZCommandLine::Command::Erase)
         return refuse(QStringLiteral("with the setting \"showAlert\" off single items are not "
                                      "erased; turn it on, or empty the whole Trash"));
+    if (!confirms && !m_options.filter.isEmpty())
+        return refuse(QStringLiteral("with the setting \"showAlert\" off only whole Trashes are "
+                                     "emptied; turn it on to erase the chosen items"));
     return true;
 }
 
@@ -282,6 +329,11 @@ int KZCliEraseCommand::run()
     engine.setAsksWithoutHelper(isatty(STDIN_FILENO) == 1);
     engine.setProgressDisplayFactory(
         [bar](KZProgressUI *) { return std::make_unique<KZTerminalProgress>(bar); });
+    if (m_options.json) {
+        m_outcomes = std::make_shared<KZCliOutcomes>(m_requestedItems);
+        engine.setItemOutcomeObserver(
+            [outcomes = m_outcomes](const KZItemOutcome &event) { outcomes->record(event); });
+    }
 
     QEventLoop loop;
     bool ended = false;
@@ -304,15 +356,19 @@ int KZCliEraseCommand::run()
         loop.exec();
     QObject::disconnect(observer);
     presenter.setBackend(previous);
+    engine.setItemOutcomeObserver({});
 
     if (!started) {
-        KZCliApplication::writeTo(STDOUT_FILENO, "Cancelled; nothing was erased.\n");
+        tell("Cancelled; nothing was erased.\n");
+        if (m_outcomes)
+            KZCliApplication::writeTo(STDOUT_FILENO, m_outcomes->json(nullptr));
         return KZCliApplication::Cancelled;
     }
     const KZEraseSummary summary = engine.lastJobSummary();
     const QByteArrayList left = itemsLeft();
-    KZCliApplication::writeTo(STDOUT_FILENO,
-                              summaryText(summary, left, m_requested.size()).toUtf8() + '\n');
+    tell(summaryText(summary, left, m_requested.size()).toUtf8() + '\n');
+    if (m_outcomes)
+        KZCliApplication::writeTo(STDOUT_FILENO, m_outcomes->json(&summary));
     if (summary.stoppedByUser || interrupt.received() != 0)
         return KZCliApplication::Cancelled;
     return left.isEmpty() && !hasReasons(summary) ? KZCliApplication::Done

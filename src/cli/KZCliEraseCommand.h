@@ -8,6 +8,10 @@
 #include <QByteArrayList>
 #include <QString>
 
+#include <memory>
+
+class KZCliOutcomes;
+
 // "binwise empty" and "binwise erase": builds the request (all Trashes as the menu hands them,
 // the named volumes' records, or one smart-erase record of the named items), hands it to the
 // erase engine, turns the event loop until the engine posts "stopWorking", then prints the
@@ -16,6 +20,7 @@ class KZCliEraseCommand
 {
 public:
     KZCliEraseCommand(const KZCommandLine::Options &options, KZCliTrashes &trashes);
+    ~KZCliEraseCommand();
 
     // The exit status (KZCliApplication::ExitStatus).
     [[nodiscard]] int run();
@@ -34,11 +39,17 @@ private:
     // Once per run: whether the helper can erase what the user's rights cannot.
     void checkHelper();
     [[nodiscard]] QByteArrayList itemsLeft() const;
+    // The summary line, or any other message about the run's result: on standard output, or
+    // on standard error when standard output carries the JSON document.
+    void tell(const QByteArray &text) const;
 
     KZCommandLine::Options m_options;
     KZCliTrashes &m_trashes;
     KZEraseRequest m_request;
     // The top-level items the request covers, as paths, taken before the erase.
     QByteArrayList m_requested;
+    // The same items with what their info files said, for the JSON document.
+    QList<KZCliTrashes::TrashItem> m_requestedItems;
+    std::shared_ptr<KZCliOutcomes> m_outcomes;
     bool m_helperChecked = false;
 };

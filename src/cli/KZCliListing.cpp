@@ -87,40 +87,35 @@ QByteArray KZCliListing::list(bool json)
     return json ? array.finish() : text;
 }
 
-bool KZCliListing::items(const QByteArrayList &volumes, bool json, QByteArray *output,
-                         QString *error)
+bool KZCliListing::items(const QByteArrayList &volumes, const KZItemFilter &filter, bool json,
+                         QByteArray *output, QString *error)
 {
     QList<KZTrashLocation> selected;
     if (!m_trashes.selectVolumes(volumes, &selected, error))
         return false;
     KZJsonLines array;
     QByteArray text;
-    for (const KZTrashLocation &location : std::as_const(selected)) {
-        for (const QUrl &trashURL : location.trashURLs()) {
-            const QByteArray folder = KZPath::pathFromURL(trashURL);
-            for (const QByteArray &name : KZCliTrashes::topLevelNames(trashURL)) {
-                const QUrl url = KZPath::urlFromPath(KZPath::join(folder, name));
-                const std::optional<KZTrashInfo> info = KZTrashInfo::readForItem(url);
-                const quint64 size = m_trashes.sizeOfItem(url);
-                const bool hasPath = info && !info->originalPath.isEmpty();
-                if (json) {
-                    array.beginObject();
-                    array.add("volumeName", location.volumeName);
-                    array.add("name", KZPath::displayString(name));
-                    array.add("itemURL", urlText(url));
-                    array.add("originalPath", hasPath ? std::optional<QString>(
-                                                  KZPath::displayString(info->originalPath))
-                                                      : std::nullopt);
-                    array.add("added", info ? info->deletionDate : std::nullopt);
-                    array.add("size", size);
-                    array.endObject();
-                } else {
-                    text += line({field(location.volumeName), field(name),
-                                  hasPath ? field(info->originalPath) : QStringLiteral("-"),
-                                  dateText(info ? info->deletionDate : std::nullopt),
-                                  sizeText(size)});
-                }
-            }
+    const QList<KZCliTrashes::TrashItem> chosen
+        = m_trashes.chooseItems(selected, filter, true, QDateTime::currentSecsSinceEpoch());
+    for (const KZCliTrashes::TrashItem &item : chosen) {
+        const std::optional<KZTrashInfo> &info = item.info;
+        const quint64 size = item.size.value_or(0);
+        const bool hasPath = info && !info->originalPath.isEmpty();
+        if (json) {
+            array.beginObject();
+            array.add("volumeName", item.volumeName);
+            array.add("name", KZPath::displayString(item.name));
+            array.add("itemURL", urlText(item.url));
+            array.add("originalPath",
+                      hasPath ? std::optional<QString>(KZPath::displayString(info->originalPath))
+                              : std::nullopt);
+            array.add("added", info ? info->deletionDate : std::nullopt);
+            array.add("size", size);
+            array.endObject();
+        } else {
+            text += line({field(item.volumeName), field(item.name),
+                          hasPath ? field(info->originalPath) : QStringLiteral("-"),
+                          dateText(info ? info->deletionDate : std::nullopt), sizeText(size)});
         }
     }
     *output = json ? array.finish() : text;

@@ -16,10 +16,10 @@ public:
 
     // The Trash location records, measured.
     [[nodiscard]] QByteArray list(bool json);
-    // The top-level items of the selected volumes' Trashes. False with *error when a volume
-    // cannot be found (see KZCliTrashes::selectVolumes).
-    [[nodiscard]] bool items(const QByteArrayList &volumes, bool json, QByteArray *output,
-                             QString *error);
+    // The top-level items of the selected volumes' Trashes that filter chooses. False with
+    // *error when a volume cannot be found (see KZCliTrashes::selectVolumes).
+    [[nodiscard]] bool items(const QByteArrayList &volumes, const KZItemFilter &filter, bool json,
+                             QByteArray *output, QString *error);
 
 private:
     KZCliTrashes &m_trashes;

@@ -176,6 +176,46 @@ QByteArray KZCliTrashes::absolutePath(const QByteArray &path)
     return trimmed.startsWith('/') ? trimmed : KZPath::join(workingFolder(), trimmed);
 }
 
+QList<KZCliTrashes::TrashItem> KZCliTrashes::chooseItems(const QList<KZTrashLocation> &locations,
+                                                         const KZItemFilter &filter, bool measure,
+                                                         qint64 now) const
+{
+    QList<TrashItem> chosen;
+    for (const KZTrashLocation &location : locations) {
+        for (const QUrl &trashURL : location.trashURLs()) {
+            const QByteArray folder = KZPath::pathFromURL(trashURL);
+            for (const QByteArray &name : topLevelNames(trashURL)) {
+                TrashItem item{
+                    location.volumeName, KZPath::urlFromPath(KZPath::join(folder, name)), name,
+                    KZTrashInfo::readForItem(KZPath::urlFromPath(KZPath::join(folder, name))),
+                    std::nullopt};
+                if (measure || filter.needsSize())
+                    item.size = sizeOfItem(item.url);
+                if (filter.matches(item.info, item.size.value_or(0), now))
+                    chosen.append(std::move(item));
+            }
+        }
+    }
+    return chosen;
+}
+
+KZCliTrashes::TrashItem KZCliTrashes::describeItem(const QUrl &url)
+{
+    if (!m_volumeOfTrash) {
+        m_volumeOfTrash.emplace();
+        for (const KZTrashLocation &location : locations()) {
+            for (const QUrl &trashURL : location.trashURLs()) {
+                const QByteArray real = realPathOf(KZPath::pathFromURL(trashURL));
+                if (!real.isEmpty())
+                    m_volumeOfTrash->insert(real, location.volumeName);
+            }
+        }
+    }
+    const QByteArray path = KZPath::pathFromURL(url);
+    return {m_volumeOfTrash->value(KZPath::parentPath(path)), url, KZPath::fileName(path),
+            KZTrashInfo::readForItem(url), std::nullopt};
+}
+
 QByteArrayList KZCliTrashes::topLevelNames(const QUrl &trashURL)
 {
     QByteArrayList names;

@@ -1,10 +1,13 @@
 #pragma once
 
+#include "KZItemFilter.h"
 #include "model/KZFilesUtilities.h"
+#include "model/KZTrashInfo.h"
 #include "model/KZTrashLocation.h"
 
 #include <QByteArray>
 #include <QByteArrayList>
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QUrl>
@@ -16,6 +19,16 @@
 class KZCliTrashes
 {
 public:
+    // A top-level item of a Trash, with what its info file says.
+    struct TrashItem
+    {
+        QString volumeName;
+        QUrl url;
+        QByteArray name;
+        std::optional<KZTrashInfo> info;
+        std::optional<quint64> size; // allocated bytes, when measured
+    };
+
     // The file model's roots for this process: the kernel's mount table, or the one named by
     // BINWISE_MOUNTINFO (a file in /proc/self/mountinfo's format), so that a test or a sandbox
     // can keep binwise to the volumes it owns.
@@ -43,6 +56,15 @@ public:
     // path made absolute against the working folder, without trailing slashes; nothing is
     // resolved.
     [[nodiscard]] static QByteArray absolutePath(const QByteArray &path);
+    // The top-level items of the locations' Trashes (both folders of a volume) that filter
+    // chooses, in listing order; each is measured when measure is set or the filter needs its
+    // size. now: seconds since 1970.
+    [[nodiscard]] QList<TrashItem> chooseItems(const QList<KZTrashLocation> &locations,
+                                               const KZItemFilter &filter, bool measure,
+                                               qint64 now) const;
+    // The item at url (directly in a Trash's files folder) with its info file and the name of
+    // its volume; not measured.
+    [[nodiscard]] TrashItem describeItem(const QUrl &url);
 
     // The names in a Trash's files folder, sorted bytewise; hidden ones included.
     [[nodiscard]] static QByteArrayList topLevelNames(const QUrl &trashURL);
@@ -57,4 +79,6 @@ public:
 private:
     KZFilesUtilities m_utilities;
     std::optional<QList<KZTrashLocation>> m_locations;
+    // Real paths of the Trashes' files folders, and their volumes' names.
+    std::optional<QHash<QByteArray, QString>> m_volumeOfTrash;
 };

@@ -26,8 +26,13 @@ using Command = KZCommandLine::Command;
 
 bool takesJson(Command command)
 {
-    return command == Command::List || command == Command::Items || command == Command::Put
-           || command == Command::Restore;
+    return command == Command::List || command == Command::Items || command == Command::Empty
+           || command == Command::Erase || command == Command::Put || command == Command::Restore;
+}
+
+bool choosesItems(Command command)
+{
+    return command == Command::Items || command == Command::Empty;
 }
 
 bool erases(Command command)
@@ -125,6 +130,55 @@ bool KZCommandLine::parse(const QByteArrayList &arguments, Options *options, QSt
             return true;
         };
 
+        const auto valueOf = [&](const char *what) -> std::optional<QByteArray> {
+            if (!value) {
+                // "binwise empty --older-than --help": the help is what was wanted.
+                if (i + 1 < arguments.size()
+                    && (arguments.at(i + 1) == "--help" || arguments.at(i + 1) == "-h")) {
+                    options->help = true;
+                    ++i;
+                    return std::nullopt;
+                }
+                if (i + 1 >= arguments.size()) {
+                    fail(QStringLiteral("%1 needs a value: %2")
+                             .arg(text(name), QLatin1String(what)));
+                    return std::nullopt;
+                }
+                value = arguments.at(++i);
+            }
+            return *value;
+        };
+        const auto duration = [&] {
+            const std::optional<QByteArray> given = valueOf("a duration such as 30d or 12h");
+            if (!given)
+                return options->help;
+            options->filter.olderThan = KZItemFilter::parseDuration(*given);
+            return options->filter.olderThan.has_value()
+                   || fail(QStringLiteral("%1 takes a duration such as 30d, 12h, 45m or 2w (a "
+                                          "bare number counts days), not “%2”")
+                               .arg(text(name), text(*given)));
+        };
+        const auto size = [&] {
+            const std::optional<QByteArray> given = valueOf("a size such as 500M or 1G");
+            if (!given)
+                return options->help;
+            options->filter.largerThan = KZItemFilter::parseSize(*given);
+            return options->filter.largerThan.has_value()
+                   || fail(QStringLiteral("%1 takes a size such as 10k, 500M or 1G (or 1Gi for "
+                                          "1024³ bytes), not “%2”")
+                               .arg(text(name), text(*given)));
+        };
+        const auto pattern = [&] {
+            const std::optional<QByteArray> given = valueOf("a pattern such as '*.log'");
+            if (!given)
+                return options->help;
+            if (given->isEmpty())
+                return fail(
+                    QStringLiteral("%1 takes a pattern, not an empty text").arg(text(name)));
+            options->filter.matching = *given;
+            return true;
+        };
+
         const Command command = options->command;
         bool ok = true;
         if (name == "-h" || name == "--help") {
@@ -163,6 +217,12 @@ bool KZCommandLine::parse(const QByteArrayList &arguments, Options *options, QSt
             options->toFolder = *value;
         } else if (name == "--rename" && command == Command::Restore) {
             ok = flag(&options->rename);
+        } else if (name == "--older-than" && choosesItems(command)) {
+            ok = duration();
+        } else if (name == "--larger-than" && choosesItems(command)) {
+            ok = size();
+        } else if (name == "--matching" && choosesItems(command)) {
+            ok = pattern();
         } else if (command == Command::None) {
             return fail(QStringLiteral("“%1” comes after a command (try binwise --help)")
                             .arg(text(argument)));
@@ -239,6 +299,35 @@ QString KZCommandLine::helpText(Command command)
         "  --no-permission=ask|skip|erase  how to answer \"no permission\" questions for all\n"
         "                                  items (skip or erase as if \"Apply to all\" were\n"
         "                                  ticked; ask, the default, asks on the terminal)\n");
+    static const QString choose = QStringLiteral(
+        "  --older-than DURATION           only items put in the Trash more than DURATION ago:\n"
+        "                                  30d, 12h, 45m, 90s, 2w (a bare number counts days,\n"
+        "                                  as with trash-empty), by the DeletionDate in the\n"
+        "                                  item's info file; an item without one is never\n"
+        "                                  chosen\n"
+        "  --larger-than SIZE              only items of more than SIZE allocated bytes, as\n"
+        "                                  items shows them: 10k, 500M, 1G, 2T are powers of\n"
+        "                                  1000, as binwise prints sizes; 1Ki, 1Mi, 1Gi of 1024\n"
+        "  --matching PATTERN              only items whose original name matches the shell\n"
+        "                                  pattern (*, ?, [a-z], [!a-z]), as trash-rm matches:\n"
+        "                                  a PATTERN starting with / is held against the whole\n"
+        "                                  original path; an item without an info file never\n"
+        "                                  matches (quote the pattern from the shell)\n"
+        "Given together, an item must meet all of them.\n");
+    static const QString outcomes = QStringLiteral(
+        "  --json                          print one JSON document when done: {\"items\": [...],\n"
+        "                                  \"totals\": {...}}; messages and the summary line go\n"
+        "                                  to standard error\n"
+        "\n"
+        "With --json, each requested item is an object: volumeName, name, itemURL,\n"
+        "originalPath (or null), outcome, reason (plain text, or null when erased or gone)\n"
+        "and erasedSize (allocated bytes erased of it). outcome is one of erased, gone\n"
+        "(removed or restored by another program before binwise reached it), skippedLocked,\n"
+        "skippedNoPermission (skipped as answered, or because no helper can erase it), busy,\n"
+        "failed, stopped (the erase was cancelled or stopped before it was done). totals:\n"
+        "count (items asked for), erasedSize (as the summary line counts it), erasedEntries\n"
+        "(entries at every level) and the number of items per outcome, under the outcome's\n"
+        "name. A usage error (status 2) prints no document.\n");
     static const QString confirm = QStringLiteral(
         "  -y, --yes                       answer the confirmation with erase (needed when\n"
         "                                  standard input is not a terminal)\n"
@@ -255,24 +344,31 @@ QString KZCommandLine::helpText(Command command)
             "          itemsCount, itemsSize (allocated bytes)\n");
     case Command::Items:
         return QStringLiteral(
-            "Usage: binwise items [VOLUME...] [--json]\n"
-            "\n"
-            "The top-level items of each Trash (or of the named volumes', by name or mount\n"
-            "point), one per line: volume name, item name, original path, deletion date and\n"
-            "size, separated by tabs.\n"
-            "\n"
-            "  --json  an array of objects: volumeName, name, itemURL (the item's exact bytes,\n"
-            "          percent-encoded), originalPath, added (seconds since 2001-01-01 UTC),\n"
-            "          size (allocated bytes)\n");
+                   "Usage: binwise items [VOLUME...] [OPTIONS]\n"
+                   "\n"
+                   "The top-level items of each Trash (or of the named volumes', by name or mount\n"
+                   "point), one per line: volume name, item name, original path, deletion date "
+                   "and\nsize, separated by tabs.\n"
+                   "\n"
+                   "  --json                          an array of objects: volumeName, name, "
+                   "itemURL\n"
+                   "                                  (the item's exact bytes, percent-encoded),\n"
+                   "                                  originalPath, added (seconds since "
+                   "2001-01-01\n"
+                   "                                  UTC), size (allocated bytes)\n")
+               + choose;
     case Command::Empty:
         return QStringLiteral("Usage: binwise empty [--all | VOLUME...] [OPTIONS]\n"
                               "\n"
                               "Empties every Trash (no volume given, or --all), or the Trash of "
-                              "each named\nvolume (by name or mount point).\n"
+                              "each named\nvolume (by name or mount point). With --older-than, "
+                              "--larger-than or\n--matching it erases only the items they "
+                              "choose, as \"binwise erase\" would\nerase them; when none is "
+                              "chosen it says so and erases nothing.\n"
                               "\n"
                               "  --all                           every Trash (as when no volume "
                               "is given)\n")
-               + confirm + answers;
+               + confirm + answers + choose + outcomes;
     case Command::Erase:
         return QStringLiteral(
                    "Usage: binwise erase PATH... [OPTIONS]\n"
@@ -282,7 +378,7 @@ QString KZCommandLine::helpText(Command command)
                    "of \"binwise items\n--json\". Nothing is erased when one item "
                    "does not qualify.\n"
                    "\n")
-               + confirm + answers;
+               + confirm + answers + outcomes;
     case Command::Put:
         return QStringLiteral(
             "Usage: binwise put PATH... [--json]\n"

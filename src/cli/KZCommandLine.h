@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KZItemFilter.h"
+
 #include <QByteArray>
 #include <QByteArrayList>
 #include <QString>
@@ -29,6 +31,8 @@ public:
         // "restore": --to DIR (empty: back where each item came from), --rename.
         QByteArray toFolder;
         bool rename = false;
+        // --older-than, --larger-than, --matching ("items", "empty").
+        KZItemFilter filter;
         // Volume names or mount points ("items", "empty"), or paths ("erase", "put",
         // "restore"), as given.
         QByteArrayList operands;

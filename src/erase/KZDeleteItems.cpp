@@ -351,6 +351,18 @@ void KZDeleteItems::setAsksWithoutHelper(bool asks)
     m_asksWithoutHelper = asks;
 }
 
+void KZDeleteItems::setItemOutcomeObserver(KZItemOutcome::Observer observer)
+{
+    m_outcomeObserver = std::move(observer);
+}
+
+void KZDeleteItems::report(const QByteArray &path, KZItemOutcome::Kind kind, quint64 size,
+                           const QString &reason) const
+{
+    if (m_outcomeObserver)
+        m_outcomeObserver(KZItemOutcome{path, kind, size, reason});
+}
+
 // ---- The job ------------------------------------------------------------------------------
 
 bool KZDeleteItems::prepareToEraseWithArray(const KZEraseRequest &array)
@@ -571,7 +583,9 @@ void KZDeleteItems::iterateSmartArrayToDelete(const QList<QUrl> &array)
                     manageItemURL(url, true);
                 else
                     addToNotTrashed(url);
-            } else if (!error->isPOSIX(ENOENT)) {
+            } else if (error->isPOSIX(ENOENT)) {
+                report(KZPath::pathFromURL(url), KZItemOutcome::Kind::Gone);
+            } else {
                 // The folder is left, as always; why is said, not dropped.
                 const QByteArray path
                     = error->userInfo.value(QStringLiteral("NSFilePath")).toByteArray();
@@ -761,8 +775,10 @@ void KZDeleteItems::manageItem(Item &item, bool isDirectory)
         item.st = statOf(fileManager(), item.at(), item.where());
         item.statRead = true;
         // Another program emptied or restored it since it was listed: already gone.
-        if (!item.st && errno == ENOENT)
+        if (!item.st && errno == ENOENT) {
+            report(item.path, KZItemOutcome::Kind::Gone);
             return;
+        }
     }
     if (!checkForLockedFile(item))
         return;
@@ -838,9 +854,11 @@ void KZDeleteItems::manageItem(Item &item, bool isDirectory)
         beep();
         ++m_itemBusyCount;
         ++m_notErasedCount;
+        report(item.path, KZItemOutcome::Kind::Busy);
         break;
     case KZFileManager::ErrorCategory::Gone:
         // Removed or restored by another program meanwhile: what was asked for is gone.
+        report(item.path, KZItemOutcome::Kind::Gone);
         break;
     default:
         noteFailure(item.path, *error);
@@ -854,9 +872,11 @@ void KZDeleteItems::noteFailure(const QByteArray &path, const KZError &error)
             qPrintable(error.localizedDescription));
     beep();
     ++m_otherErrorCount;
+    const QString reason = reasonOf(error);
+    report(path, KZItemOutcome::Kind::Failed, 0, reason);
     QMutexLocker locker(&m_lock);
     if (m_failures.size() < KZEraseSummary::kMaximumFailures)
-        m_failures.append({path, reasonOf(error)});
+        m_failures.append({path, reason});
 }
 
 bool KZDeleteItems::isStoppedByUser() const
@@ -1031,6 +1051,7 @@ bool KZDeleteItems::checkForLockedFile(Item &item)
     if (!m_isHelperAuthorized && !m_asksWithoutHelper) {
         ++m_notErasedCount;
         ++m_lockedWithoutHelperCount;
+        report(item.path, KZItemOutcome::Kind::LockedWithoutHelper);
         return false;
     }
     const QUrl url = item.url();
@@ -1067,6 +1088,7 @@ bool KZDeleteItems::checkForLockedFile(Item &item)
     // Let go, but nothing can erase it: it stays, and is counted so.
     ++m_notErasedCount;
     ++m_lockedWithoutHelperCount;
+    report(item.path, KZItemOutcome::Kind::LockedWithoutHelper);
     return false;
 }
 
@@ -1083,6 +1105,7 @@ bool KZDeleteItems::permissionsCheck(Item &item, bool checkForNoPermissions)
     if (!m_isHelperAuthorized && !m_asksWithoutHelper) {
         ++m_notErasedCount;
         ++m_noPermissionWithoutHelperCount;
+        report(item.path, KZItemOutcome::Kind::NoPermissionWithoutHelper);
         return false;
     }
     const QUrl url = item.url();
@@ -1106,6 +1129,7 @@ bool KZDeleteItems::permissionsCheck(Item &item, bool checkForNoPermissions)
     } else if (!skipped && go) {
         ++m_notErasedCount; // let go, but nothing can erase it
         ++m_noPermissionWithoutHelperCount;
+        report(item.path, KZItemOutcome::Kind::NoPermissionWithoutHelper);
     } else if (!skipped) {
         addURLToSkippedArray(url, false);
     }
@@ -1193,6 +1217,8 @@ void KZDeleteItems::addToList(QVariantMap *list, const QString &key, const QVari
 
 void KZDeleteItems::addURLToSkippedArray(const QUrl &url, bool isUnlock)
 {
+    report(KZPath::pathFromURL(url), isUnlock ? KZItemOutcome::Kind::SkippedLocked
+                                              : KZItemOutcome::Kind::SkippedNoPermission);
     QMutexLocker locker(&m_lock);
     if (!m_notAuthorizedItems)
         m_notAuthorizedItems.emplace();
@@ -1204,6 +1230,7 @@ void KZDeleteItems::addURLFoAuthorizedErase(const QUrl &url, bool shouldUnlocked
     const QByteArray path = filesUtilities().pathWithURL(url);
     if (path.isEmpty())
         return;
+    report(path, KZItemOutcome::Kind::ToHelper);
     QMutexLocker locker(&m_lock);
     if (!m_toAuthorizeInfo)
         m_toAuthorizeInfo.emplace();
@@ -1364,6 +1391,8 @@ bool KZDeleteItems::prepareLogFile(const KZEraseRequest &array, bool secureDelet
 
 void KZDeleteItems::writeLogEntryWithPath(const QByteArray &path, quint64 itemSize)
 {
+    // Every removal passes here, the helper's included, whether or not a log is kept.
+    report(path, KZItemOutcome::Kind::Erased, itemSize);
     if (m_logCntrl)
         m_logCntrl->writeEntryWithPath(path, itemSize);
 }

@@ -3,6 +3,7 @@
 #include "KZBWAlert.h"
 #include "KZEraseRecord.h"
 #include "KZEraseSummary.h"
+#include "KZItemOutcome.h"
 #include "KZJobState.h"
 #include "KZLogController.h"
 #include "KZProgressUI.h"
@@ -112,6 +113,10 @@ public:
     // available (a terminal asks; the desktop counts them without a question). The question
     // then offers skip alone and says why. Main thread, between jobs.
     void setAsksWithoutHelper(bool asks);
+
+    // Told what became of every entry of later jobs, as it is decided (see KZItemOutcome);
+    // nothing by default. Main thread, between jobs.
+    void setItemOutcomeObserver(KZItemOutcome::Observer observer);
 
     // ---- The job --------------------------------------------------------------------------
 
@@ -269,6 +274,9 @@ private:
     // A removal that failed for a reason of its own: counted, beeped, kept for the summary
     // and the log. Any thread.
     void noteFailure(const QByteArray &path, const KZError &error);
+    // Tells the outcome observer, if any. Any thread.
+    void report(const QByteArray &path, KZItemOutcome::Kind kind, quint64 size = 0,
+                const QString &reason = {}) const;
     // addToNotTrashed for a path just listed (no need to look it up again).
     void addToNotTrashedPath(const QByteArray &path);
 
@@ -306,6 +314,7 @@ private:
 
     std::atomic<quint64> m_otherErrorCount{0};
     bool m_asksWithoutHelper = false;
+    KZItemOutcome::Observer m_outcomeObserver;
     std::atomic<quint64> m_lockedWithoutHelperCount{0};
     std::atomic<quint64> m_noPermissionWithoutHelperCount{0};
     std::atomic<quint64> m_hardLinksRemovedPlainly{0};

@@ -10,6 +10,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -113,7 +116,8 @@ TEST(CliHelper, LockedAndForeignItemsAreErasedThroughPkexecAndTheHelper)
          rules, QString::number(kUser), QStringLiteral("--"), QStringLiteral("/bin/sh"),
          QStringLiteral("-c"),
          QStringLiteral("awk -v point=\"$1\" '$5 == point' /proc/self/mountinfo > \"$2\" && "
-                        "exec \"$3\" empty --all --yes --locked=erase --no-permission=erase"),
+                        "exec \"$3\" empty --all --yes --locked=erase --no-permission=erase "
+                        "--json"),
          QStringLiteral("sh"), QFile::decodeName(volume->mountPoint()), table,
          QFile::decodeName(KZCliRunner::binary())});
     ASSERT_TRUE(sandbox.waitForFinished(180000));
@@ -143,4 +147,17 @@ TEST(CliHelper, LockedAndForeignItemsAreErasedThroughPkexecAndTheHelper)
                                    trash.itemPath("root's/inside"), trash.itemPath("root's")})
         EXPECT_TRUE(log.contains(" " + path + "\n")) << str(path) << " not in\n" << str(log);
     EXPECT_TRUE(log.contains("End of emptying the Trash")) << str(log);
+
+    // What the helper erased counts as erased, item by item.
+    const QJsonObject document = QJsonDocument::fromJson(output).object();
+    QStringList erased;
+    for (const QJsonValue &item : document.value(QStringLiteral("items")).toArray()) {
+        if (item[QStringLiteral("outcome")].toString() == QStringLiteral("erased"))
+            erased.append(item[QStringLiteral("name")].toString());
+    }
+    erased.sort();
+    EXPECT_EQ(erased, (QStringList{QStringLiteral("locked"), QStringLiteral("plain"),
+                                   QStringLiteral("root's")}))
+        << str(output);
+    EXPECT_EQ(document[QStringLiteral("totals")][QStringLiteral("count")].toInteger(), 3);
 }

@@ -320,8 +320,10 @@ TEST_F(Cli, TheConfirmationIsAskedOnATerminalOnlyAndTheSettingsAreTheUsers)
 
     // Without the confirmation a checked-items erase would erase nothing, and no erase is
     // secure: both are refused rather than run differently from what was asked.
-    for (const QByteArrayList &arguments : QList<QByteArrayList>{
-             {"erase", "--yes", trash->itemPath("a")}, {"empty", "--yes", "--secure"}}) {
+    for (const QByteArrayList &arguments :
+         QList<QByteArrayList>{{"erase", "--yes", trash->itemPath("a")},
+                               {"empty", "--yes", "--secure"},
+                               {"empty", "--yes", "--older-than", "1d"}}) {
         const KZCliResult refused = cli.run(arguments);
         EXPECT_EQ(refused.exitCode, 2) << str(arguments.join(' '));
         EXPECT_TRUE(refused.err.contains("showAlert")) << str(refused.err);

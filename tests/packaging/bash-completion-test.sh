@@ -87,12 +87,16 @@ expect "binwise e" empty erase
 expect "binwise " list items empty erase put restore help tray
 expect "binwise --" --help --version
 expect "binwise -" -h -V --help --version
-expect "binwise empty --" --all --yes --secure --locked= --no-permission= --help
-expect "binwise empty -" -y -h --all --yes --secure --locked= --no-permission= --help
-expect "binwise erase --" --yes --secure --locked= --no-permission= --help
+expect "binwise empty --" --all --yes --secure --locked= --no-permission= --json --help \
+    --older-than --larger-than --matching
+expect "binwise empty -" -y -h --all --yes --secure --locked= --no-permission= --json --help \
+    --older-than --larger-than --matching
+expect "binwise erase --" --yes --secure --locked= --no-permission= --json --help
 expect "binwise list --" --json --help
 expect "binwise items --j" --json
-expect "binwise empty --yes --l" --locked=
+expect "binwise empty --yes --lo" --locked=
+expect "binwise items --o" --older-than
+expect "binwise empty --older-than " 
 expect "binwise empty --locked=" ask skip erase
 expect "binwise erase --no-permission=e" erase
 expect "binwise erase --locked " ask skip erase
