@@ -9,17 +9,10 @@
 #include <gtest/gtest.h>
 
 #include <QDBusArgument>
-#include <QDir>
 #include <QStandardPaths>
 #include <QTest>
 
 namespace {
-
-bool isEmptyFolder(const QByteArray &path)
-{
-    return QDir(QString::fromLocal8Bit(path))
-        .isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
-}
 
 // The keys of a menu entry's "shortcut" property (aas), joined by "+".
 QString shortcutOf(const KZDBusMenuItem &item)
@@ -37,13 +30,6 @@ QString shortcutOf(const KZDBusMenuItem &item)
         argument.endArray();
     }
     return keys.join(u',');
-}
-
-QString serviceOf(const QString &registered, QString *path)
-{
-    const qsizetype slash = registered.indexOf(u'/');
-    *path = slash < 0 ? QStringLiteral("/StatusNotifierItem") : registered.mid(slash);
-    return slash < 0 ? registered : registered.left(slash);
 }
 
 } // namespace
@@ -67,7 +53,7 @@ TEST(DesktopHotKeys, DefaultKeyEmptiesEveryTrashAndARecordedOneTakesOverAtOnce)
 
     QProcess &binwise = run.start();
     QString path;
-    const QString service = serviceOf(run.waitForItem(), &path);
+    const QString service = run.waitForItem(&path);
     ASSERT_FALSE(service.isEmpty()) << binwise.readAllStandardError().toStdString();
     KZDBusMenuReader reader(run.watcher.connection(), service, path);
     std::optional<KZDBusMenuItem> root = reader.layout();
@@ -81,15 +67,15 @@ TEST(DesktopHotKeys, DefaultKeyEmptiesEveryTrashAndARecordedOneTakesOverAtOnce)
     KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("super+ctrl+BackSpace")});
     const QByteArray confirmation = KZTrayRun::shownWindow(10000);
     ASSERT_FALSE(confirmation.isEmpty()) << "no confirmation after the hot key";
-    KZTrayRun::xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"),
-                        QString::fromLatin1(confirmation)});
-    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});
+    KZTrayRun::press(confirmation, QStringLiteral("Return"));
     ASSERT_TRUE(QTest::qWaitFor(
-        [&] { return isEmptyFolder(workTrash.files()) && isEmptyFolder(otherTrash.files()); },
+        [&] {
+            return KZTestFiles::namesIn(workTrash.files()).isEmpty()
+                   && KZTestFiles::namesIn(otherTrash.files()).isEmpty();
+        },
         30000))
         << "the Trashes were not emptied";
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] { return KZTrayRun::windows(QStringLiteral("binwise"), true).isEmpty(); }, 10000));
+    ASSERT_TRUE(KZTrayRun::windowsShown(0, 10000));
 
     // The preferences from the tray menu: the first recorder has the focus; a new combination
     // is recorded and kept with Done.
@@ -104,9 +90,7 @@ TEST(DesktopHotKeys, DefaultKeyEmptiesEveryTrashAndARecordedOneTakesOverAtOnce)
     ASSERT_TRUE(reader.click(root->child(QStringLiteral("Preferences"))->id));
     const QByteArray preferences = KZTrayRun::shownWindow(10000);
     ASSERT_FALSE(preferences.isEmpty()) << "no preferences window";
-    KZTrayRun::xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"),
-                        QString::fromLatin1(preferences)});
-    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("alt+shift+k")});
+    KZTrayRun::press(preferences, QStringLiteral("alt+shift+k"));
     ASSERT_TRUE(QTest::qWaitFor(
         [&] {
             root = reader.layout();
@@ -119,9 +103,7 @@ TEST(DesktopHotKeys, DefaultKeyEmptiesEveryTrashAndARecordedOneTakesOverAtOnce)
         << shortcutOf(*root->child(QStringLiteral("Empty All Trashes"))).toStdString();
     // Return, still in the recorder, is the window's: Done.
     KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] { return KZTrayRun::windows(QStringLiteral("binwise"), true).isEmpty(); }, 10000))
-        << "Done did not close the preferences";
+    ASSERT_TRUE(KZTrayRun::windowsShown(0, 10000)) << "Done did not close the preferences";
 
     // The old combination does nothing any more; the new one asks, and Escape keeps the items.
     workTrash.addFile("draft.txt", QByteArray(100, 'z'));
@@ -130,12 +112,9 @@ TEST(DesktopHotKeys, DefaultKeyEmptiesEveryTrashAndARecordedOneTakesOverAtOnce)
     KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("alt+shift+k")});
     const QByteArray again = KZTrayRun::shownWindow(10000);
     ASSERT_FALSE(again.isEmpty()) << "the recorded hot key does not work";
-    KZTrayRun::xdotool(
-        {QStringLiteral("windowfocus"), QStringLiteral("--sync"), QString::fromLatin1(again)});
-    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] { return KZTrayRun::windows(QStringLiteral("binwise"), true).isEmpty(); }, 10000));
-    EXPECT_FALSE(isEmptyFolder(workTrash.files()));
+    KZTrayRun::press(again, QStringLiteral("Escape"));
+    ASSERT_TRUE(KZTrayRun::windowsShown(0, 10000));
+    EXPECT_FALSE(KZTestFiles::namesIn(workTrash.files()).isEmpty());
 
     root = reader.layout();
     ASSERT_TRUE(root && reader.click(root->child(QStringLiteral("Quit Binwise"))->id));

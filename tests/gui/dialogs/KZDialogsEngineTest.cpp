@@ -2,6 +2,7 @@
 // the progress window, answered by real input on a real X server.
 #include "KZAlertDriver.h"
 #include "KZEraseTestSupport.h"
+#include "KZGuiTestSupport.h"
 #include "format/KZLocalizedStrings.h"
 #include "format/KZNumberUtilities.h"
 #include "gui/dialogs/KZAlertDialog.h"
@@ -97,7 +98,7 @@ TEST(DialogsEngine, TheConfirmationMeasuresLiveAndEmptyTrashErases)
         EXPECT_TRUE(QTest::qWaitFor([&] { return !dialog->spinner()->isRunning(); }, 10000));
         finalLine = dialog->accessoryLabel()->text();
         EXPECT_TRUE(dialog->accessoryLabel()->font().bold());
-        KZAlertDriver::screenshotsInBothPalettes(dialog, QStringLiteral("confirmation"));
+        KZGuiTestSupport::saveScreenshots(dialog, QStringLiteral("confirmation"));
         KZAlertDriver::click(dialog->button(KZAlertFirstButtonReturn));
     });
 
@@ -154,7 +155,7 @@ TEST(DialogsEngine, CancelInTheConfirmationErasesNothingAndTheMissingToolIsToldO
         EXPECT_EQ(dialog->informativeLabel()->text(),
                   KZLocalizedStringFromTable(QStringLiteral("srm_not_available_msg"),
                                              KZLocalizedStrings::kErrorsTable));
-        KZAlertDriver::screenshotsInBothPalettes(dialog, QStringLiteral("message"));
+        KZGuiTestSupport::saveScreenshots(dialog, QStringLiteral("message"));
         KZAlertDriver::click(dialog->visibleButtons().value(0));
         expectConfirmation();
     });
@@ -190,7 +191,7 @@ TEST(DialogsEngine, TheLockedItemQuestionAnswersWithItsApplyToAllBox)
         EXPECT_EQ(dialog->checkBox()->text(), KZLocalizedString(QStringLiteral("apply_to_all")));
         EXPECT_EQ(dialog->visibleButtons().size(), 2);
         KZAlertDriver::click(dialog->checkBox());
-        KZAlertDriver::screenshotsInBothPalettes(dialog, QStringLiteral("locked-question"));
+        KZGuiTestSupport::saveScreenshots(dialog, QStringLiteral("locked-question"));
         KZAlertDriver::click(dialog->button(KZAlertSecondButtonReturn));
     });
     QVariantMap erase = record();
@@ -252,7 +253,7 @@ TEST(DialogsEngine, StopInTheProgressWindowStopsTheWalk)
     // The confirmation counted the items: the bar knows its end.
     EXPECT_GT(progress->progressBar()->maximum(), 20);
     EXPECT_EQ(progress->countLabel()->text(), QString::number(f.engine->totItemsDeleted()));
-    KZAlertDriver::screenshotsInBothPalettes(window, QStringLiteral("progress"));
+    KZGuiTestSupport::saveScreenshots(window, QStringLiteral("progress"));
 
     KZAlertDriver::click(progress->stopButton());
     EXPECT_FALSE(window->isVisible()); // at once, while the walker still waits

@@ -2,7 +2,6 @@
 // alone, and the application controller's registration rules over a real engine and Trash.
 #include "gui/platform/x11/KZX11GlobalShortcuts.h"
 #include "KZEraseTestSupport.h"
-#include "model/KZPath.h"
 #include "presentation/KZBinwise.h"
 #include "presentation/KZStatusMenuFace.h"
 
@@ -119,12 +118,7 @@ struct ControllerOnX11
         environment.presenter = &erase.presenter;
         environment.globalShortcuts = &shortcuts;
         environment.locations = [this] {
-            KZTrashLocation location;
-            location.trashURL = erase.trash.filesURL();
-            location.volumeURL = KZPath::urlFromPath(KZPath::parentPath(erase.trash.root()));
-            location.volumeName = QStringLiteral("Home");
-            location.trashIsEmpty = false;
-            return QList<KZTrashLocation>{location};
+            return QList<KZTrashLocation>{erase.trash.location(QStringLiteral("Home"))};
         };
         if (withSmartWindow)
             environment.smartDeletection = [this] {

@@ -4,6 +4,7 @@
 #include "gui/preferences/KZBWPreferencesWindow.h"
 #include "KZGuiTestSupport.h"
 #include "KZTestSandbox.h"
+#include "KZUrlRecorder.h"
 #include "erase/KZDeleteItems.h"
 #include "foundation/KZNotificationCenter.h"
 #include "foundation/KZUserDefaults.h"
@@ -14,7 +15,6 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QDesktopServices>
 #include <QDir>
 #include <QFile>
 #include <QLabel>
@@ -26,16 +26,6 @@
 #include <QToolButton>
 
 namespace {
-
-// Receives what QDesktopServices would hand the browser.
-class UrlCatcher : public QObject
-{
-    Q_OBJECT
-public:
-    QList<QUrl> urls;
-public Q_SLOTS:
-    void open(const QUrl &url) { urls.append(url); }
-};
 
 const QUrl kReleases(QStringLiteral("https://releases.example.org/binwise"));
 
@@ -320,37 +310,23 @@ TEST_F(Preferences, DoneWritesOneValidAutostartEntryAndTurningItOffRemovesIt)
 
 TEST_F(Preferences, CheckForUpdatesOpensTheReleasesPageAndTheWindowSaysWhyHotKeysAreOff)
 {
-    UrlCatcher catcher;
-    QDesktopServices::setUrlHandler(QStringLiteral("https"), &catcher, "open");
+    const auto window = makeWindow();
     {
-        const auto window = makeWindow();
+        KZUrlRecorder browser({QStringLiteral("https")});
         QTest::mouseClick(window->checkUpdatesMenuItem(), Qt::LeftButton);
-        EXPECT_EQ(catcher.urls, QList<QUrl>{kReleases});
+        EXPECT_EQ(browser.urls(), QList<QUrl>{kReleases});
         EXPECT_FALSE(window->goTo(QStringLiteral("not a url")));
-        EXPECT_EQ(catcher.urls.size(), 1);
+        EXPECT_EQ(browser.urls().size(), 1);
     }
-    QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
+    QTest::qWait(200);
+    KZGuiTestSupport::saveScreenshots(window.get(), QStringLiteral("preferences"));
+    window->close();
 
-    const auto off = makeWindow({false, QStringLiteral("this desktop offers none.")});
-    EXPECT_TRUE(off->hotKeysNote()->text().contains(QStringLiteral("this desktop offers none.")))
+    const QString why = QStringLiteral("this Wayland desktop does not offer global shortcuts to "
+                                       "applications (the desktop portal has no GlobalShortcuts).");
+    const auto off = makeWindow({false, why});
+    EXPECT_TRUE(off->hotKeysNote()->text().contains(why))
         << off->hotKeysNote()->text().toStdString();
+    QTest::qWait(200);
+    KZGuiTestSupport::saveScreenshots(off.get(), QStringLiteral("preferences-hotkeys-off"));
 }
-
-TEST_F(Preferences, Screenshots)
-{
-    for (const bool dark : {false, true}) {
-        KZGuiTestSupport::applyPalette(dark);
-        const auto window = makeWindow();
-        QTest::qWait(200);
-        KZGuiTestSupport::saveScreenshot(window.get(), QStringLiteral("preferences"), dark);
-        const auto off = makeWindow(
-            {false, QStringLiteral("this Wayland desktop does not offer global shortcuts to "
-                                   "applications (the desktop portal has no GlobalShortcuts).")});
-        QTest::qWait(200);
-        KZGuiTestSupport::saveScreenshot(off.get(), QStringLiteral("preferences-hotkeys-off"),
-                                         dark);
-    }
-    KZGuiTestSupport::applyPalette(false);
-}
-
-#include "KZBWPreferencesWindowTest.moc"

@@ -34,16 +34,6 @@ QStringList entries(const QByteArray &folder)
                    QDir::Name);
 }
 
-void screenshots(QWidget *widget, const QString &name)
-{
-    for (const bool dark : {false, true}) {
-        KZGuiTestSupport::applyPalette(dark);
-        QTest::qWait(20);
-        KZGuiTestSupport::saveScreenshot(widget, name, dark);
-    }
-    KZGuiTestSupport::applyPalette(false);
-}
-
 } // namespace
 
 TEST_F(Window, ShowsEachVolumeAndAVolumeWithoutATrashEmptyDimmedAndUnselectable)
@@ -93,7 +83,7 @@ TEST_F(Window, ShowsEachVolumeAndAVolumeWithoutATrashEmptyDimmedAndUnselectable)
                      .data(Qt::DecorationRole)
                      .value<QImage>()
                      .isNull());
-    screenshots(window.get(), QStringLiteral("smartwindow-volumes"));
+    KZGuiTestSupport::saveScreenshots(window.get(), QStringLiteral("smartwindow-volumes"));
 }
 
 TEST_F(Window, TickBoxesTickWithoutSelectingAndShiftTicksARange)
@@ -130,7 +120,7 @@ TEST_F(Window, TickBoxesTickWithoutSelectingAndShiftTicksARange)
                   .value<Qt::CheckState>(),
               Qt::PartiallyChecked);
     EXPECT_GT(volumes->index(0, 0).data(KZCheckedCountRole).toULongLong(), 0u);
-    screenshots(window.get(), QStringLiteral("smartwindow-mixed"));
+    KZGuiTestSupport::saveScreenshots(window.get(), QStringLiteral("smartwindow-mixed"));
 
     // The volume's own box ticks all, then clears all.
     clickVolume(0, KZSourceListModel::CheckColumn);
@@ -212,9 +202,10 @@ TEST_F(Window, EraseTakesTheTickedFolderAndFileFromTwoVolumesAndNothingElse)
     open({recordOf(trash, QStringLiteral("Home")), recordOf(volume, QStringLiteral("Volume"))});
 
     // Erase with nothing ticked only beeps.
-    int beeps = erase.script->beepCount();
+    const int beeps = erase.script->beepCount();
     QTest::mouseClick(window->eraseBtn(), Qt::LeftButton);
     EXPECT_EQ(erase.script->beepCount(), beeps + 1);
+    EXPECT_TRUE(erase.script->shown().isEmpty());
     EXPECT_TRUE(window->isVisible());
 
     clickItem(rowNamed("old project"), KZTrashItemsModel::CheckColumn);
@@ -222,17 +213,20 @@ TEST_F(Window, EraseTakesTheTickedFolderAndFileFromTwoVolumesAndNothingElse)
     ASSERT_TRUE(waitForSort());
     clickItem(rowNamed("movie.mkv"), KZTrashItemsModel::CheckColumn);
 
-    // While the user is asked, Erase is disabled.
+    // While the user is asked, Erase is disabled and a second erase is refused.
     bool enabledWhileAsked = true;
+    bool secondAccepted = true;
     KZScriptedAlertBackend::Answer yes(KZAlertFirstButtonReturn);
     yes.waitUntil = [&] {
         enabledWhileAsked = window->eraseBtn()->isEnabled();
+        secondAccepted = cntrl->eraseAction();
         return true;
     };
     erase.script->enqueue(yes);
     QTest::mouseClick(window->eraseBtn(), Qt::LeftButton);
     ASSERT_TRUE(erase.waitForEnd());
     EXPECT_FALSE(enabledWhileAsked);
+    EXPECT_FALSE(secondAccepted);
     EXPECT_TRUE(QTest::qWaitFor([&] { return !window->isVisible(); }));
     EXPECT_FALSE(cntrl->isOpen());
     EXPECT_TRUE(QTest::qWaitFor([&] { return window->eraseBtn()->isEnabled(); }));

@@ -22,17 +22,6 @@
 
 namespace {
 
-KZTrashLocation recordOf(const KZTestTrash &trash, const QByteArray &volume, const QString &name,
-                         bool trashIsEmpty)
-{
-    KZTrashLocation record;
-    record.trashURL = trash.filesURL();
-    record.volumeURL = KZPath::urlFromPath(volume);
-    record.volumeName = name;
-    record.trashIsEmpty = trashIsEmpty;
-    return record;
-}
-
 // The text a row shows for a measurement, built from the table and the number formats.
 QString expectedInfo(quint64 count, quint64 size)
 {
@@ -79,9 +68,12 @@ protected:
     }
     void TearDown() override { KZTrashSizeQueue::sharedControl().pool().waitForDone(); }
 
-    QByteArray volumeOf(const KZTestTrash &trash) const
+    // The home Trash's record: its volume is the home folder.
+    KZTrashLocation home(bool trashIsEmpty, const QString &name = QStringLiteral("Home")) const
     {
-        return trash.root().left(trash.root().lastIndexOf('/'));
+        KZTrashLocation record = m_home.location(name, trashIsEmpty);
+        record.volumeURL = KZPath::urlFromPath(m_homeFolder);
+        return record;
     }
 
     void show(KZTrayPanel &panel, const QList<KZTrashLocation> &records, bool isWorking = false)
@@ -119,8 +111,7 @@ TEST_F(TrayPanelTest, EmptyTrashIsDimmedReadsEmptyAndIsNeverMeasured)
 {
     m_home.addFile("kept", "x");
     KZTrayPanel panel;
-    show(panel, {recordOf(m_home, m_homeFolder, QStringLiteral("Home"), false),
-                 recordOf(m_other, volumeOf(m_other), QStringLiteral("Other"), true)});
+    show(panel, {home(false), m_other.location(QStringLiteral("Other"), true)});
     ASSERT_EQ(panel.rows().size(), 2);
     KZDiskMenuItemView *full = panel.rows()[0];
     KZDiskMenuItemView *empty = panel.rows()[1];
@@ -158,9 +149,8 @@ TEST_F(TrayPanelTest, FullTrashGathersThenShowsCountAndSize)
     m_other.addFile("b", "b");
     // The record still says full, but the Trash was emptied meanwhile: nothing found.
     KZTrayPanel panel;
-    panel.showRows({recordOf(m_home, m_homeFolder, QStringLiteral("Home"), false),
-                    recordOf(m_other, volumeOf(m_other), QStringLiteral("Other"), false),
-                    recordOf(m_third, volumeOf(m_third), QStringLiteral("Third"), false)},
+    panel.showRows({home(false), m_other.location(QStringLiteral("Other"), false),
+                    m_third.location(QStringLiteral("Third"), false)},
                    false, QRect(200, 0, 24, 24));
     const QList<KZDiskMenuItemView *> rows = panel.rows();
     ASSERT_EQ(rows.size(), 3);
@@ -193,7 +183,7 @@ TEST_F(TrayPanelTest, FullTrashGathersThenShowsCountAndSize)
 TEST_F(TrayPanelTest, ClickReturnAndSpaceBlinkThenChooseOnce)
 {
     m_home.addFile("one");
-    const KZTrashLocation record = recordOf(m_home, m_homeFolder, QStringLiteral("Home"), false);
+    const KZTrashLocation record = home(false);
     for (const int way : {0, int(Qt::Key_Return), int(Qt::Key_Space), int(Qt::Key_Enter)}) {
         SCOPED_TRACE(way);
         KZTrayPanel panel;
@@ -235,72 +225,31 @@ TEST_F(TrayPanelTest, ClickReturnAndSpaceBlinkThenChooseOnce)
     }
 }
 
-TEST_F(TrayPanelTest, OtherKeysDoNothing)
-{
-    m_home.addFile("one");
-    KZTrayPanel panel;
-    show(panel, {recordOf(m_home, m_homeFolder, QStringLiteral("Home"), false)});
-    KZDiskMenuItemView *row = panel.rows().value(0);
-    QSignalSpy chosen(&panel, &KZTrayPanel::rowChosen);
-    QTest::keyClick(panel.windowHandle(), Qt::Key_Down);
-    ASSERT_TRUE(row->hasFocus());
-    for (const Qt::Key key : {Qt::Key_A, Qt::Key_X, Qt::Key_0, Qt::Key_Backspace, Qt::Key_Delete,
-                              Qt::Key_Right, Qt::Key_F2})
-        QTest::keyClick(panel.windowHandle(), key);
-    for (const char letter : {'y', 'e', 's'})
-        QTest::keyClick(panel.windowHandle(), letter);
-    QTest::keyClick(panel.windowHandle(), Qt::Key_Space, Qt::ControlModifier);
-    QTest::qWait(300);
-    EXPECT_FALSE(row->isBlinking());
-    EXPECT_EQ(chosen.count(), 0);
-    EXPECT_TRUE(panel.isVisible());
-    EXPECT_TRUE(row->isSelected());
-}
-
-TEST_F(TrayPanelTest, DisabledRowClosesThePanelWithoutAction)
-{
-    for (const bool byKey : {false, true}) {
-        KZTrayPanel panel;
-        show(panel, {recordOf(m_home, m_homeFolder, QStringLiteral("Home"), true)});
-        KZDiskMenuItemView *row = panel.rows().value(0);
-        QSignalSpy chosen(&panel, &KZTrayPanel::rowChosen);
-        QSignalSpy rowChosen(row, &KZDiskMenuItemView::chosen);
-        if (byKey) {
-            // The keyboard never lands on a dimmed row; Return there chooses nothing.
-            QTest::keyClick(panel.windowHandle(), Qt::Key_Down);
-            EXPECT_FALSE(row->hasFocus());
-            QTest::keyClick(panel.windowHandle(), Qt::Key_Return);
-            EXPECT_TRUE(panel.isVisible());
-            QTest::keyClick(panel.windowHandle(), Qt::Key_Escape);
-        } else {
-            click(panel, row);
-            EXPECT_FALSE(row->isSelected());
-        }
-        QTest::qWait(300);
-        EXPECT_FALSE(panel.isVisible());
-        EXPECT_EQ(chosen.count(), 0);
-        EXPECT_EQ(rowChosen.count(), 0);
-    }
-}
-
 TEST_F(TrayPanelTest, WhileWorkingEveryRowIsDimmedAndUnmeasured)
 {
     m_home.addFile("one");
     m_other.addFile("two");
     KZTrayPanel panel;
-    show(panel,
-         {recordOf(m_home, m_homeFolder, QStringLiteral("Home"), false),
-          recordOf(m_other, volumeOf(m_other), QStringLiteral("Other"), false)},
-         true);
+    show(panel, {home(false), m_other.location(QStringLiteral("Other"), false)}, true);
     QSignalSpy chosen(&panel, &KZTrayPanel::rowChosen);
+    QSignalSpy rowChosen(panel.rows()[0], &KZDiskMenuItemView::chosen);
     for (KZDiskMenuItemView *row : panel.rows()) {
         EXPECT_FALSE(row->isMenuItemEnabled());
         EXPECT_FALSE(row->sizeIsWorking());
         EXPECT_EQ(row->secondLine(), KZLocalizedString(QStringLiteral("Trash_empty")));
     }
+    // The keyboard never lands on a dimmed row; Return there chooses nothing.
+    QTest::keyClick(panel.windowHandle(), Qt::Key_Down);
+    EXPECT_FALSE(panel.rows()[0]->hasFocus());
+    QTest::keyClick(panel.windowHandle(), Qt::Key_Return);
+    EXPECT_TRUE(panel.isVisible());
+    // A click on a dimmed row closes the panel and does nothing else.
     click(panel, panel.rows()[0]);
+    EXPECT_FALSE(panel.rows()[0]->isSelected());
+    QTest::qWait(300);
     EXPECT_FALSE(panel.isVisible());
     EXPECT_EQ(chosen.count(), 0);
+    EXPECT_EQ(rowChosen.count(), 0);
 }
 
 TEST_F(TrayPanelTest, ArrowsSkipDimmedRowsHoverFollowsTheMouseAndOutsideCloses)
@@ -308,9 +257,8 @@ TEST_F(TrayPanelTest, ArrowsSkipDimmedRowsHoverFollowsTheMouseAndOutsideCloses)
     m_home.addFile("one");
     m_third.addFile("three");
     KZTrayPanel panel;
-    show(panel, {recordOf(m_home, m_homeFolder, QStringLiteral("Home"), false),
-                 recordOf(m_other, volumeOf(m_other), QStringLiteral("Other"), true),
-                 recordOf(m_third, volumeOf(m_third), QStringLiteral("Third"), false)});
+    show(panel, {home(false), m_other.location(QStringLiteral("Other"), true),
+                 m_third.location(QStringLiteral("Third"), false)});
     const QList<KZDiskMenuItemView *> rows = panel.rows();
     ASSERT_EQ(rows.size(), 3);
     for (KZDiskMenuItemView *row : rows)
@@ -342,7 +290,19 @@ TEST_F(TrayPanelTest, ArrowsSkipDimmedRowsHoverFollowsTheMouseAndOutsideCloses)
     QTest::keyClick(panel.windowHandle(), Qt::Key_Up);
     EXPECT_EQ(selected(), QList<int>{0});
 
+    // Keys other than the arrows, Return, Enter and Space do nothing.
     QSignalSpy chosen(&panel, &KZTrayPanel::rowChosen);
+    for (const Qt::Key key : {Qt::Key_A, Qt::Key_X, Qt::Key_0, Qt::Key_Backspace, Qt::Key_Delete,
+                              Qt::Key_Right, Qt::Key_F2})
+        QTest::keyClick(panel.windowHandle(), key);
+    for (const char letter : {'y', 'e', 's'})
+        QTest::keyClick(panel.windowHandle(), letter);
+    QTest::keyClick(panel.windowHandle(), Qt::Key_Space, Qt::ControlModifier);
+    QTest::qWait(300);
+    EXPECT_FALSE(rows[0]->isBlinking());
+    EXPECT_EQ(chosen.count(), 0);
+    EXPECT_EQ(selected(), QList<int>{0});
+
     QTest::mouseClick(panel.windowHandle(), Qt::LeftButton, {}, QPoint(-30, panel.height() / 2));
     EXPECT_TRUE(QTest::qWaitFor([&] { return !panel.isVisible(); }, 2000));
     EXPECT_EQ(chosen.count(), 0);
@@ -351,9 +311,8 @@ TEST_F(TrayPanelTest, ArrowsSkipDimmedRowsHoverFollowsTheMouseAndOutsideCloses)
 TEST_F(TrayPanelTest, PlacedByTheIconOrNearThePointerAndKeptOnScreen)
 {
     m_home.addFile("one");
-    const QList<KZTrashLocation> records{
-        recordOf(m_home, m_homeFolder, QStringLiteral("Home"), false),
-        recordOf(m_other, volumeOf(m_other), QStringLiteral("Other"), true)};
+    const QList<KZTrashLocation> records{home(false),
+                                         m_other.location(QStringLiteral("Other"), true)};
     KZTrayPanel panel;
     const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
 
@@ -398,8 +357,7 @@ TEST_F(TrayPanelTest, LongNamesKeepThePanelNarrowAndTheRowsAligned)
     const QString longName
         = QStringLiteral("Backups of the whole family photo library ").repeated(4);
     KZTrayPanel panel;
-    show(panel, {recordOf(m_home, m_homeFolder, longName, true),
-                 recordOf(m_other, volumeOf(m_other), QStringLiteral("B"), true)});
+    show(panel, {home(true, longName), m_other.location(QStringLiteral("B"), true)});
     const QList<KZDiskMenuItemView *> rows = panel.rows();
     ASSERT_EQ(rows.size(), 2);
     EXPECT_EQ(rows[0]->firstLine(), longName + QChar(0x2026));
@@ -439,10 +397,9 @@ TEST_F(TrayPanelTest, Screenshots)
     KZTestTrash photosTrash = KZTestTrash::onVolume(first);
     photosTrash.addFolder("Holiday", {"one.jpg", "two.jpg", "more/"});
     KZTestTrash backupTrash = KZTestTrash::onVolume(second);
-    const QList<KZTrashLocation> records{
-        recordOf(m_home, m_homeFolder, QStringLiteral("Home"), false),
-        recordOf(photosTrash, first, QStringLiteral("Photos"), false),
-        recordOf(backupTrash, second, QStringLiteral("Backup"), true)};
+    const QList<KZTrashLocation> records{home(false),
+                                         photosTrash.location(QStringLiteral("Photos"), false),
+                                         backupTrash.location(QStringLiteral("Backup"), true)};
 
     // The home row's text as a first opening measures it...
     KZTrayPanel panel;

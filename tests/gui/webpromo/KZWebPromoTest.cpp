@@ -4,6 +4,7 @@
 #include "gui/webpromo/KZWebPromo.h"
 #include "KZAlertDriver.h"
 #include "KZEraseTestSupport.h"
+#include "KZGuiTestSupport.h"
 #include "KZPromoTestServer.h"
 #include "KZUrlRecorder.h"
 #include "foundation/KZNotificationCenter.h"
@@ -170,7 +171,7 @@ TEST(WebPromo, APageThatIsThereIsAskedForThenShownAtTheSizeOfItsSettings)
     EXPECT_EQ(window->size(), QSize(600, 420));
     EXPECT_EQ(window->windowTitle(), QStringLiteral("News from Binwise"));
     EXPECT_TRUE(f.promo->webView()->toPlainText().contains(QStringLiteral("Binwise 2 is here")));
-    KZAlertDriver::screenshotsInBothPalettes(window, QStringLiteral("web-promo"));
+    KZGuiTestSupport::saveScreenshots(window, QStringLiteral("web-promo"));
 
     // Asked for again while it is up: it comes forward, nothing is fetched again.
     f.promo->showInfoWebWindow();
