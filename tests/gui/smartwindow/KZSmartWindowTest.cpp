@@ -86,7 +86,7 @@ TEST_F(Window, ShowsEachVolumeAndAVolumeWithoutATrashEmptyDimmedAndUnselectable)
     KZGuiTestSupport::saveScreenshots(window.get(), QStringLiteral("smartwindow-volumes"));
 }
 
-TEST_F(Window, TickBoxesTickWithoutSelectingAndShiftTicksARange)
+TEST_F(Window, TickBoxesTickWithoutSelectingShiftTicksARangeAndLongNamesShowAsToolTips)
 {
     for (int i = 0; i < 8; ++i)
         trash.addFile("file " + QByteArray::number(i), QByteArray(1000 * (i + 1), 'x'),
@@ -94,8 +94,25 @@ TEST_F(Window, TickBoxesTickWithoutSelectingAndShiftTicksARange)
     KZTestTrash other
         = KZTestTrash::onVolume(erase.sandbox.path(QStringLiteral("USB stick")).toLocal8Bit());
     other.addFile("song.ogg", QByteArray(5000, 's'));
-    open({recordOf(trash, QStringLiteral("Home")), recordOf(other, QStringLiteral("USB stick"))});
+    const QString longName = QStringLiteral("A USB stick whose name goes on and on past the row");
+    open({recordOf(trash, QStringLiteral("Home")), recordOf(other, longName)});
     ASSERT_EQ(shownNames().first(), "file 0");
+
+    // A volume name too long for its row shows whole as a tool tip; a short one has none.
+    KZSourceTableView *sources = window->sourceList();
+    const auto toolTipOf = [&](int row) {
+        const QRect cell
+            = sources->visualRect(sources->model()->index(row, KZSourceListModel::NameColumn));
+        QHelpEvent help(QEvent::ToolTip, cell.center(),
+                        sources->viewport()->mapToGlobal(cell.center()));
+        QCoreApplication::sendEvent(sources->viewport(), &help);
+        const QString text = QToolTip::isVisible() ? QToolTip::text() : QString();
+        QToolTip::hideText();
+        return text;
+    };
+    // The short one first: a tool tip that was shown fades out rather than going at once.
+    EXPECT_EQ(toolTipOf(0), QString());
+    EXPECT_EQ(toolTipOf(1), longName + QStringLiteral(" Trash"));
 
     // A click on a tick box ticks the item and leaves the selection alone.
     clickItem(1, KZTrashItemsModel::CheckColumn);
@@ -274,30 +291,6 @@ TEST_F(Window, LoadsIconsOnlyForTheRowsItShows)
     QTest::qWait(50);
     window->itemIcons()->waitForLoads();
     EXPECT_LE(window->itemIcons()->loadsStarted(), 3 * shown);
-}
-
-TEST_F(Window, AVolumeNameTooLongForItsRowShowsWholeAsAToolTip)
-{
-    trash.addFile("a");
-    KZTestTrash other
-        = KZTestTrash::onVolume(erase.sandbox.path(QStringLiteral("b")).toLocal8Bit());
-    other.addFile("b");
-    const QString longName = QStringLiteral("A backup disk whose name goes on and on past the row");
-    open({recordOf(trash, QStringLiteral("Home")), recordOf(other, longName)});
-    KZSourceTableView *sources = window->sourceList();
-    const auto toolTipOf = [&](int row) {
-        const QRect cell
-            = sources->visualRect(sources->model()->index(row, KZSourceListModel::NameColumn));
-        QHelpEvent help(QEvent::ToolTip, cell.center(),
-                        sources->viewport()->mapToGlobal(cell.center()));
-        QCoreApplication::sendEvent(sources->viewport(), &help);
-        const QString text = QToolTip::isVisible() ? QToolTip::text() : QString();
-        QToolTip::hideText();
-        return text;
-    };
-    // The short one first: a tool tip that was shown fades out rather than going at once.
-    EXPECT_EQ(toolTipOf(0), QString());
-    EXPECT_EQ(toolTipOf(1), longName + QStringLiteral(" Trash"));
 }
 
 TEST_F(Window, CoversItselfWithTheSpinnerOnlyWhenTheTreeTakesLongerThanHalfASecond)

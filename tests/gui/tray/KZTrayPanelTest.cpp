@@ -107,60 +107,34 @@ protected:
 
 } // namespace
 
-TEST_F(TrayPanelTest, EmptyTrashIsDimmedReadsEmptyAndIsNeverMeasured)
-{
-    m_home.addFile("kept", "x");
-    KZTrayPanel panel;
-    show(panel, {home(false), m_other.location(QStringLiteral("Other"), true)});
-    ASSERT_EQ(panel.rows().size(), 2);
-    KZDiskMenuItemView *full = panel.rows()[0];
-    KZDiskMenuItemView *empty = panel.rows()[1];
-
-    EXPECT_TRUE(full->isMenuItemEnabled());
-    EXPECT_FALSE(empty->isMenuItemEnabled());
-    EXPECT_EQ(empty->firstLine(), QStringLiteral("Other…"));
-    EXPECT_EQ(empty->secondLine(), KZLocalizedString(QStringLiteral("Trash_empty")));
-    EXPECT_FALSE(empty->findChild<KZTraySpinner *>()->isVisible());
-
-    waitMeasured(full);
-    KZTrashSizeQueue::sharedControl().pool().waitForDone();
-    QCoreApplication::processEvents();
-    EXPECT_FALSE(empty->sizeIsWorking());
-    EXPECT_TRUE(empty->info().isNull());
-    EXPECT_FALSE(empty->diskDict().itemsCount.has_value());
-    EXPECT_EQ(empty->secondLine(), KZLocalizedString(QStringLiteral("Trash_empty")));
-
-    // Both rows show the same icon; the dimmed one draws it at half opacity over the window.
-    const QImage fullPicture = full->grab().toImage();
-    const QImage emptyPicture = empty->grab().toImage();
-    const qreal ratio = fullPicture.devicePixelRatio();
-    int differing = 0;
-    for (int y = 8; y < 56; y += 4)
-        for (int x = 12; x < 52; x += 4)
-            differing += fullPicture.pixel(QPoint(x, y) * ratio)
-                         != emptyPicture.pixel(QPoint(x, y) * ratio);
-    EXPECT_GT(differing, 10);
-}
-
-TEST_F(TrayPanelTest, FullTrashGathersThenShowsCountAndSize)
+TEST_F(TrayPanelTest, FullTrashesGatherThenShowCountAndSizeAndAnEmptyOneIsDimmedAndNeverMeasured)
 {
     m_home.addFile("one", QByteArray(10000, 'x'));
     m_other.addFile("a", "a");
     m_other.addFile("b", "b");
-    // The record still says full, but the Trash was emptied meanwhile: nothing found.
+    const KZTestTrash fourth
+        = KZTestTrash::onVolume(QFile::encodeName(m_sandbox.path(QStringLiteral("fourth"))));
+    // Third's record still says full, but the Trash was emptied meanwhile: nothing found.
     KZTrayPanel panel;
     panel.showRows({home(false), m_other.location(QStringLiteral("Other"), false),
-                    m_third.location(QStringLiteral("Third"), false)},
+                    m_third.location(QStringLiteral("Third"), false),
+                    fourth.location(QStringLiteral("Fourth"), true)},
                    false, QRect(200, 0, 24, 24));
     const QList<KZDiskMenuItemView *> rows = panel.rows();
-    ASSERT_EQ(rows.size(), 3);
+    ASSERT_EQ(rows.size(), 4);
     // Results come back through the event loop, which has not run since the panel opened.
-    for (KZDiskMenuItemView *row : rows) {
+    for (KZDiskMenuItemView *row : rows.mid(0, 3)) {
+        EXPECT_TRUE(row->isMenuItemEnabled());
         EXPECT_TRUE(row->sizeIsWorking());
         EXPECT_TRUE(row->info().isNull());
         EXPECT_EQ(row->secondLine(), KZLocalizedString(QStringLiteral("Gathering_info")));
         EXPECT_TRUE(row->findChild<KZTraySpinner *>()->isAnimating());
     }
+    KZDiskMenuItemView *empty = rows[3];
+    EXPECT_FALSE(empty->isMenuItemEnabled());
+    EXPECT_EQ(empty->firstLine(), QStringLiteral("Fourth…"));
+    EXPECT_EQ(empty->secondLine(), KZLocalizedString(QStringLiteral("Trash_empty")));
+    EXPECT_FALSE(empty->findChild<KZTraySpinner *>()->isVisible());
 
     const quint64 expectedCounts[] = {1, 2, 0};
     const char *expectedStarts[] = {"1 item, ", "2 items, ", "0 items, "};
@@ -178,6 +152,23 @@ TEST_F(TrayPanelTest, FullTrashGathersThenShowsCountAndSize)
     }
     EXPECT_GE(*rows[0]->diskDict().itemsSize, 10000u);
     EXPECT_EQ(*rows[2]->diskDict().itemsSize, 0u);
+    KZTrashSizeQueue::sharedControl().pool().waitForDone();
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(empty->sizeIsWorking());
+    EXPECT_TRUE(empty->info().isNull());
+    EXPECT_FALSE(empty->diskDict().itemsCount.has_value());
+    EXPECT_EQ(empty->secondLine(), KZLocalizedString(QStringLiteral("Trash_empty")));
+
+    // Both rows show the same icon; the dimmed one draws it at half opacity over the window.
+    const QImage fullPicture = rows[1]->grab().toImage();
+    const QImage emptyPicture = empty->grab().toImage();
+    const qreal ratio = fullPicture.devicePixelRatio();
+    int differing = 0;
+    for (int y = 8; y < 56; y += 4)
+        for (int x = 12; x < 52; x += 4)
+            differing += fullPicture.pixel(QPoint(x, y) * ratio)
+                         != emptyPicture.pixel(QPoint(x, y) * ratio);
+    EXPECT_GT(differing, 10);
 }
 
 TEST_F(TrayPanelTest, ClickReturnAndSpaceBlinkThenChooseOnce)

@@ -152,7 +152,7 @@ TEST(WebPromo, AddressesComeFromTheSiteTheSettingsGiveTheSizeAndWithoutASiteTher
             << data.toStdString();
 }
 
-TEST(WebPromo, APageThatIsThereIsAskedForThenShownAtTheSizeOfItsSettings)
+TEST(WebPromo, APageThatIsThereIsAskedForThenShownAtTheSizeOfItsSettingsOrTheDefault)
 {
     PromoFixture f;
     ASSERT_TRUE(f.listening);
@@ -177,17 +177,14 @@ TEST(WebPromo, APageThatIsThereIsAskedForThenShownAtTheSizeOfItsSettings)
     f.promo->showInfoWebWindow();
     EXPECT_EQ(f.server.requests().size(), 3);
     window->close();
-}
 
-TEST(WebPromo, WithoutASettingsFileTheWindowHasTheDefaultSize)
-{
-    PromoFixture f;
-    ASSERT_TRUE(f.listening);
-    f.servePage();
-    ASSERT_TRUE(f.waitForWindow());
-    EXPECT_EQ(f.requested().value(2), "GET " + kSettingsPath);
-    EXPECT_EQ(f.promo->window()->size(), QSize(500, 340));
-    f.promo->window()->close();
+    // Without a settings file the window has the default size.
+    PromoFixture bare;
+    bare.servePage();
+    ASSERT_TRUE(bare.waitForWindow());
+    EXPECT_EQ(bare.requested().value(2), "GET " + kSettingsPath);
+    EXPECT_EQ(bare.promo->window()->size(), QSize(500, 340));
+    bare.promo->window()->close();
 }
 
 TEST(WebPromo, AnyAnswerButA200ShowsNoWindowAndFetchesNothingMore)
