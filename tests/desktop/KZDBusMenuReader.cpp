@@ -54,6 +54,23 @@ std::optional<KZDBusMenuItem> KZDBusMenuItem::child(const QString &prefix) const
     return std::nullopt;
 }
 
+QString KZDBusMenuItem::shortcut() const
+{
+    const QVariant value = properties.value(QStringLiteral("shortcut"));
+    QStringList keys;
+    if (value.canConvert<QDBusArgument>()) {
+        const QDBusArgument argument = value.value<QDBusArgument>();
+        argument.beginArray();
+        while (!argument.atEnd()) {
+            QStringList combination;
+            argument >> combination;
+            keys << combination.join(u'+');
+        }
+        argument.endArray();
+    }
+    return keys.join(u',');
+}
+
 KZDBusMenuReader::KZDBusMenuReader(QDBusConnection bus, QString service, QString itemPath)
     : m_bus(std::move(bus))
     , m_service(std::move(service))

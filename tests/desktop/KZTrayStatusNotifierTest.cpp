@@ -1,6 +1,7 @@
 // The real binwise executable in tray mode, read over a private session bus exactly as a
 // StatusNotifierItem panel reads it: the menu through com.canonical.dbusmenu, the tooltip from
-// the item. Its volumes are tmpfs mounts of the test; its home is the test's sandbox.
+// the item; its hot keys pressed with xdotool from no window of binwise's. Its volumes are tmpfs
+// mounts of the test; its home is the test's sandbox.
 #include "KZCliRunner.h"
 #include "KZDBusMenuReader.h"
 #include "KZStatusNotifierWatcher.h"
@@ -182,7 +183,8 @@ TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume
     EXPECT_EQ(binwise.exitCode(), 0);
 }
 
-TEST(TrayStatusNotifier, SmartDeleteHoldsTheMenuEmptyAllTakesEveryTrashAndASecondStartHandsOver)
+TEST(TrayStatusNotifier,
+     SmartDeleteHoldsTheMenuEmptyAllAndItsHotKeysTakeEveryTrashAndASecondStartHandsOver)
 {
     KZTrayRun run(true);
     ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
@@ -210,11 +212,13 @@ TEST(TrayStatusNotifier, SmartDeleteHoldsTheMenuEmptyAllTakesEveryTrashAndASecon
     ASSERT_TRUE(reader.aboutToShow(0));
     std::optional<KZDBusMenuItem> root = reader.layout();
     ASSERT_TRUE(root);
+    // The hot keys travel as the items' shortcuts.
+    EXPECT_EQ(root->child(QStringLiteral("Empty All Trashes"))->shortcut(),
+              QStringLiteral("Super+Control+Backspace"));
     const std::optional<KZDBusMenuItem> smartDelete = root->child(QStringLiteral("Smart Delete…"));
     ASSERT_TRUE(smartDelete);
     EXPECT_TRUE(smartDelete->enabled());
-    // Its hot key travels as the item's shortcut too.
-    EXPECT_TRUE(smartDelete->properties.contains(QStringLiteral("shortcut")));
+    EXPECT_FALSE(smartDelete->shortcut().isEmpty());
     ASSERT_TRUE(reader.click(smartDelete->id));
     const QByteArray window = KZTrayRun::shownWindow(10000);
     ASSERT_FALSE(window.isEmpty()) << "no smart-delete window";
@@ -258,11 +262,63 @@ TEST(TrayStatusNotifier, SmartDeleteHoldsTheMenuEmptyAllTakesEveryTrashAndASecon
     EXPECT_TRUE(KZTestFiles::exists(secondTrash.files()));
     EXPECT_EQ(run.runner.logFolders(), QStringList{QStringLiteral("All Trashes")});
 
+    // The default hot key, with no window of binwise's anywhere: the confirmation comes up,
+    // Return erases every Trash.
+    firstTrash.addFile("report.pdf", QByteArray(20000, 'x'));
+    secondTrash.addFile("notes.txt", QByteArray(300, 'y'));
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("super+ctrl+BackSpace")});
+    const QByteArray asked = KZTrayRun::shownWindow(10000);
+    ASSERT_FALSE(asked.isEmpty()) << "no confirmation after the hot key";
+    KZTrayRun::press(asked, QStringLiteral("Return"));
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            return KZTestFiles::namesIn(firstTrash.files()).isEmpty()
+                   && KZTestFiles::namesIn(secondTrash.files()).isEmpty();
+        },
+        30000))
+        << "the hot key did not empty the Trashes";
+    ASSERT_TRUE(KZTrayRun::windowsShown(0, 10000));
+
+    // The preferences from the tray menu: the first recorder has the focus; a new combination
+    // is recorded, the menu follows at once, and Return (the window's: Done) keeps it.
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            root = reader.layout();
+            return root && root->child(QStringLiteral("Preferences"))->enabled();
+        },
+        10000));
+    ASSERT_TRUE(reader.click(root->child(QStringLiteral("Preferences"))->id));
+    const QByteArray preferences = KZTrayRun::shownWindow(10000);
+    ASSERT_FALSE(preferences.isEmpty()) << "no preferences window";
+    KZTrayRun::press(preferences, QStringLiteral("alt+shift+k"));
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            root = reader.layout();
+            return root
+                   && root->child(QStringLiteral("Empty All Trashes"))->shortcut()
+                          == QStringLiteral("Alt+Shift+K");
+        },
+        10000))
+        << "the menu did not follow the recorded hot key";
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});
+    ASSERT_TRUE(KZTrayRun::windowsShown(0, 10000)) << "Done did not close the preferences";
+
+    // The old combination does nothing any more; the new one asks, and Escape keeps the items.
+    firstTrash.addFile("draft.txt", QByteArray(100, 'z'));
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("super+ctrl+BackSpace")});
+    EXPECT_TRUE(KZTrayRun::shownWindow(1500).isEmpty()) << "the old hot key still works";
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("alt+shift+k")});
+    const QByteArray again = KZTrayRun::shownWindow(10000);
+    ASSERT_FALSE(again.isEmpty()) << "the recorded hot key does not work";
+    KZTrayRun::press(again, QStringLiteral("Escape"));
+    ASSERT_TRUE(KZTrayRun::windowsShown(0, 10000));
+    EXPECT_FALSE(KZTestFiles::namesIn(firstTrash.files()).isEmpty());
+
     // A second start hands over to the first and ends without an icon of its own.
-    QProcess &again = run.start();
-    ASSERT_TRUE(again.waitForFinished(15000));
-    EXPECT_EQ(again.exitCode(), 0) << again.readAllStandardError().toStdString();
-    EXPECT_TRUE(again.readAllStandardError().isEmpty());
+    QProcess &latecomer = run.start();
+    ASSERT_TRUE(latecomer.waitForFinished(15000));
+    EXPECT_EQ(latecomer.exitCode(), 0) << latecomer.readAllStandardError().toStdString();
+    EXPECT_TRUE(latecomer.readAllStandardError().isEmpty());
     QTest::qWait(300);
     EXPECT_EQ(binwise.state(), QProcess::Running);
     EXPECT_EQ(run.watcher.registeredItems().size(), 1);
