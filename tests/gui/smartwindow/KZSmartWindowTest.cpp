@@ -156,7 +156,7 @@ TEST_F(Window, TickBoxesTickWithoutSelectingShiftTicksARangeAndLongNamesShowAsTo
     EXPECT_FALSE(cntrl->multiSelection());
 }
 
-TEST_F(Window, HeaderClicksSortEachColumnBothWaysAndBeepWhileASortRuns)
+TEST_F(Window, HeaderClicksSortEachColumnBothWaysBeepWhileASortRunsAndARefusedEraseKeepsAll)
 {
     trash.addFile("beta", QByteArray(30000, 'b'));
     trash.writeInfo("beta", "/b", "2024-01-03T10:00:00");
@@ -202,6 +202,21 @@ TEST_F(Window, HeaderClicksSortEachColumnBothWaysAndBeepWhileASortRuns)
     ASSERT_TRUE(waitForSort());
     EXPECT_EQ(shownNames(), (QList<QByteArray>{"Alpha", "beta", "gamma"}));
     EXPECT_EQ(header->sortIndicatorSection(), int(KZTrashItemsModel::NameColumn));
+
+    // An erase the user refuses keeps the window, the item and its tick.
+    clickItem(0, KZTrashItemsModel::CheckColumn);
+    erase.script->enqueue({KZAlertThirdButtonReturn});
+    QTest::mouseClick(window->eraseBtn(), Qt::LeftButton);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_TRUE(KZTestFiles::exists(trash.itemPath("Alpha")));
+    EXPECT_EQ(itemIndex(0, 0).data(Qt::CheckStateRole).value<Qt::CheckState>(), Qt::Checked);
+
+    // Cancel closes; opening again builds afresh, with nothing ticked.
+    QTest::mouseClick(window->cancelBtn(), Qt::LeftButton);
+    EXPECT_FALSE(window->isVisible());
+    open({recordOf(trash, QStringLiteral("Home"))});
+    EXPECT_EQ(itemIndex(0, 0).data(Qt::CheckStateRole).value<Qt::CheckState>(), Qt::Unchecked);
 }
 
 TEST_F(Window, EraseTakesTheTickedFolderAndFileFromTwoVolumesAndNothingElse)
@@ -254,25 +269,6 @@ TEST_F(Window, EraseTakesTheTickedFolderAndFileFromTwoVolumesAndNothingElse)
     EXPECT_EQ(entries(volume.root() + "/info"), QStringList{QStringLiteral("stays.trashinfo")});
     EXPECT_EQ(KZTestFiles::readFile(trash.itemPath("keep.txt")), "keep");
     EXPECT_TRUE(KZTestFiles::exists(volume.itemPath("stays/a")));
-}
-
-TEST_F(Window, EraseRefusedByTheUserKeepsTheWindowAndTheTicks)
-{
-    trash.addFile("wanted.txt", "wanted");
-    open({recordOf(trash, QStringLiteral("Home"))});
-    clickItem(0, KZTrashItemsModel::CheckColumn);
-    erase.script->enqueue({KZAlertThirdButtonReturn});
-    QTest::mouseClick(window->eraseBtn(), Qt::LeftButton);
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(window->isVisible());
-    EXPECT_TRUE(KZTestFiles::exists(trash.itemPath("wanted.txt")));
-    EXPECT_EQ(itemIndex(0, 0).data(Qt::CheckStateRole).value<Qt::CheckState>(), Qt::Checked);
-
-    // Cancel closes; opening again builds afresh, with nothing ticked.
-    QTest::mouseClick(window->cancelBtn(), Qt::LeftButton);
-    EXPECT_FALSE(window->isVisible());
-    open({recordOf(trash, QStringLiteral("Home"))});
-    EXPECT_EQ(itemIndex(0, 0).data(Qt::CheckStateRole).value<Qt::CheckState>(), Qt::Unchecked);
 }
 
 TEST_F(Window, LoadsIconsOnlyForTheRowsItShows)

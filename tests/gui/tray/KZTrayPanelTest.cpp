@@ -299,11 +299,14 @@ TEST_F(TrayPanelTest, ArrowsSkipDimmedRowsHoverFollowsTheMouseAndOutsideCloses)
     EXPECT_EQ(chosen.count(), 0);
 }
 
-TEST_F(TrayPanelTest, PlacedByTheIconOrNearThePointerAndKeptOnScreen)
+TEST_F(TrayPanelTest, PlacedByTheIconOrNearThePointerKeptOnScreenAndNarrowWithALongName)
 {
     m_home.addFile("one");
-    const QList<KZTrashLocation> records{home(false),
-                                         m_other.location(QStringLiteral("Other"), true)};
+    // A long name keeps the panel narrow and its rows aligned.
+    const QString longName
+        = QStringLiteral("Backups of the whole family photo library ").repeated(4);
+    const QList<KZTrashLocation> records{home(false, longName),
+                                         m_other.location(QStringLiteral("B"), true)};
     KZTrayPanel panel;
     const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
 
@@ -312,6 +315,11 @@ TEST_F(TrayPanelTest, PlacedByTheIconOrNearThePointerAndKeptOnScreen)
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&panel));
     EXPECT_EQ(panel.geometry().topLeft(), QPoint(300, screen.top() + 24));
     EXPECT_EQ(panel.frameGeometry(), panel.geometry());
+    ASSERT_EQ(panel.rows().size(), 2);
+    EXPECT_EQ(panel.rows()[0]->firstLine(), longName + QChar(0x2026));
+    EXPECT_LT(panel.width(), 520);
+    EXPECT_GT(panel.width(), 300);
+    EXPECT_EQ(panel.rows()[0]->width(), panel.rows()[1]->width());
 
     // An icon in a bottom bar, at the right end: above it, pushed left onto the screen.
     const QRect bottomRight(screen.right() - 10, screen.bottom() - 23, 24, 24);
@@ -341,22 +349,6 @@ TEST_F(TrayPanelTest, PlacedByTheIconOrNearThePointerAndKeptOnScreen)
               QRect(QPoint(30, 100), size));
     EXPECT_EQ(KZTrayPanel::placement(size, QRect(975, 700, 24, 24), area.adjusted(0, 0, -30, 0)),
               QRect(QPoint(970 - 300, 600), size));
-}
-
-TEST_F(TrayPanelTest, LongNamesKeepThePanelNarrowAndTheRowsAligned)
-{
-    const QString longName
-        = QStringLiteral("Backups of the whole family photo library ").repeated(4);
-    KZTrayPanel panel;
-    show(panel, {home(true, longName), m_other.location(QStringLiteral("B"), true)});
-    const QList<KZDiskMenuItemView *> rows = panel.rows();
-    ASSERT_EQ(rows.size(), 2);
-    EXPECT_EQ(rows[0]->firstLine(), longName + QChar(0x2026));
-    EXPECT_LT(panel.width(), 520);
-    EXPECT_GT(panel.width(), 300);
-    EXPECT_EQ(rows[0]->width(), rows[1]->width());
-    EXPECT_TRUE(
-        QGuiApplication::primaryScreen()->availableGeometry().contains(panel.frameGeometry()));
 }
 
 TEST_F(TrayPanelTest, WithoutVolumesOneDimmedLineSaysSo)
