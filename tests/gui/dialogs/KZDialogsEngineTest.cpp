@@ -12,7 +12,6 @@
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QDir>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
@@ -53,12 +52,6 @@ protected:
         return false;
     }
 };
-
-QStringList entries(const QByteArray &folder)
-{
-    return QDir(QString::fromLocal8Bit(folder))
-        .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
-}
 
 // Lets a held walker go on however the test ends, so that the engine can always be stopped.
 struct Release
@@ -118,8 +111,8 @@ TEST(DialogsEngine, TheConfirmationMeasuresLiveAndEmptyTrashErases)
                                        .arg(KZNumberUtilities::sharedControl().numberToFormatString(
                                            double(summary.erasedCount)))))
         << finalLine.toStdString() << " / " << summary.erasedCount;
-    EXPECT_TRUE(entries(f.trash.files()).isEmpty())
-        << entries(f.trash.files()).join(u' ').toStdString();
+    EXPECT_TRUE(KZTestFiles::namesIn(f.trash.files()).isEmpty())
+        << KZTestFiles::namesIn(f.trash.files()).join(' ').toStdString();
 }
 
 TEST(DialogsEngine, CancelInTheConfirmationErasesNothingAndTheMissingToolIsToldOnce)
@@ -166,7 +159,7 @@ TEST(DialogsEngine, CancelInTheConfirmationErasesNothingAndTheMissingToolIsToldO
 
     EXPECT_EQ(messages, 1);
     EXPECT_EQ(confirmations, 2);
-    EXPECT_EQ(entries(f.trash.files()), QStringList{QStringLiteral("kept.txt")});
+    EXPECT_EQ(KZTestFiles::namesIn(f.trash.files()), QByteArrayList{"kept.txt"});
 }
 
 TEST(DialogsEngine, TheLockedItemQuestionAnswersWithItsApplyToAllBox)

@@ -2,8 +2,8 @@
 // alone, and the application controller's registration rules over a real engine and Trash.
 #include "gui/platform/x11/KZX11GlobalShortcuts.h"
 #include "KZEraseTestSupport.h"
+#include "KZReadyStatusMenuFace.h"
 #include "presentation/KZBinwise.h"
-#include "presentation/KZStatusMenuFace.h"
 
 #include <gtest/gtest.h>
 
@@ -97,15 +97,6 @@ struct OtherClient
     xcb_keycode_t keycode = 0;
 };
 
-// The face a tray host would give: the menu is up at once.
-class ShownFace : public KZStatusMenuFace
-{
-public:
-    void setupStatusMenu(std::function<void(bool)> done) override { done(true); }
-    void showAboutPanel() override {}
-    void showPanel() override {}
-};
-
 struct ControllerOnX11
 {
     explicit ControllerOnX11(bool withSmartWindow)
@@ -137,7 +128,7 @@ struct ControllerOnX11
 
     KZEraseFixture erase;
     KZX11GlobalShortcuts shortcuts;
-    ShownFace face;
+    KZReadyStatusMenuFace face;
     int smartWindows = 0;
     std::unique_ptr<KZBinwise> controller;
 };

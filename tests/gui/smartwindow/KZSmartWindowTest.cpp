@@ -13,7 +13,6 @@
 #include "presentation/KZTrashItemsModel.h"
 
 #include <QAbstractItemModelTester>
-#include <QDir>
 #include <QElapsedTimer>
 #include <QHeaderView>
 #include <QHelpEvent>
@@ -26,13 +25,6 @@
 namespace {
 
 using Window = KZSmartWindowTest;
-
-QStringList entries(const QByteArray &folder)
-{
-    return QDir(QString::fromLocal8Bit(folder))
-        .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-                   QDir::Name);
-}
 
 } // namespace
 
@@ -73,7 +65,7 @@ TEST_F(Window, ShowsEachVolumeAndAVolumeWithoutATrashEmptyDimmedAndUnselectable)
     EXPECT_EQ(window->sourceList()->selectedRow(), 0);
     EXPECT_EQ(cntrl->volumeAt(1)->check, KZCheckOff);
     EXPECT_EQ(window->list()->model()->rowCount(), 3);
-    EXPECT_TRUE(entries(bare).isEmpty());
+    EXPECT_TRUE(KZTestFiles::namesIn(bare).isEmpty());
 
     // Each row's second line is where the item came from; icons came for the rows drawn.
     const int report = rowNamed("report.pdf");
@@ -263,10 +255,10 @@ TEST_F(Window, EraseTakesTheTickedFolderAndFileFromTwoVolumesAndNothingElse)
     EXPECT_FALSE(cntrl->isOpen());
     EXPECT_TRUE(QTest::qWaitFor([&] { return window->eraseBtn()->isEnabled(); }));
 
-    EXPECT_EQ(entries(trash.files()), QStringList{QStringLiteral("keep.txt")});
-    EXPECT_EQ(entries(trash.root() + "/info"), QStringList{QStringLiteral("keep.txt.trashinfo")});
-    EXPECT_EQ(entries(volume.files()), QStringList{QStringLiteral("stays")});
-    EXPECT_EQ(entries(volume.root() + "/info"), QStringList{QStringLiteral("stays.trashinfo")});
+    EXPECT_EQ(KZTestFiles::namesIn(trash.files()), QByteArrayList{"keep.txt"});
+    EXPECT_EQ(KZTestFiles::namesIn(trash.root() + "/info"), QByteArrayList{"keep.txt.trashinfo"});
+    EXPECT_EQ(KZTestFiles::namesIn(volume.files()), QByteArrayList{"stays"});
+    EXPECT_EQ(KZTestFiles::namesIn(volume.root() + "/info"), QByteArrayList{"stays.trashinfo"});
     EXPECT_EQ(KZTestFiles::readFile(trash.itemPath("keep.txt")), "keep");
     EXPECT_TRUE(KZTestFiles::exists(volume.itemPath("stays/a")));
 }

@@ -6,11 +6,11 @@
 #include "KZEraseTestSupport.h"
 #include "KZGuiTestSupport.h"
 #include "KZPromoTestServer.h"
+#include "KZReadyStatusMenuFace.h"
 #include "KZUrlRecorder.h"
 #include "foundation/KZNotificationCenter.h"
 #include "gui/webpromo/KZWebPromoView.h"
 #include "presentation/KZBinwise.h"
-#include "presentation/KZStatusMenuFace.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -107,14 +107,6 @@ QPoint linkPosition(KZWebPromoView *view)
     }
     return {-1, -1};
 }
-
-class Face : public KZStatusMenuFace
-{
-public:
-    void setupStatusMenu(std::function<void(bool)> done) override { done(true); }
-    void showAboutPanel() override {}
-    void showPanel() override {}
-};
 
 } // namespace
 
@@ -245,7 +237,7 @@ TEST(WebPromo, AClickedLinkOpensInTheBrowserClosesTheWindowAndReleasesTheControl
     ASSERT_TRUE(f.listening);
     f.servePage("{480, 300}");
     KZEraseFixture erase;
-    Face face;
+    KZReadyStatusMenuFace face;
     KZBinwise::Environment environment;
     environment.engine = erase.engine.get();
     environment.userDefaults = &erase.defaults;
