@@ -206,57 +206,7 @@ TEST_F(Preferences, RecordersTakeRealKeysWithAModifierAndTheClearButtonLeavesNoH
     EXPECT_FALSE(KZUserDefaults::sharedControl().hasUserValue(KZUserDefaults::kSmartDelete));
 }
 
-TEST_F(Preferences, RestoreReturnsTheEightKeysLeavesTheOthersAndTheLoginItem)
-{
-    const auto window = makeWindow();
-    // A login item first, through Done.
-    click(window->launchCheckBtn());
-    QTest::mouseClick(window->doneBtn(), Qt::LeftButton);
-    ASSERT_TRUE(QFile::exists(autostartFile()));
-    window->openWindowInModal(false);
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
-
-    const QVariantMap changed{
-        {KZUserDefaults::kEmptyTrash, QVariantMap()},
-        {KZUserDefaults::kSmartDelete,
-         QVariantMap{{KZUserDefaults::kKeyCode, uint(Qt::Key_J)},
-                     {KZUserDefaults::kModifierFlags, uint(Qt::AltModifier)}}},
-        {KZUserDefaults::kWriteLog, false},
-        {KZUserDefaults::kHowManyDaysForNewLogFile, QVariant::fromValue(qint16(30))},
-        {KZUserDefaults::kShowAlert, false},
-        {KZUserDefaults::kDeleteLocked, true},
-        {KZUserDefaults::kAskUnistallOldBinwise, false},
-        {KZUserDefaults::kIsFirstRun, false},
-        {KZUserDefaults::kNewsletterSubscribed, true},
-        {KZUserDefaults::kShowSRMNotAvailable, false},
-    };
-    for (auto it = changed.cbegin(); it != changed.cend(); ++it)
-        defaults.setValue(it.key(), it.value());
-
-    QTest::mouseClick(window->restoreBtn(), Qt::LeftButton);
-    const QVariantMap factory = KZUserDefaults::defaultValues();
-    for (const QString &key : KZUserDefaults::restorableKeys())
-        EXPECT_EQ(defaults.value(key), factory.value(key)) << key.toStdString();
-    // What records events rather than choices stays.
-    EXPECT_FALSE(defaults.boolForKey(KZUserDefaults::kIsFirstRun));
-    EXPECT_TRUE(defaults.boolForKey(KZUserDefaults::kNewsletterSubscribed));
-    EXPECT_FALSE(defaults.boolForKey(KZUserDefaults::kShowSRMNotAvailable));
-    // On disk too, and the controls show the defaults.
-    EXPECT_TRUE(waitOnDisk(KZUserDefaults::kDeleteLocked, QStringLiteral("false")));
-    // INI keys keep their spaces percent-encoded.
-    EXPECT_EQ(onDisk(QStringLiteral("Is%20first%20run")).toString(), QStringLiteral("false"));
-    EXPECT_EQ(onDisk(KZUserDefaults::kLaunchAtLogin).toString(), QStringLiteral("false"));
-    EXPECT_FALSE(window->launchCheckBtn()->isChecked());
-    EXPECT_TRUE(window->showAlertCheckBtn()->isChecked());
-    EXPECT_EQ(window->createLogPopup()->currentData().toInt(), 7);
-    EXPECT_EQ(window->smHotKeyFld()->keySequence(),
-              QKeySequence(QKeyCombination(Qt::MetaModifier | Qt::ShiftModifier, Qt::Key_S)));
-    EXPECT_FALSE(window->etHotKeyFld()->keySequence().isEmpty());
-    // The login item changes on Done only.
-    EXPECT_TRUE(QFile::exists(autostartFile()));
-}
-
-TEST_F(Preferences, DoneWritesOneValidAutostartEntryAndTurningItOffRemovesIt)
+TEST_F(Preferences, DoneWritesOneValidAutostartEntryRestoreLeavesItAndDoneWithTheBoxOffRemovesIt)
 {
     int stops = 0;
     QObject observer;
@@ -300,9 +250,49 @@ TEST_F(Preferences, DoneWritesOneValidAutostartEntryAndTurningItOffRemovesIt)
         EXPECT_TRUE(validate.readAllStandardOutput().trimmed().isEmpty());
     }
 
+    // Restore returns the eight keys (the login box among them) and leaves the others.
     window->openWindowInModal(false);
     ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
-    click(window->launchCheckBtn());
+    const QVariantMap changed{
+        {KZUserDefaults::kEmptyTrash, QVariantMap()},
+        {KZUserDefaults::kSmartDelete,
+         QVariantMap{{KZUserDefaults::kKeyCode, uint(Qt::Key_J)},
+                     {KZUserDefaults::kModifierFlags, uint(Qt::AltModifier)}}},
+        {KZUserDefaults::kWriteLog, false},
+        {KZUserDefaults::kHowManyDaysForNewLogFile, QVariant::fromValue(qint16(30))},
+        {KZUserDefaults::kShowAlert, false},
+        {KZUserDefaults::kDeleteLocked, true},
+        {KZUserDefaults::kAskUnistallOldBinwise, false},
+        {KZUserDefaults::kIsFirstRun, false},
+        {KZUserDefaults::kNewsletterSubscribed, true},
+        {KZUserDefaults::kShowSRMNotAvailable, false},
+    };
+    for (auto it = changed.cbegin(); it != changed.cend(); ++it)
+        defaults.setValue(it.key(), it.value());
+
+    QTest::mouseClick(window->restoreBtn(), Qt::LeftButton);
+    const QVariantMap factory = KZUserDefaults::defaultValues();
+    for (const QString &key : KZUserDefaults::restorableKeys())
+        EXPECT_EQ(defaults.value(key), factory.value(key)) << key.toStdString();
+    // What records events rather than choices stays.
+    EXPECT_FALSE(defaults.boolForKey(KZUserDefaults::kIsFirstRun));
+    EXPECT_TRUE(defaults.boolForKey(KZUserDefaults::kNewsletterSubscribed));
+    EXPECT_FALSE(defaults.boolForKey(KZUserDefaults::kShowSRMNotAvailable));
+    // On disk too, and the controls show the defaults.
+    EXPECT_TRUE(waitOnDisk(KZUserDefaults::kDeleteLocked, QStringLiteral("false")));
+    // INI keys keep their spaces percent-encoded.
+    EXPECT_EQ(onDisk(QStringLiteral("Is%20first%20run")).toString(), QStringLiteral("false"));
+    EXPECT_EQ(onDisk(KZUserDefaults::kLaunchAtLogin).toString(), QStringLiteral("false"));
+    EXPECT_FALSE(window->launchCheckBtn()->isChecked());
+    EXPECT_TRUE(window->showAlertCheckBtn()->isChecked());
+    EXPECT_EQ(window->createLogPopup()->currentData().toInt(), 7);
+    EXPECT_EQ(window->smHotKeyFld()->keySequence(),
+              QKeySequence(QKeyCombination(Qt::MetaModifier | Qt::ShiftModifier, Qt::Key_S)));
+    EXPECT_FALSE(window->etHotKeyFld()->keySequence().isEmpty());
+    // The login item changes on Done only.
+    EXPECT_TRUE(QFile::exists(autostartFile()));
+
+    // Done with the box off removes the entry.
     QTest::mouseClick(window->doneBtn(), Qt::LeftButton);
     EXPECT_FALSE(QFile::exists(autostartFile()));
     EXPECT_FALSE(window->isInstalledStartup());
