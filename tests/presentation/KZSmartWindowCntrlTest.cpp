@@ -16,18 +16,11 @@
 #include <numeric>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-quint64 allocated(const QByteArray &path)
-{
-    struct stat st = {};
-    return ::lstat(path.constData(), &st) == 0 ? quint64(st.st_blocks) * 512 : 0;
-}
 
 // A sandboxed home with a real engine answering from a script, and the controller over it.
 class SmartWindow : public ::testing::Test
@@ -104,7 +97,7 @@ TEST_F(SmartWindow, BuildsTheTreeAndGrowsSizesUntilOneReload)
     // Files count as soon as the list is there; folders add theirs when measured.
     quint64 files = 0;
     for (const QByteArray name : {"file.txt", ".hidden", "no-info"})
-        files += allocated(trash.itemPath(name));
+        files += KZTestFiles::allocatedBelow(trash.itemPath(name));
     const auto volumeSize = [&] {
         return cntrl->sourceListModel()
             ->index(0, KZSourceListModel::NameColumn)
@@ -134,7 +127,8 @@ TEST_F(SmartWindow, BuildsTheTreeAndGrowsSizesUntilOneReload)
     EXPECT_EQ(fileName.data(KZPathRole).toString(), u"/home/someone/Documents/file.txt"_s);
     EXPECT_EQ(fileName.data(KZURLRole).toUrl(), trash.itemURL("file.txt"));
     EXPECT_FALSE(fileName.data(KZIsDirectoryRole).toBool());
-    EXPECT_EQ(fileName.data(KZSizeRole).toULongLong(), allocated(trash.itemPath("file.txt")));
+    EXPECT_EQ(fileName.data(KZSizeRole).toULongLong(),
+              KZTestFiles::allocatedBelow(trash.itemPath("file.txt")));
     // 2024-03-05T10:20:30 UTC, from 1 January 2001.
     EXPECT_DOUBLE_EQ(
         items->index(file, KZTrashItemsModel::AddedColumn).data(KZSecondsRole).toDouble(),
@@ -380,7 +374,7 @@ TEST_F(SmartWindow, ClosingWhileABigFolderIsMeasuredStopsTheGatherersAndReopenin
     const quint64 expected = KZFilesUtilities::sharedControl()
                                  .iterateFolderForSize(bigTrash.itemURL("big"), &count)
                                  .totalFileSize
-                             + allocated(bigTrash.itemPath("small"));
+                             + KZTestFiles::allocatedBelow(bigTrash.itemPath("small"));
     EXPECT_EQ(count, 100000u);
     EXPECT_EQ(cntrl->sourceListModel()
                   ->index(0, KZSourceListModel::NameColumn)
