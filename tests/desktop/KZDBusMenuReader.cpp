@@ -25,6 +25,24 @@ void readItem(const QDBusArgument &argument, KZDBusMenuItem *item)
     argument.endArray();
     argument.endStructure();
 }
+
+// An icon's images, a(iiay), as "WxH:bytes" one after the other.
+QByteArray readPixmaps(const QDBusArgument &argument)
+{
+    QByteArray pixmaps;
+    argument.beginArray();
+    while (!argument.atEnd()) {
+        int width = 0;
+        int height = 0;
+        QByteArray bytes;
+        argument.beginStructure();
+        argument >> width >> height >> bytes;
+        argument.endStructure();
+        pixmaps += QByteArray::number(width) + 'x' + QByteArray::number(height) + ':' + bytes;
+    }
+    argument.endArray();
+    return pixmaps;
+}
 } // namespace
 
 std::optional<KZDBusMenuItem> KZDBusMenuItem::child(const QString &prefix) const
@@ -34,6 +52,23 @@ std::optional<KZDBusMenuItem> KZDBusMenuItem::child(const QString &prefix) const
             return item;
     }
     return std::nullopt;
+}
+
+QString KZDBusMenuItem::shortcut() const
+{
+    const QVariant value = properties.value(QStringLiteral("shortcut"));
+    QStringList keys;
+    if (value.canConvert<QDBusArgument>()) {
+        const QDBusArgument argument = value.value<QDBusArgument>();
+        argument.beginArray();
+        while (!argument.atEnd()) {
+            QStringList combination;
+            argument >> combination;
+            keys << combination.join(u'+');
+        }
+        argument.endArray();
+    }
+    return keys.join(u',');
 }
 
 KZDBusMenuReader::KZDBusMenuReader(QDBusConnection bus, QString service, QString itemPath)
@@ -87,21 +122,8 @@ QVariant KZDBusMenuReader::itemProperty(const QString &name) const
 
 QByteArray KZDBusMenuReader::iconState() const
 {
-    QByteArray state = itemProperty(QStringLiteral("IconName")).toString().toUtf8() + '\n';
-    // a(iiay)
-    const QDBusArgument pixmaps = itemProperty(QStringLiteral("IconPixmap")).value<QDBusArgument>();
-    pixmaps.beginArray();
-    while (!pixmaps.atEnd()) {
-        int width = 0;
-        int height = 0;
-        QByteArray bytes;
-        pixmaps.beginStructure();
-        pixmaps >> width >> height >> bytes;
-        pixmaps.endStructure();
-        state += QByteArray::number(width) + 'x' + QByteArray::number(height) + ':' + bytes;
-    }
-    pixmaps.endArray();
-    return state;
+    return itemProperty(QStringLiteral("IconName")).toString().toUtf8() + '\n'
+           + readPixmaps(itemProperty(QStringLiteral("IconPixmap")).value<QDBusArgument>());
 }
 
 QString KZDBusMenuReader::toolTip() const
@@ -113,16 +135,7 @@ QString KZDBusMenuReader::toolTip() const
     QString text;
     argument.beginStructure();
     argument >> iconName;
-    argument.beginArray();
-    while (!argument.atEnd()) {
-        int width = 0;
-        int height = 0;
-        QByteArray bytes;
-        argument.beginStructure();
-        argument >> width >> height >> bytes;
-        argument.endStructure();
-    }
-    argument.endArray();
+    (void)readPixmaps(argument);
     argument >> title >> text;
     argument.endStructure();
     return text.isEmpty() ? title : title + QLatin1Char('\n') + text;

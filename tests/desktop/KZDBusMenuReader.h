@@ -29,6 +29,8 @@ struct KZDBusMenuItem
     {
         return properties.value(QStringLiteral("type")).toString() == QLatin1String("separator");
     }
+    // The keys of its "shortcut" property (aas), joined by "+": "Super+Control+Backspace".
+    [[nodiscard]] QString shortcut() const;
     // The first child whose label (mnemonics removed) starts with prefix.
     [[nodiscard]] std::optional<KZDBusMenuItem> child(const QString &prefix) const;
 };

@@ -24,31 +24,6 @@ bool firstRunDone(KZTrayRun &run)
     return settings.contains(kIsFirstRun) && !settings.value(kIsFirstRun).toBool();
 }
 
-// The visible window titled exactly title, once one shows; empty when none did in time.
-QByteArray waitForWindow(const QString &title)
-{
-    QByteArray found;
-    (void)QTest::qWaitFor(
-        [&] {
-            found
-                = KZTrayRun::xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                      QStringLiteral("--name"), QStringLiteral("^%1$").arg(title)})
-                      .split('\n')
-                      .value(0)
-                      .trimmed();
-            return !found.isEmpty();
-        },
-        20000);
-    return found;
-}
-
-void press(const QByteArray &window, const QString &key)
-{
-    KZTrayRun::xdotool(
-        {QStringLiteral("windowfocus"), QStringLiteral("--sync"), QString::fromLatin1(window)});
-    KZTrayRun::xdotool({QStringLiteral("key"), key});
-}
-
 } // namespace
 
 TEST(FirstRunDesktop, ARefusedDisclaimerEndsBinwiseAndTheNextLaunchAsksAgainThenWelcomes)
@@ -62,28 +37,29 @@ TEST(FirstRunDesktop, ARefusedDisclaimerEndsBinwiseAndTheNextLaunchAsksAgainThen
     }
 
     QProcess &first = run.start();
-    const QByteArray disclaimer = waitForWindow(QStringLiteral("Binwise"));
+    const QByteArray disclaimer = KZTrayRun::titledWindow(QStringLiteral("^Binwise$"), 20000);
     ASSERT_FALSE(disclaimer.isEmpty()) << first.readAllStandardError().toStdString();
     // Escape is no agreement.
-    press(disclaimer, QStringLiteral("Escape"));
+    KZTrayRun::press(disclaimer, QStringLiteral("Escape"));
     ASSERT_TRUE(first.waitForFinished(10000));
     EXPECT_EQ(first.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(first.exitCode(), 0) << first.readAllStandardError().toStdString();
     EXPECT_FALSE(firstRunDone(run));
 
     QProcess &second = run.start();
-    const QByteArray asked = waitForWindow(QStringLiteral("Binwise"));
+    const QByteArray asked = KZTrayRun::titledWindow(QStringLiteral("^Binwise$"), 20000);
     ASSERT_FALSE(asked.isEmpty()) << second.readAllStandardError().toStdString();
     // Return takes the default answer, Agree; the welcome follows.
-    press(asked, QStringLiteral("Return"));
-    const QByteArray welcome = waitForWindow(QStringLiteral("Welcome to Binwise"));
+    KZTrayRun::press(asked, QStringLiteral("Return"));
+    const QByteArray welcome
+        = KZTrayRun::titledWindow(QStringLiteral("^Welcome to Binwise$"), 20000);
     ASSERT_FALSE(welcome.isEmpty()) << second.readAllStandardError().toStdString();
     const QRect area = KZTrayRun::geometry(welcome);
     EXPECT_GT(area.width(), 300);
     EXPECT_GT(area.height(), 200);
     // The first run lasts until the welcome has closed.
     EXPECT_FALSE(firstRunDone(run));
-    press(welcome, QStringLiteral("Escape"));
+    KZTrayRun::press(welcome, QStringLiteral("Escape"));
     EXPECT_TRUE(QTest::qWaitFor([&] { return firstRunDone(run); }, 10000));
     // Binwise goes on in the tray.
     EXPECT_EQ(second.state(), QProcess::Running);

@@ -51,11 +51,16 @@ QProcess &KZTrayRun::start()
     return *processes.back();
 }
 
-QString KZTrayRun::waitForItem()
+QString KZTrayRun::waitForItem(QString *path)
 {
     if (!QTest::qWaitFor([&] { return !watcher.registeredItems().isEmpty(); }, 20000))
         return {};
-    return watcher.registeredItems().constFirst();
+    // Registered as "bus-name" (the path is /StatusNotifierItem) or "bus-name/path".
+    const QString registered = watcher.registeredItems().constFirst();
+    const qsizetype slash = registered.indexOf(u'/');
+    if (path)
+        *path = slash < 0 ? QStringLiteral("/StatusNotifierItem") : registered.mid(slash);
+    return slash < 0 ? registered : registered.left(slash);
 }
 
 QByteArray KZTrayRun::xdotool(const QStringList &arguments)
@@ -91,6 +96,38 @@ QByteArray KZTrayRun::shownWindow(int ms)
         },
         ms);
     return window;
+}
+
+QByteArray KZTrayRun::titledWindow(const QString &title, int ms)
+{
+    QByteArray found;
+    (void)QTest::qWaitFor(
+        [&] {
+            found = xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                             QStringLiteral("--name"), title})
+                        .split('\n')
+                        .value(0)
+                        .trimmed();
+            return !found.isEmpty();
+        },
+        ms);
+    return found;
+}
+
+bool KZTrayRun::windowsShown(int count, int ms, bool orMore)
+{
+    return QTest::qWaitFor(
+        [count, orMore] {
+            const qsizetype shown = windows(QStringLiteral("binwise"), true).size();
+            return shown == count || (orMore && shown > count);
+        },
+        ms);
+}
+
+void KZTrayRun::press(const QByteArray &window, const QString &key)
+{
+    xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"), QString::fromLatin1(window)});
+    xdotool({QStringLiteral("key"), key});
 }
 
 QRect KZTrayRun::geometry(const QByteArray &window)

@@ -21,9 +21,9 @@ struct KZTrayRun
 
     // Starts binwise without a command; the run owns the process.
     QProcess &start();
-    // The bus name (and path) of the item once a running binwise has registered it; empty
-    // when none did in time.
-    QString waitForItem();
+    // The bus name of the item once a running binwise has registered it (its object path in
+    // *path); empty when none did in time.
+    QString waitForItem(QString *path = nullptr);
 
     // Runs xdotool on this process's X server; its standard output.
     static QByteArray xdotool(const QStringList &arguments);
@@ -32,6 +32,13 @@ struct KZTrayRun
     static QList<QByteArray> windows(const QString &className, bool visibleOnly);
     // The one window binwise shows, once it shows exactly one within ms; empty otherwise.
     static QByteArray shownWindow(int ms);
+    // The first visible window whose title matches the regular expression title, once one
+    // shows within ms; empty otherwise.
+    static QByteArray titledWindow(const QString &title, int ms);
+    // Whether binwise shows count visible windows (count or more with orMore) within ms.
+    static bool windowsShown(int count, int ms, bool orMore = false);
+    // Gives window the keyboard focus and presses key there.
+    static void press(const QByteArray &window, const QString &key);
     // A window's place and size on the screen, in device pixels.
     static QRect geometry(const QByteArray &window);
 

@@ -1,6 +1,7 @@
 // The real binwise executable in tray mode, read over a private session bus exactly as a
 // StatusNotifierItem panel reads it: the menu through com.canonical.dbusmenu, the tooltip from
-// the item. Its volumes are tmpfs mounts of the test; its home is the test's sandbox.
+// the item; its hot keys pressed with xdotool from no window of binwise's. Its volumes are tmpfs
+// mounts of the test; its home is the test's sandbox.
 #include "KZCliRunner.h"
 #include "KZDBusMenuReader.h"
 #include "KZStatusNotifierWatcher.h"
@@ -9,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QDir>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTest>
@@ -42,14 +42,6 @@ std::optional<KZDBusMenuItem> row(const KZDBusMenuItem &root, const QString &vol
     return submenu ? submenu->child(volume + QStringLiteral("…")) : std::nullopt;
 }
 
-QString itemPath(const QString &registered, QString *service)
-{
-    // Registered as "bus-name" (the path is /StatusNotifierItem) or "bus-name/path".
-    const qsizetype slash = registered.indexOf(QLatin1Char('/'));
-    *service = slash < 0 ? registered : registered.left(slash);
-    return slash < 0 ? QStringLiteral("/StatusNotifierItem") : registered.mid(slash);
-}
-
 } // namespace
 
 TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume)
@@ -71,8 +63,8 @@ TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume
     ASSERT_TRUE(KZTestFiles::makeFolders(voidTrash.files()));
 
     QProcess &binwise = run.start();
-    QString service;
-    const QString path = itemPath(run.waitForItem(), &service);
+    QString path;
+    const QString service = run.waitForItem(&path);
     ASSERT_FALSE(service.isEmpty())
         << "no item registered; binwise said: " << binwise.readAllStandardError().toStdString();
     KZDBusMenuReader reader(run.watcher.connection(), service, path);
@@ -162,15 +154,11 @@ TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume
 
     // Return chooses the confirmation's default button, Empty Trash. The erase runs with the
     // menu disabled; a click now starts nothing either.
-    KZTrayRun::xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"),
-                        QString::fromLatin1(confirmation)});
-    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});
+    KZTrayRun::press(confirmation, QStringLiteral("Return"));
     bool clickedDuringErase = false;
     ASSERT_TRUE(QTest::qWaitFor(
         [&] {
-            const bool erased
-                = QDir(QString::fromLocal8Bit(workTrash.files()))
-                      .isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
+            const bool erased = KZTestFiles::namesIn(workTrash.files()).isEmpty();
             if (!erased && !clickedDuringErase && disabledNow()) {
                 const std::optional<KZDBusMenuItem> now = reader.layout();
                 clickedDuringErase
@@ -195,7 +183,8 @@ TEST(TrayStatusNotifier, MenuOverDBusMenuMeasuresRowsAndARowEmptiesOnlyItsVolume
     EXPECT_EQ(binwise.exitCode(), 0);
 }
 
-TEST(TrayStatusNotifier, EmptyAllTrashesEmptiesEveryTrashAndNothingElse)
+TEST(TrayStatusNotifier,
+     SmartDeleteHoldsTheMenuEmptyAllAndItsHotKeysTakeEveryTrashAndASecondStartHandsOver)
 {
     KZTrayRun run(true);
     ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
@@ -216,66 +205,21 @@ TEST(TrayStatusNotifier, EmptyAllTrashesEmptiesEveryTrashAndNothingElse)
     ASSERT_TRUE(KZTestFiles::writeFile(second + "/.Trash-0-not/keep", "mine"));
 
     QProcess &binwise = run.start();
-    QString service;
-    const QString path = itemPath(run.waitForItem(), &service);
+    QString path;
+    const QString service = run.waitForItem(&path);
     ASSERT_FALSE(service.isEmpty()) << binwise.readAllStandardError().toStdString();
     KZDBusMenuReader reader(run.watcher.connection(), service, path);
     ASSERT_TRUE(reader.aboutToShow(0));
     std::optional<KZDBusMenuItem> root = reader.layout();
     ASSERT_TRUE(root);
-    ASSERT_TRUE(reader.click(root->child(QStringLiteral("Empty All Trashes"))->id));
-
-    const QByteArray confirmation = KZTrayRun::shownWindow(10000);
-    ASSERT_FALSE(confirmation.isEmpty()) << "no confirmation";
-    KZTrayRun::xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"),
-                        QString::fromLatin1(confirmation)});
-    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});
-    const auto emptied = [](const KZTestTrash &trash) {
-        return QDir(QString::fromLocal8Bit(trash.files()))
-            .isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
-    };
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] {
-            root = reader.layout();
-            return emptied(firstTrash) && emptied(secondTrash) && root
-                   && root->child(QStringLiteral("Empty All Trashes"))->enabled();
-        },
-        30000));
-    EXPECT_EQ(KZTestFiles::readFile(first + "/keep.txt"), "mine");
-    EXPECT_EQ(KZTestFiles::readFile(second + "/.Trash-0-not/keep"), "mine");
-    // The Trash folders themselves stay, ready for the next item.
-    EXPECT_TRUE(KZTestFiles::exists(firstTrash.files()));
-    EXPECT_TRUE(KZTestFiles::exists(secondTrash.files()));
-    EXPECT_EQ(run.runner.logFolders(), QStringList{QStringLiteral("All Trashes")});
-}
-
-TEST(TrayStatusNotifier, SmartDeleteOpensItsWindowAndTheMenuWaitsUntilItCloses)
-{
-    KZTrayRun run(true);
-    ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
-    QString whyNot;
-    const QByteArray volume = run.runner.addVolume("Work", &whyNot);
-    if (volume.isEmpty())
-        GTEST_SKIP() << qPrintable(whyNot);
-    KZTestTrash trash = KZTestTrash::onVolume(volume);
-    trash.addFile("report.txt");
-    trash.addFolder("old project", {"a", "b/c"});
-
-    QProcess &binwise = run.start();
-    QString service;
-    const QString path = itemPath(run.waitForItem(), &service);
-    ASSERT_FALSE(service.isEmpty()) << binwise.readAllStandardError().toStdString();
-    KZDBusMenuReader reader(run.watcher.connection(), service, path);
-    ASSERT_TRUE(reader.aboutToShow(0));
-    std::optional<KZDBusMenuItem> root = reader.layout();
-    ASSERT_TRUE(root);
+    // The hot keys travel as the items' shortcuts.
+    EXPECT_EQ(root->child(QStringLiteral("Empty All Trashes"))->shortcut(),
+              QStringLiteral("Super+Control+Backspace"));
     const std::optional<KZDBusMenuItem> smartDelete = root->child(QStringLiteral("Smart Delete…"));
     ASSERT_TRUE(smartDelete);
     EXPECT_TRUE(smartDelete->enabled());
-    // Its hot key travels as the item's shortcut too.
-    EXPECT_TRUE(smartDelete->properties.contains(QStringLiteral("shortcut")));
+    EXPECT_FALSE(smartDelete->shortcut().isEmpty());
     ASSERT_TRUE(reader.click(smartDelete->id));
-
     const QByteArray window = KZTrayRun::shownWindow(10000);
     ASSERT_FALSE(window.isEmpty()) << "no smart-delete window";
     EXPECT_TRUE(KZTrayRun::xdotool({QStringLiteral("getwindowname"), QString::fromLatin1(window)})
@@ -288,12 +232,8 @@ TEST(TrayStatusNotifier, SmartDeleteOpensItsWindowAndTheMenuWaitsUntilItCloses)
                    && !root->child(QStringLiteral("Smart Delete…"))->enabled();
         },
         10000));
-
-    // Closing it (its Cancel, here Escape) ends the work: the menu is enabled again and nothing
-    // was erased.
-    KZTrayRun::xdotool(
-        {QStringLiteral("windowfocus"), QStringLiteral("--sync"), QString::fromLatin1(window)});
-    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
+    // Closing it (its Cancel, here Escape) ends the work with nothing erased.
+    KZTrayRun::press(window, QStringLiteral("Escape"));
     ASSERT_TRUE(QTest::qWaitFor(
         [&] {
             root = reader.layout();
@@ -301,8 +241,87 @@ TEST(TrayStatusNotifier, SmartDeleteOpensItsWindowAndTheMenuWaitsUntilItCloses)
                    && root->child(QStringLiteral("Empty All Trashes"))->enabled();
         },
         10000));
-    EXPECT_TRUE(KZTestFiles::exists(trash.files() + "/report.txt"));
-    EXPECT_TRUE(KZTestFiles::exists(trash.files() + "/old project/b/c"));
+    EXPECT_TRUE(KZTestFiles::exists(firstTrash.files() + "/old folder/b/c"));
+
+    ASSERT_TRUE(reader.click(root->child(QStringLiteral("Empty All Trashes"))->id));
+    const QByteArray confirmation = KZTrayRun::shownWindow(10000);
+    ASSERT_FALSE(confirmation.isEmpty()) << "no confirmation";
+    KZTrayRun::press(confirmation, QStringLiteral("Return"));
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            root = reader.layout();
+            return KZTestFiles::namesIn(firstTrash.files()).isEmpty()
+                   && KZTestFiles::namesIn(secondTrash.files()).isEmpty() && root
+                   && root->child(QStringLiteral("Empty All Trashes"))->enabled();
+        },
+        30000));
+    EXPECT_EQ(KZTestFiles::readFile(first + "/keep.txt"), "mine");
+    EXPECT_EQ(KZTestFiles::readFile(second + "/.Trash-0-not/keep"), "mine");
+    // The Trash folders themselves stay, ready for the next item.
+    EXPECT_TRUE(KZTestFiles::exists(firstTrash.files()));
+    EXPECT_TRUE(KZTestFiles::exists(secondTrash.files()));
+    EXPECT_EQ(run.runner.logFolders(), QStringList{QStringLiteral("All Trashes")});
+
+    // The default hot key, with no window of binwise's anywhere: the confirmation comes up,
+    // Return erases every Trash.
+    firstTrash.addFile("report.pdf", QByteArray(20000, 'x'));
+    secondTrash.addFile("notes.txt", QByteArray(300, 'y'));
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("super+ctrl+BackSpace")});
+    const QByteArray asked = KZTrayRun::shownWindow(10000);
+    ASSERT_FALSE(asked.isEmpty()) << "no confirmation after the hot key";
+    KZTrayRun::press(asked, QStringLiteral("Return"));
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            return KZTestFiles::namesIn(firstTrash.files()).isEmpty()
+                   && KZTestFiles::namesIn(secondTrash.files()).isEmpty();
+        },
+        30000))
+        << "the hot key did not empty the Trashes";
+    ASSERT_TRUE(KZTrayRun::windowsShown(0, 10000));
+
+    // The preferences from the tray menu: the first recorder has the focus; a new combination
+    // is recorded, the menu follows at once, and Return (the window's: Done) keeps it.
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            root = reader.layout();
+            return root && root->child(QStringLiteral("Preferences"))->enabled();
+        },
+        10000));
+    ASSERT_TRUE(reader.click(root->child(QStringLiteral("Preferences"))->id));
+    const QByteArray preferences = KZTrayRun::shownWindow(10000);
+    ASSERT_FALSE(preferences.isEmpty()) << "no preferences window";
+    KZTrayRun::press(preferences, QStringLiteral("alt+shift+k"));
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            root = reader.layout();
+            return root
+                   && root->child(QStringLiteral("Empty All Trashes"))->shortcut()
+                          == QStringLiteral("Alt+Shift+K");
+        },
+        10000))
+        << "the menu did not follow the recorded hot key";
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});
+    ASSERT_TRUE(KZTrayRun::windowsShown(0, 10000)) << "Done did not close the preferences";
+
+    // The old combination does nothing any more; the new one asks, and Escape keeps the items.
+    firstTrash.addFile("draft.txt", QByteArray(100, 'z'));
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("super+ctrl+BackSpace")});
+    EXPECT_TRUE(KZTrayRun::shownWindow(1500).isEmpty()) << "the old hot key still works";
+    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("alt+shift+k")});
+    const QByteArray again = KZTrayRun::shownWindow(10000);
+    ASSERT_FALSE(again.isEmpty()) << "the recorded hot key does not work";
+    KZTrayRun::press(again, QStringLiteral("Escape"));
+    ASSERT_TRUE(KZTrayRun::windowsShown(0, 10000));
+    EXPECT_FALSE(KZTestFiles::namesIn(firstTrash.files()).isEmpty());
+
+    // A second start hands over to the first and ends without an icon of its own.
+    QProcess &latecomer = run.start();
+    ASSERT_TRUE(latecomer.waitForFinished(15000));
+    EXPECT_EQ(latecomer.exitCode(), 0) << latecomer.readAllStandardError().toStdString();
+    EXPECT_TRUE(latecomer.readAllStandardError().isEmpty());
+    QTest::qWait(300);
+    EXPECT_EQ(binwise.state(), QProcess::Running);
+    EXPECT_EQ(run.watcher.registeredItems().size(), 1);
 }
 
 TEST(TrayStatusNotifier, TooltipAndIconFollowTrashCliPuttingAndEmptying)
@@ -319,8 +338,8 @@ TEST(TrayStatusNotifier, TooltipAndIconFollowTrashCliPuttingAndEmptying)
     ASSERT_TRUE(KZTestFiles::makeFolders(trash.files()));
 
     QProcess &binwise = run.start();
-    QString service;
-    const QString path = itemPath(run.waitForItem(), &service);
+    QString path;
+    const QString service = run.waitForItem(&path);
     ASSERT_FALSE(service.isEmpty()) << binwise.readAllStandardError().toStdString();
     KZDBusMenuReader reader(run.watcher.connection(), service, path);
     const QString empty = QStringLiteral("Binwise: the Trashes are empty");
@@ -351,22 +370,6 @@ TEST(TrayStatusNotifier, TooltipAndIconFollowTrashCliPuttingAndEmptying)
     EXPECT_EQ(reader.iconState(), emptyIcon);
 }
 
-TEST(TrayStatusNotifier, ASecondStartHandsOverAndEnds)
-{
-    KZTrayRun run(true);
-    ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
-    QProcess &first = run.start();
-    ASSERT_FALSE(run.waitForItem().isEmpty()) << first.readAllStandardError().toStdString();
-    QProcess &second = run.start();
-    ASSERT_TRUE(second.waitForFinished(15000));
-    EXPECT_EQ(second.exitCode(), 0) << second.readAllStandardError().toStdString();
-    EXPECT_TRUE(second.readAllStandardError().isEmpty());
-    QTest::qWait(300);
-    EXPECT_EQ(first.state(), QProcess::Running);
-    // The second start did not register an icon of its own.
-    EXPECT_EQ(run.watcher.registeredItems().size(), 1);
-}
-
 TEST(TrayStatusNotifier, WithoutATrayHostItSaysSoAfterTheWaitAndEnds)
 {
     KZTrayRun run(false);
@@ -390,9 +393,7 @@ TEST(TrayStatusNotifier, WithoutATrayHostItSaysSoAfterTheWaitAndEnds)
     QTest::qWait(300);
     KZTrayRun::saveScreen(KZTrayRun::geometry(message).adjusted(-8, -8, 8, 8),
                           QStringLiteral("tray-no-tray-message"), false);
-    KZTrayRun::xdotool(
-        {QStringLiteral("windowfocus"), QStringLiteral("--sync"), QString::fromLatin1(message)});
-    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});
+    KZTrayRun::press(message, QStringLiteral("Return"));
     ASSERT_TRUE(binwise.waitForFinished(10000));
     EXPECT_EQ(binwise.exitCode(), 1);
 }

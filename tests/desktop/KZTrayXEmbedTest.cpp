@@ -7,18 +7,10 @@
 
 #include <QDir>
 #include <QGuiApplication>
-#include <QImage>
-#include <QPixmap>
-#include <QRegularExpression>
 #include <QScreen>
 #include <QTest>
 
 namespace {
-
-int scale()
-{
-    return KZTrayRun::scale();
-}
 
 // A desktop's colours as KDE writes them, which Qt's own KDE platform theme reads.
 void writeKdeColours(const QString &configHome, bool dark)
@@ -53,6 +45,7 @@ class TrayXEmbed : public ::testing::TestWithParam<bool>
 TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
 {
     const bool dark = GetParam();
+    const int scale = KZTrayRun::scale();
     // No watcher on the bus: Qt docks the icon in the XEmbed tray.
     KZTrayRun run(false);
     ASSERT_TRUE(run.busStarted) << qPrintable(run.whyNot);
@@ -72,7 +65,7 @@ TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
     run.runner.environment().insert(QStringLiteral("KDE_SESSION_VERSION"), QStringLiteral("5"));
 
     // The panel: a strip at the top right, in the desktop's colour.
-    const int height = 28 * scale();
+    const int height = 28 * scale;
     QProcess trayer;
     trayer.start(QStringLiteral("trayer"),
                  {QStringLiteral("--edge"), QStringLiteral("top"), QStringLiteral("--align"),
@@ -108,7 +101,7 @@ TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
         [&] {
             for (const QByteArray &window : KZTrayRun::windows(QStringLiteral("binwise"), true)) {
                 const QRect area = KZTrayRun::geometry(window);
-                if (area.width() > 0 && area.width() <= 64 * scale() && area.top() < height)
+                if (area.width() > 0 && area.width() <= 64 * scale && area.top() < height)
                     icon = window;
             }
             return !icon.isEmpty();
@@ -119,75 +112,54 @@ TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
     const QPoint centre = iconArea.center();
     const QString x = QString::number(centre.x());
     const QString y = QString::number(centre.y());
+    const auto clickIcon = [&](const QString &button) {
+        KZTrayRun::xdotool({QStringLiteral("mousemove"), x, y, QStringLiteral("click"), button});
+    };
     // What is kept: the top right corner, where the panel, the menu and Binwise's panel are.
     const QRect screen = QGuiApplication::primaryScreen()->geometry();
-    const int screenWidth = screen.width() * scale();
-    const QRect corner(screenWidth - 760 * scale(), 0, 760 * scale(), 260 * scale());
+    const int screenWidth = screen.width() * scale;
+    const QRect corner(screenWidth - 760 * scale, 0, 760 * scale, 260 * scale);
     // The icon alone in its panel, before anything covers it.
     KZTrayRun::saveScreen(QRect(screenWidth - 6 * height, 0, 6 * height, height),
                           QStringLiteral("tray-icon"), dark);
 
     // The menu: a right click on the icon, then down to the volumes' submenu and into it.
-    KZTrayRun::xdotool(
-        {QStringLiteral("mousemove"), x, y, QStringLiteral("click"), QStringLiteral("3")});
-    ASSERT_TRUE(QTest::qWaitFor(
-        [] { return KZTrayRun::windows(QStringLiteral("binwise"), true).size() >= 2; }, 10000))
-        << "the menu did not open";
+    clickIcon(QStringLiteral("3"));
+    ASSERT_TRUE(KZTrayRun::windowsShown(2, 10000, true)) << "the menu did not open";
     KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Down"), QStringLiteral("Down"),
                         QStringLiteral("Right")});
-    ASSERT_TRUE(QTest::qWaitFor(
-        [] { return KZTrayRun::windows(QStringLiteral("binwise"), true).size() >= 3; }, 10000))
-        << "the submenu did not open";
+    ASSERT_TRUE(KZTrayRun::windowsShown(3, 10000, true)) << "the submenu did not open";
     // The rows have measured (two small files) by the time the picture is taken.
     QTest::qWait(800);
     KZTrayRun::saveScreen(corner, QStringLiteral("tray-menu"), dark);
 
     KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Escape"), QStringLiteral("Escape"),
                         QStringLiteral("Escape")});
-    ASSERT_TRUE(QTest::qWaitFor(
-        [] { return KZTrayRun::windows(QStringLiteral("binwise"), true).size() == 1; }, 10000));
+    ASSERT_TRUE(KZTrayRun::windowsShown(1, 10000));
 
     // A left click opens Binwise's panel under the icon.
-    KZTrayRun::xdotool(
-        {QStringLiteral("mousemove"), x, y, QStringLiteral("click"), QStringLiteral("1")});
-    ASSERT_TRUE(QTest::qWaitFor(
-        [] { return KZTrayRun::windows(QStringLiteral("binwise"), true).size() >= 2; }, 10000))
-        << "the panel did not open";
+    clickIcon(QStringLiteral("1"));
+    ASSERT_TRUE(KZTrayRun::windowsShown(2, 10000, true)) << "the panel did not open";
     QTest::qWait(800);
     KZTrayRun::saveScreen(corner, QStringLiteral("tray-panel"), dark);
 
     // About, the menu's last item but one: a box with the application icon.
     KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Escape")});
-    ASSERT_TRUE(QTest::qWaitFor(
-        [] { return KZTrayRun::windows(QStringLiteral("binwise"), true).size() == 1; }, 10000));
-    KZTrayRun::xdotool(
-        {QStringLiteral("mousemove"), x, y, QStringLiteral("click"), QStringLiteral("3")});
-    ASSERT_TRUE(QTest::qWaitFor(
-        [] { return KZTrayRun::windows(QStringLiteral("binwise"), true).size() >= 2; }, 10000));
+    ASSERT_TRUE(KZTrayRun::windowsShown(1, 10000));
+    clickIcon(QStringLiteral("3"));
+    ASSERT_TRUE(KZTrayRun::windowsShown(2, 10000, true));
     KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Up"), QStringLiteral("Up"),
                         QStringLiteral("Return")});
-    QRect about;
-    ASSERT_TRUE(QTest::qWaitFor(
-        [&] {
-            const QByteArray found
-                = KZTrayRun::xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                      QStringLiteral("--name"), QStringLiteral("^About Binwise")})
-                      .trimmed();
-            if (!found.isEmpty() && !found.contains('\n'))
-                about = KZTrayRun::geometry(found);
-            return about.isValid();
-        },
-        10000))
-        << "the about box did not open";
+    const QByteArray aboutBox = KZTrayRun::titledWindow(QStringLiteral("^About Binwise"), 10000);
+    ASSERT_FALSE(aboutBox.isEmpty()) << "the about box did not open";
+    const QRect about = KZTrayRun::geometry(aboutBox);
     QTest::qWait(300);
     KZTrayRun::saveScreen(about.adjusted(-8, -8, 8, 8), QStringLiteral("tray-about"), dark);
     KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});
-    ASSERT_TRUE(QTest::qWaitFor(
-        [] { return KZTrayRun::windows(QStringLiteral("binwise"), true).size() == 1; }, 10000));
+    ASSERT_TRUE(KZTrayRun::windowsShown(1, 10000));
 
     // A click on Work's row in the panel empties Work's Trash, once confirmed.
-    KZTrayRun::xdotool(
-        {QStringLiteral("mousemove"), x, y, QStringLiteral("click"), QStringLiteral("1")});
+    clickIcon(QStringLiteral("1"));
     QRect panel;
     QByteArray panelWindow;
     ASSERT_TRUE(QTest::qWaitFor(
@@ -202,9 +174,9 @@ TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
         },
         10000));
     // Two rows of equal height inside the panel's frame: the first is Work's.
-    const int rowHeight = (panel.height() - 8 * scale()) / 2;
+    const int rowHeight = (panel.height() - 8 * scale) / 2;
     KZTrayRun::xdotool({QStringLiteral("mousemove"), QString::number(panel.center().x()),
-                        QString::number(panel.top() + 4 * scale() + rowHeight / 2),
+                        QString::number(panel.top() + 4 * scale + rowHeight / 2),
                         QStringLiteral("click"), QStringLiteral("1")});
     QByteArray confirmation;
     ASSERT_TRUE(QTest::qWaitFor(
@@ -217,15 +189,9 @@ TEST_P(TrayXEmbed, IconDocksAndItsMenuAndPanelOpenWithRealClicks)
         },
         10000))
         << "choosing the row asked nothing";
-    KZTrayRun::xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"),
-                        QString::fromLatin1(confirmation)});
-    KZTrayRun::xdotool({QStringLiteral("key"), QStringLiteral("Return")});
-    EXPECT_TRUE(QTest::qWaitFor(
-        [&] {
-            return QDir(QString::fromLocal8Bit(workTrash.files()))
-                .isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
-        },
-        20000))
+    KZTrayRun::press(confirmation, QStringLiteral("Return"));
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return KZTestFiles::namesIn(workTrash.files()).isEmpty(); }, 20000))
         << "Work's Trash was not emptied";
     EXPECT_EQ(binwise.state(), QProcess::Running);
 }

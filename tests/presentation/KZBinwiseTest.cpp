@@ -3,7 +3,6 @@
 #include "presentation/KZBinwise.h"
 #include "KZEraseTestSupport.h"
 #include "foundation/KZAppGlobals.h"
-#include "model/KZPath.h"
 #include "presentation/KZStatusMenuFace.h"
 #include "presentation/KZWelcomeFace.h"
 
@@ -61,15 +60,7 @@ struct ControllerFixture
         erase.defaults.setValue(KZUserDefaults::kIsFirstRun, false);
     }
 
-    KZTrashLocation homeRecord(bool trashIsEmpty = false) const
-    {
-        KZTrashLocation location;
-        location.trashURL = erase.trash.filesURL();
-        location.volumeURL = KZPath::urlFromPath(KZPath::parentPath(erase.trash.root()));
-        location.volumeName = QStringLiteral("Home");
-        location.trashIsEmpty = trashIsEmpty;
-        return location;
-    }
+    KZTrashLocation homeRecord() const { return erase.trash.location(QStringLiteral("Home")); }
 
     KZEraseFixture erase;
     TestFace face;

@@ -3,7 +3,6 @@
 #include "KZTestMount.h"
 #include "foundation/KZNotificationCenter.h"
 #include "model/KZFilesUtilities.h"
-#include "model/KZPath.h"
 #include "presentation/KZItemDataRoles.h"
 #include "presentation/KZSourceListModel.h"
 #include "presentation/KZTrashItemsModel.h"
@@ -17,29 +16,11 @@
 #include <numeric>
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-KZTrashLocation recordOf(const KZTestTrash &trash, const QString &volumeName,
-                         bool trashIsEmpty = false)
-{
-    KZTrashLocation record;
-    record.trashURL = trash.filesURL();
-    record.volumeURL = KZPath::urlFromPath(KZPath::parentPath(trash.root()));
-    record.volumeName = volumeName;
-    record.trashIsEmpty = trashIsEmpty;
-    return record;
-}
-
-quint64 allocated(const QByteArray &path)
-{
-    struct stat st = {};
-    return ::lstat(path.constData(), &st) == 0 ? quint64(st.st_blocks) * 512 : 0;
-}
 
 // A sandboxed home with a real engine answering from a script, and the controller over it.
 class SmartWindow : public ::testing::Test
@@ -112,11 +93,11 @@ TEST_F(SmartWindow, BuildsTheTreeAndGrowsSizesUntilOneReload)
     QSignalSpy gathering(cntrl.get(), &KZSmartWindowCntrl::isGatheringChanged);
     QSignalSpy reloaded(cntrl.get(), &KZSmartWindowCntrl::sizesGathered);
     QSignalSpy selected(cntrl.get(), &KZSmartWindowCntrl::selectedVolumeChanged);
-    open({recordOf(trash, u"Home"_s)});
+    open({trash.location(u"Home"_s)});
     // Files count as soon as the list is there; folders add theirs when measured.
     quint64 files = 0;
     for (const QByteArray name : {"file.txt", ".hidden", "no-info"})
-        files += allocated(trash.itemPath(name));
+        files += KZTestFiles::allocatedBelow(trash.itemPath(name));
     const auto volumeSize = [&] {
         return cntrl->sourceListModel()
             ->index(0, KZSourceListModel::NameColumn)
@@ -146,7 +127,8 @@ TEST_F(SmartWindow, BuildsTheTreeAndGrowsSizesUntilOneReload)
     EXPECT_EQ(fileName.data(KZPathRole).toString(), u"/home/someone/Documents/file.txt"_s);
     EXPECT_EQ(fileName.data(KZURLRole).toUrl(), trash.itemURL("file.txt"));
     EXPECT_FALSE(fileName.data(KZIsDirectoryRole).toBool());
-    EXPECT_EQ(fileName.data(KZSizeRole).toULongLong(), allocated(trash.itemPath("file.txt")));
+    EXPECT_EQ(fileName.data(KZSizeRole).toULongLong(),
+              KZTestFiles::allocatedBelow(trash.itemPath("file.txt")));
     // 2024-03-05T10:20:30 UTC, from 1 January 2001.
     EXPECT_DOUBLE_EQ(
         items->index(file, KZTrashItemsModel::AddedColumn).data(KZSecondsRole).toDouble(),
@@ -186,7 +168,7 @@ TEST_F(SmartWindow, TickRules)
     for (int i = 0; i < 8; ++i)
         trash.addFile("f" + QByteArray::number(i), QByteArray(4096 * (i + 1), 'x'));
     QSignalSpy reloaded(cntrl.get(), &KZSmartWindowCntrl::sizesGathered);
-    open({recordOf(trash, u"Home"_s)});
+    open({trash.location(u"Home"_s)});
     ASSERT_EQ(cntrl->itemsCount(), 8);
     // Files only: the sizes are final at once, and no gatherer reloads anything.
     EXPECT_EQ(cntrl->gatherersRunning(), 0u);
@@ -280,7 +262,7 @@ TEST_F(SmartWindow, TickRules)
 
     // Opening the open window only brings it to the front: the ticks stay.
     QSignalSpy front(cntrl.get(), &KZSmartWindowCntrl::showWindowRequested);
-    cntrl->showWindowWithDict({recordOf(trash, u"Home"_s)});
+    cntrl->showWindowWithDict({trash.location(u"Home"_s)});
     EXPECT_EQ(front.size(), 1);
     EXPECT_FALSE(cntrl->isGathering());
     EXPECT_EQ(checks(), (QList<int>{0, 1, 1, 0, 0, 0, 1, 1}));
@@ -305,7 +287,7 @@ TEST_F(SmartWindow, SortsOnAWorkerByEachColumnAndRefusesASecondSortWhileOneRuns)
     trash.writeInfo("c", "/c", "2024-01-02T00:00:00");
     QAbstractItemModelTester tester(cntrl->itemsModel(),
                                     QAbstractItemModelTester::FailureReportingMode::Fatal);
-    open({recordOf(trash, u"Home"_s)});
+    open({trash.location(u"Home"_s)});
     KZTrashItemsModel *items = cntrl->itemsModel();
     const auto order = [&] {
         QString names;
@@ -374,7 +356,7 @@ TEST_F(SmartWindow, ClosingWhileABigFolderIsMeasuredStopsTheGatherersAndReopenin
         [&](const KZNotification &) { ++stopWorking; });
 
     for (int round = 0; round < 3; ++round) {
-        open({recordOf(bigTrash, u"Big"_s)});
+        open({bigTrash.location(u"Big"_s)});
         ASSERT_EQ(cntrl->itemsCount(), 2);
         EXPECT_EQ(cntrl->gatherersRunning(), 1u);
         cntrl->windowWillClose();
@@ -384,7 +366,7 @@ TEST_F(SmartWindow, ClosingWhileABigFolderIsMeasuredStopsTheGatherersAndReopenin
         EXPECT_EQ(stopWorking, round + 1);
     }
     // Nothing of a closed window reports, and the last opening measures everything.
-    open({recordOf(bigTrash, u"Big"_s)});
+    open({bigTrash.location(u"Big"_s)});
     ASSERT_TRUE(QTest::qWaitFor([&] { return reloaded.size() == 1; }, 120000));
     QCoreApplication::processEvents();
     EXPECT_EQ(reloaded.size(), 1);
@@ -392,7 +374,7 @@ TEST_F(SmartWindow, ClosingWhileABigFolderIsMeasuredStopsTheGatherersAndReopenin
     const quint64 expected = KZFilesUtilities::sharedControl()
                                  .iterateFolderForSize(bigTrash.itemURL("big"), &count)
                                  .totalFileSize
-                             + allocated(bigTrash.itemPath("small"));
+                             + KZTestFiles::allocatedBelow(bigTrash.itemPath("small"));
     EXPECT_EQ(count, 100000u);
     EXPECT_EQ(cntrl->sourceListModel()
                   ->index(0, KZSourceListModel::NameColumn)
@@ -419,7 +401,7 @@ TEST_F(SmartWindow, AVolumeWithoutATrashFolderShowsEmptyAndDimmedAndNothingIsMad
                                     QAbstractItemModelTester::FailureReportingMode::Fatal);
     // The empty one first: the program selects row 0 even so. Its record calls it not empty,
     // as one made before its folder went would: a missing folder is an empty Trash.
-    open({recordOf(wouldBe, u"Bare"_s, false), recordOf(trashA, u"Used"_s)});
+    open({wouldBe.location(u"Bare"_s, false), trashA.location(u"Used"_s)});
     KZSourceListModel *sources = cntrl->sourceListModel();
     ASSERT_EQ(sources->rowCount(), 2);
     EXPECT_EQ(cntrl->selectedVolume(), 0);
@@ -442,97 +424,4 @@ TEST_F(SmartWindow, AVolumeWithoutATrashFolderShowsEmptyAndDimmedAndNothingIsMad
     cntrl->windowWillClose();
     EXPECT_FALSE(KZTestFiles::exists(wouldBe.root()));
     EXPECT_FALSE(KZTestFiles::exists(without + "/.Trash"));
-}
-
-TEST_F(SmartWindow, EraseWithNothingTickedBeepsAndKeepsTheWindow)
-{
-    trash.addFile("one");
-    open({recordOf(trash, u"Home"_s)});
-    QSignalSpy close(cntrl.get(), &KZSmartWindowCntrl::closeRequested);
-    const int beeps = erase.script->beepCount();
-    EXPECT_FALSE(cntrl->eraseAction());
-    EXPECT_EQ(erase.script->beepCount(), beeps + 1);
-    EXPECT_TRUE(close.isEmpty());
-    EXPECT_TRUE(erase.script->shown().isEmpty());
-    EXPECT_TRUE(cntrl->isOpen());
-}
-
-TEST_F(SmartWindow, ErasesExactlyTheTickedItemsOfTwoVolumes)
-{
-    QString whyNot;
-    const auto mountA = KZTestMount::tmpfs(erase.sandbox.path(u"A"_s).toLocal8Bit(), &whyNot);
-    const auto mountB
-        = mountA ? KZTestMount::tmpfs(erase.sandbox.path(u"B"_s).toLocal8Bit(), &whyNot) : nullptr;
-    if (!mountB)
-        GTEST_SKIP() << whyNot.toStdString();
-    // The file model sees the two volumes alone.
-    QByteArray table;
-    for (const QByteArray &line : KZTestFiles::readFile("/proc/self/mountinfo").split('\n')) {
-        const QList<QByteArray> fields = line.split(' ');
-        if (fields.size() > 4
-            && (fields[4] == mountA->mountPoint() || fields[4] == mountB->mountPoint()))
-            table += line + '\n';
-    }
-    const QByteArray tablePath = erase.sandbox.path(u"mountinfo"_s).toLocal8Bit();
-    KZTestFiles::writeFile(tablePath, table);
-    qputenv("BINWISE_MOUNTINFO", tablePath);
-    KZFilesUtilities::Roots roots;
-    roots.mountInfoPath = QString::fromLocal8Bit(qgetenv("BINWISE_MOUNTINFO"));
-    KZTestTrash trashA = KZTestTrash::onVolume(mountA->mountPoint());
-    KZTestTrash trashB = KZTestTrash::onVolume(mountB->mountPoint());
-    trashA.addFolder("folderA", {"x/y", "z"});
-    trashA.addFile("fileA");
-    trashB.addFolder("folderB", {"w"});
-    trashB.addFile("fileB");
-    const QList<KZTrashLocation> records = KZFilesUtilities(roots).trashesAndVolumesLocations();
-    qunsetenv("BINWISE_MOUNTINFO");
-    ASSERT_EQ(records.size(), 2);
-    ASSERT_EQ(records[0].trashURL, trashA.filesURL());
-    ASSERT_EQ(records[1].trashURL, trashB.filesURL());
-
-    QSignalSpy enabled(cntrl.get(), &KZSmartWindowCntrl::eraseEnabledChanged);
-    QSignalSpy close(cntrl.get(), &KZSmartWindowCntrl::closeRequested);
-    open(records);
-    ASSERT_TRUE(waitForSizes());
-    tick(rowNamed("folderA"), Qt::Checked);
-    cntrl->updateSelection(1);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !cntrl->isSorting(); }));
-    tick(rowNamed("fileB"), Qt::Checked);
-
-    // While the confirmation is up the job is not idle: Erase is disabled, and a second press
-    // is refused by the engine without closing anything.
-    bool askedInside = false;
-    bool enabledInside = true;
-    bool secondAccepted = true;
-    KZScriptedAlertBackend::Answer confirm{KZAlertFirstButtonReturn};
-    confirm.waitUntil = [&] {
-        if (!askedInside) {
-            askedInside = true;
-            enabledInside = cntrl->isEraseEnabled();
-            secondAccepted = cntrl->eraseAction();
-        }
-        return true;
-    };
-    erase.script->enqueue(confirm);
-    EXPECT_TRUE(cntrl->eraseAction());
-    ASSERT_TRUE(askedInside);
-    EXPECT_FALSE(enabledInside);
-    EXPECT_FALSE(secondAccepted);
-    EXPECT_EQ(close.size(), 1);
-    EXPECT_FALSE(cntrl->isOpen());
-    ASSERT_TRUE(erase.waitForEnd());
-    EXPECT_TRUE(cntrl->isEraseEnabled());
-    ASSERT_FALSE(enabled.isEmpty());
-    EXPECT_FALSE(enabled.first().first().toBool());
-    EXPECT_TRUE(enabled.last().first().toBool());
-
-    EXPECT_FALSE(KZTestFiles::exists(trashA.itemPath("folderA")));
-    EXPECT_FALSE(KZTestFiles::exists(trashA.infoPath("folderA")));
-    EXPECT_FALSE(KZTestFiles::exists(trashB.itemPath("fileB")));
-    EXPECT_FALSE(KZTestFiles::exists(trashB.infoPath("fileB")));
-    for (const auto &[kept, name] : {std::pair{&trashA, "fileA"}, std::pair{&trashB, "folderB"}}) {
-        EXPECT_TRUE(KZTestFiles::exists(kept->itemPath(name))) << name;
-        EXPECT_TRUE(KZTestFiles::exists(kept->infoPath(name))) << name;
-    }
-    EXPECT_TRUE(KZTestFiles::exists(trashB.itemPath("folderB/w")));
 }

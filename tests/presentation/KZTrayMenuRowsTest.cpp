@@ -2,26 +2,11 @@
 #include "presentation/KZTrayMenuRows.h"
 #include "KZTestSandbox.h"
 #include "KZTestTrash.h"
-#include "model/KZPath.h"
 
 #include <gtest/gtest.h>
 
 #include <QSignalSpy>
 #include <QTest>
-
-namespace {
-
-KZTrashLocation record(const KZTestTrash &trash, const QString &name, bool empty)
-{
-    KZTrashLocation location;
-    location.trashURL = KZPath::urlFromPath(trash.files());
-    location.volumeURL = KZPath::urlFromPath(KZPath::parentPath(trash.root()));
-    location.volumeName = name;
-    location.trashIsEmpty = empty;
-    return location;
-}
-
-} // namespace
 
 TEST(TrayMenuRows, RowsReadGatheringThenTheMeasureAndEmptyOnesAreDisabledAndNeverMeasured)
 {
@@ -37,9 +22,9 @@ TEST(TrayMenuRows, RowsReadGatheringThenTheMeasureAndEmptyOnesAreDisabledAndNeve
     KZTrayMenuRows rows;
     QSignalSpy reset(&rows, &KZTrayMenuRows::rowsReset);
     QSignalSpy changed(&rows, &KZTrayMenuRows::rowChanged);
-    rows.rebuild({record(one, QStringLiteral("One"), false),
-                  record(two, QStringLiteral("Two"), false),
-                  record(none, QStringLiteral("None"), true)},
+    rows.rebuild({one.location(QStringLiteral("One"), false),
+                  two.location(QStringLiteral("Two"), false),
+                  none.location(QStringLiteral("None"), true)},
                  true);
     ASSERT_EQ(reset.count(), 1);
     ASSERT_EQ(rows.count(), 3);
@@ -73,7 +58,7 @@ TEST(TrayMenuRows, AnEraseDisablesEveryRowAndRowsMadeDuringItMeasureOnceItEnds)
     one.addFile("c");
 
     KZTrayMenuRows rows;
-    rows.rebuild({record(one, QStringLiteral("One"), false)}, false);
+    rows.rebuild({one.location(QStringLiteral("One"), false)}, false);
     EXPECT_FALSE(rows.isEnabled(0));
     EXPECT_EQ(rows.secondLine(0), QStringLiteral("Trash is empty"));
     QTest::qWait(200);
@@ -90,7 +75,7 @@ TEST(TrayMenuRows, AnEraseDisablesEveryRowAndRowsMadeDuringItMeasureOnceItEnds)
     // Rows made anew drop what the old ones were still waiting for.
     rows.setCanErase(false);
     EXPECT_EQ(rows.secondLine(0), QStringLiteral("Trash is empty"));
-    rows.rebuild({record(one, QStringLiteral("Renamed"), false)}, true);
+    rows.rebuild({one.location(QStringLiteral("Renamed"), false)}, true);
     rows.rebuild({}, true);
     QTest::qWait(200);
     EXPECT_EQ(rows.count(), 0);

@@ -7,6 +7,7 @@
 #include <QScreen>
 #include <QStyle>
 #include <QStyleFactory>
+#include <QTest>
 #include <QWidget>
 
 void KZGuiTestSupport::applyPalette(bool dark)
@@ -68,4 +69,16 @@ QString KZGuiTestSupport::saveScreenshot(QWidget *widget, const QString &name, b
         picture = widget->grab();
     picture.save(file);
     return file;
+}
+
+void KZGuiTestSupport::saveScreenshots(QWidget *widget, const QString &name)
+{
+    for (const bool dark : {false, true}) {
+        applyPalette(dark);
+        // Let the new style lay the window out and the X server draw it.
+        QTest::qWait(150);
+        saveScreenshot(widget, name, dark);
+    }
+    applyPalette(false);
+    QTest::qWait(50);
 }

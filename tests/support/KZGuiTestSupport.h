@@ -16,4 +16,6 @@ int scalePercent();
 // itself) as <build>/screenshots/<name>-<scale>-<light|dark>.png and answers the file's path.
 // dark names the palette in use.
 QString saveScreenshot(QWidget *widget, const QString &name, bool dark);
+// The same picture in the light and then the dark palette; the light palette is back afterwards.
+void saveScreenshots(QWidget *widget, const QString &name);
 } // namespace KZGuiTestSupport

@@ -1,5 +1,7 @@
 #include "KZTestTrash.h"
 
+#include "model/KZPath.h"
+
 #include <algorithm>
 
 #include <dirent.h>
@@ -45,6 +47,16 @@ QByteArray KZTestTrash::itemPath(const QByteArray &name) const
 QUrl KZTestTrash::itemURL(const QByteArray &name) const
 {
     return QUrl::fromEncoded("file://" + itemPath(name).toPercentEncoding("/"));
+}
+
+KZTrashLocation KZTestTrash::location(const QString &volumeName, bool trashIsEmpty) const
+{
+    KZTrashLocation record;
+    record.trashURL = filesURL();
+    record.volumeURL = KZPath::urlFromPath(KZPath::parentPath(m_root));
+    record.volumeName = volumeName;
+    record.trashIsEmpty = trashIsEmpty;
+    return record;
 }
 
 QByteArray KZTestTrash::infoPath(const QByteArray &name) const

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/KZTrashLocation.h"
+
 #include <QByteArray>
 #include <QByteArrayList>
 #include <QUrl>
@@ -22,6 +24,9 @@ public:
     [[nodiscard]] QByteArray itemPath(const QByteArray &name) const;
     [[nodiscard]] QUrl itemURL(const QByteArray &name) const;
     [[nodiscard]] QByteArray infoPath(const QByteArray &name) const;
+    // The location record of this Trash, its volume being the folder above ROOT.
+    [[nodiscard]] KZTrashLocation location(const QString &volumeName,
+                                           bool trashIsEmpty = false) const;
 
     // A file of content in files/ with its info file (originalPath as given, percent-encoded).
     QByteArray addFile(const QByteArray &name, const QByteArray &content = "data",

@@ -1,10 +1,8 @@
 #include "gui/cells/KZTextFieldCell.h"
-#include "gui/cells/KZAttributedStringUtilities.h"
 
 #include "KZGuiTestSupport.h"
 
 #include <QApplication>
-#include <QFontMetricsF>
 
 #include <gtest/gtest.h>
 
@@ -66,31 +64,4 @@ TEST(TextFieldCell, ColoursComeFromThePaletteAndReadOnLightAndDarkLists)
         }
     }
     KZGuiTestSupport::applyPalette(false);
-}
-
-TEST(TextFieldCell, TextFrameAlignsOnlyInFlippedViewsAndKeepsTheFrameWidth)
-{
-    KZTextFieldCell cell;
-    const QRectF frame(10, 20, 200, 30);
-    const KZAttributedString size(QStringLiteral("12.3 MB"),
-                                  KZAttributedStringUtilities::systemFontOfSize(12), Qt::black);
-    const QFontMetricsF metrics(size.font());
-    const qreal width = metrics.horizontalAdvance(size.text());
-    const qreal offset = (30 - metrics.height()) / 2 - 1;
-    // An alignment the cells do not know puts the text at x 0, not at the frame.
-    const std::pair<int, qreal> cases[] = {{KZTextFieldCell::LeftTextAlignment, 10},
-                                           {KZTextFieldCell::RightTextAlignment, 209 - width},
-                                           {KZTextFieldCell::CenterTextAlignment, 110 - width / 2},
-                                           {7, 0}};
-    for (const auto &[alignment, x] : cases) {
-        cell.setFlipped(true);
-        EXPECT_EQ(cell.cellTextFrame(frame, size, alignment),
-                  QRectF(x, 20 + offset, 200, metrics.height()))
-            << alignment;
-        // Bottom-up views keep the frame's x whatever the alignment.
-        cell.setFlipped(false);
-        EXPECT_EQ(cell.cellTextFrame(frame, size, alignment),
-                  QRectF(10, 20 - offset, 200, metrics.height()))
-            << alignment;
-    }
 }

@@ -1,6 +1,5 @@
 #include "KZAlertDriver.h"
 
-#include "KZGuiTestSupport.h"
 #include "gui/dialogs/KZAlertDialog.h"
 
 #include <QAbstractButton>
@@ -56,17 +55,4 @@ void KZAlertDriver::click(QAbstractButton *button)
                              ? QPoint(button->height() / 2, button->height() / 2)
                              : button->rect().center();
     QTest::mouseClick(button, Qt::LeftButton, Qt::NoModifier, where);
-}
-
-void KZAlertDriver::screenshotsInBothPalettes(QWidget *window, const QString &name)
-{
-    for (const bool dark : {false, true}) {
-        KZGuiTestSupport::applyPalette(dark);
-        // Let the new style lay the window out and the X server draw it.
-        QTest::qWait(150);
-        const QString file = KZGuiTestSupport::saveScreenshot(window, name, dark);
-        EXPECT_FALSE(file.isEmpty());
-    }
-    KZGuiTestSupport::applyPalette(false);
-    QTest::qWait(50);
 }

@@ -6,7 +6,6 @@
 
 class KZAlertDialog;
 class QAbstractButton;
-class QWidget;
 
 // Plays the user of the alerts: waits, from inside whatever event loop runs (the alert's own
 // nested one included), for an alert to show, then hands it to the test, which answers it with
@@ -20,7 +19,4 @@ void whenShown(const QString &identifier, std::function<void(KZAlertDialog *)> u
 [[nodiscard]] KZAlertDialog *visibleAlert(const QString &identifier);
 // A left click in the middle of button (on the box of a check box), as a user gives it.
 void click(QAbstractButton *button);
-// Pictures of window in the light and then the dark palette, as
-// <name>-<scale>-<light|dark>.png; the light palette is back afterwards.
-void screenshotsInBothPalettes(QWidget *window, const QString &name);
 } // namespace KZAlertDriver

@@ -2,6 +2,7 @@
 // the progress window, answered by real input on a real X server.
 #include "KZAlertDriver.h"
 #include "KZEraseTestSupport.h"
+#include "KZGuiTestSupport.h"
 #include "format/KZLocalizedStrings.h"
 #include "format/KZNumberUtilities.h"
 #include "gui/dialogs/KZAlertDialog.h"
@@ -11,7 +12,6 @@
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QDir>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
@@ -53,12 +53,6 @@ protected:
     }
 };
 
-QStringList entries(const QByteArray &folder)
-{
-    return QDir(QString::fromLocal8Bit(folder))
-        .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
-}
-
 // Lets a held walker go on however the test ends, so that the engine can always be stopped.
 struct Release
 {
@@ -97,7 +91,7 @@ TEST(DialogsEngine, TheConfirmationMeasuresLiveAndEmptyTrashErases)
         EXPECT_TRUE(QTest::qWaitFor([&] { return !dialog->spinner()->isRunning(); }, 10000));
         finalLine = dialog->accessoryLabel()->text();
         EXPECT_TRUE(dialog->accessoryLabel()->font().bold());
-        KZAlertDriver::screenshotsInBothPalettes(dialog, QStringLiteral("confirmation"));
+        KZGuiTestSupport::saveScreenshots(dialog, QStringLiteral("confirmation"));
         KZAlertDriver::click(dialog->button(KZAlertFirstButtonReturn));
     });
 
@@ -117,8 +111,8 @@ TEST(DialogsEngine, TheConfirmationMeasuresLiveAndEmptyTrashErases)
                                        .arg(KZNumberUtilities::sharedControl().numberToFormatString(
                                            double(summary.erasedCount)))))
         << finalLine.toStdString() << " / " << summary.erasedCount;
-    EXPECT_TRUE(entries(f.trash.files()).isEmpty())
-        << entries(f.trash.files()).join(u' ').toStdString();
+    EXPECT_TRUE(KZTestFiles::namesIn(f.trash.files()).isEmpty())
+        << KZTestFiles::namesIn(f.trash.files()).join(' ').toStdString();
 }
 
 TEST(DialogsEngine, CancelInTheConfirmationErasesNothingAndTheMissingToolIsToldOnce)
@@ -154,7 +148,7 @@ TEST(DialogsEngine, CancelInTheConfirmationErasesNothingAndTheMissingToolIsToldO
         EXPECT_EQ(dialog->informativeLabel()->text(),
                   KZLocalizedStringFromTable(QStringLiteral("srm_not_available_msg"),
                                              KZLocalizedStrings::kErrorsTable));
-        KZAlertDriver::screenshotsInBothPalettes(dialog, QStringLiteral("message"));
+        KZGuiTestSupport::saveScreenshots(dialog, QStringLiteral("message"));
         KZAlertDriver::click(dialog->visibleButtons().value(0));
         expectConfirmation();
     });
@@ -165,7 +159,7 @@ TEST(DialogsEngine, CancelInTheConfirmationErasesNothingAndTheMissingToolIsToldO
 
     EXPECT_EQ(messages, 1);
     EXPECT_EQ(confirmations, 2);
-    EXPECT_EQ(entries(f.trash.files()), QStringList{QStringLiteral("kept.txt")});
+    EXPECT_EQ(KZTestFiles::namesIn(f.trash.files()), QByteArrayList{"kept.txt"});
 }
 
 TEST(DialogsEngine, TheLockedItemQuestionAnswersWithItsApplyToAllBox)
@@ -190,7 +184,7 @@ TEST(DialogsEngine, TheLockedItemQuestionAnswersWithItsApplyToAllBox)
         EXPECT_EQ(dialog->checkBox()->text(), KZLocalizedString(QStringLiteral("apply_to_all")));
         EXPECT_EQ(dialog->visibleButtons().size(), 2);
         KZAlertDriver::click(dialog->checkBox());
-        KZAlertDriver::screenshotsInBothPalettes(dialog, QStringLiteral("locked-question"));
+        KZGuiTestSupport::saveScreenshots(dialog, QStringLiteral("locked-question"));
         KZAlertDriver::click(dialog->button(KZAlertSecondButtonReturn));
     });
     QVariantMap erase = record();
@@ -252,7 +246,7 @@ TEST(DialogsEngine, StopInTheProgressWindowStopsTheWalk)
     // The confirmation counted the items: the bar knows its end.
     EXPECT_GT(progress->progressBar()->maximum(), 20);
     EXPECT_EQ(progress->countLabel()->text(), QString::number(f.engine->totItemsDeleted()));
-    KZAlertDriver::screenshotsInBothPalettes(window, QStringLiteral("progress"));
+    KZGuiTestSupport::saveScreenshots(window, QStringLiteral("progress"));
 
     KZAlertDriver::click(progress->stopButton());
     EXPECT_FALSE(window->isVisible()); // at once, while the walker still waits

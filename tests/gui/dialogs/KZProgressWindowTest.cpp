@@ -76,25 +76,19 @@ TEST(ProgressWindow, ShowsWhatItIsGivenAndFloatsWithoutBlocking)
 
 TEST(ProgressWindow, StopAndTheCloseButtonBothStop)
 {
-    {
+    // The title bar's close button asks the window to close: that is Stop too, so that no job
+    // runs on without a window that can stop it.
+    for (const bool byClose : {false, true}) {
         Controller c;
         c.ui.openWindowInModal(false);
         ASSERT_TRUE(QTest::qWaitForWindowExposed(c.window->window()));
         EXPECT_FALSE(c.ui.stopped());
-        KZAlertDriver::click(c.window->stopButton());
-        EXPECT_TRUE(c.ui.stopped());
+        if (byClose)
+            c.window->window()->close();
+        else
+            KZAlertDriver::click(c.window->stopButton());
+        EXPECT_TRUE(c.ui.stopped()) << byClose;
         EXPECT_FALSE(c.ui.isWindowOpen());
         EXPECT_FALSE(c.window->window()->isVisible()); // closed at once
-    }
-    {
-        // The title bar's close button asks the window to close: that is Stop too, so that no
-        // job runs on without a window that can stop it.
-        Controller c;
-        c.ui.openWindowInModal(false);
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(c.window->window()));
-        c.window->window()->close();
-        EXPECT_TRUE(c.ui.stopped());
-        EXPECT_FALSE(c.ui.isWindowOpen());
-        EXPECT_FALSE(c.window->window()->isVisible());
     }
 }

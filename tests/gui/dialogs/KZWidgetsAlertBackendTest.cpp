@@ -14,7 +14,6 @@
 #include <QPushButton>
 #include <QTest>
 #include <QThread>
-#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -56,7 +55,7 @@ const QStringList kThree
 
 } // namespace
 
-TEST(WidgetsAlert, EachButtonAnswersItsCodeAndTheBoxStateComesBack)
+TEST(WidgetsAlert, EachButtonReturnEscapeAndCloseAnswerTheirCodeWithTheBoxState)
 {
     for (int answer :
          {KZAlertFirstButtonReturn, KZAlertSecondButtonReturn, KZAlertThirdButtonReturn}) {
@@ -85,10 +84,8 @@ TEST(WidgetsAlert, EachButtonAnswersItsCodeAndTheBoxStateComesBack)
         QTest::keyClick(dialog, Qt::Key_Return);
     });
     EXPECT_EQ(viaReturn.answer, KZAlertFirstButtonReturn);
-}
 
-TEST(WidgetsAlert, EscapeAndTheWindowsCloseButtonGiveTheCancelAnswer)
-{
+    // Escape and the title bar's close button give the cancel answer.
     for (int cancel :
          {KZAlertFirstButtonReturn, KZAlertSecondButtonReturn, KZAlertThirdButtonReturn}) {
         EXPECT_EQ(ask(question(kThree, cancel),
@@ -96,7 +93,6 @@ TEST(WidgetsAlert, EscapeAndTheWindowsCloseButtonGiveTheCancelAnswer)
                       .answer,
                   cancel);
     }
-    // The title bar's close button sends the window a close request.
     const KZAlertResponse closed
         = ask(question(kThree, KZAlertThirdButtonReturn), [](KZAlertDialog *dialog) {
               KZAlertDriver::click(dialog->checkBox());
@@ -108,17 +104,23 @@ TEST(WidgetsAlert, EscapeAndTheWindowsCloseButtonGiveTheCancelAnswer)
 
 TEST(WidgetsAlert, AButtonWithoutATitleIsNotShownAndAMessageCanBeDismissed)
 {
-    // The engine's locked-item question: a third button without a title.
-    const KZAlertResponse response
-        = ask(question({QStringLiteral("Skip"), QStringLiteral("Erase"), QString()}),
-              [](KZAlertDialog *dialog) {
-                  EXPECT_EQ(dialog->button(KZAlertThirdButtonReturn), nullptr);
-                  const QList<QPushButton *> shown = dialog->findChildren<QPushButton *>();
-                  EXPECT_EQ(shown.size(), 2);
-                  for (QPushButton *button : shown)
-                      EXPECT_FALSE(button->text().isEmpty());
-                  KZAlertDriver::click(dialog->button(KZAlertSecondButtonReturn));
-              });
+    // The engine's locked-item question: a third button without a title. A long file name
+    // wraps instead of widening the alert; every character is there, only with places to break.
+    KZAlertRequest locked = question({QStringLiteral("Skip"), QStringLiteral("Erase"), QString()});
+    locked.messageText
+        = QStringLiteral("\u201C%1.pdf\u201D is locked.").arg(QString(300, QLatin1Char('x')));
+    const KZAlertResponse response = ask(locked, [&locked](KZAlertDialog *dialog) {
+        QLabel *message = dialog->messageLabel();
+        EXPECT_EQ(message->text().remove(QChar(0x200B)), locked.messageText);
+        EXPECT_LT(dialog->width(), 800);
+        EXPECT_GT(message->height(), 3 * message->fontMetrics().height());
+        EXPECT_EQ(dialog->button(KZAlertThirdButtonReturn), nullptr);
+        const QList<QPushButton *> shown = dialog->findChildren<QPushButton *>();
+        EXPECT_EQ(shown.size(), 2);
+        for (QPushButton *button : shown)
+            EXPECT_FALSE(button->text().isEmpty());
+        KZAlertDriver::click(dialog->button(KZAlertSecondButtonReturn));
+    });
     EXPECT_EQ(response.answer, KZAlertSecondButtonReturn);
 
     // An untitled first button: the next shown one is the default.
@@ -153,38 +155,22 @@ TEST(WidgetsAlert, TheLiveLineFollowsItsAccessoryWhileTheAlertIsUp)
     KZAlertAccessory accessory;
     accessory.setInfoText(QStringLiteral("Counting"));
     accessory.setBusy(true);
-    int step = 0;
-    // The confirmation's line is fed from a timer on the main thread, as here.
-    QTimer feeder;
-    feeder.setInterval(30);
-    QObject::connect(&feeder, &QTimer::timeout, &accessory, [&] {
-        ++step;
-        accessory.setInfoText(QStringLiteral("Counted %1").arg(step));
-    });
-    feeder.start();
-
     KZAlertRequest request = question(kThree);
     request.style = KZAlertStyle::Critical;
     request.accessory = &accessory;
-    QStringList seen;
     bool active = false;
     ask(request, [&](KZAlertDialog *dialog) {
         active = QTest::qWaitForWindowActive(dialog);
         QLabel *line = dialog->accessoryLabel();
         ASSERT_NE(line, nullptr);
         KZSpinner *spinner = dialog->spinner();
+        EXPECT_EQ(line->text(), QStringLiteral("Counting"));
         EXPECT_TRUE(spinner->isRunning());
         EXPECT_TRUE(spinner->isVisible());
         EXPECT_FALSE(line->font().bold());
-        for (int wanted : {3, 6}) {
-            EXPECT_TRUE(QTest::qWaitFor(
-                [&] { return line->text() == QStringLiteral("Counted %1").arg(wanted); }, 5000))
-                << line->text().toStdString();
-            seen.append(line->text());
-        }
-        feeder.stop();
         accessory.setInfoText(KZLocalizedString(QStringLiteral("Gathering_info")));
-        KZAlertDriver::screenshotsInBothPalettes(dialog, QStringLiteral("alert-gathering"));
+        EXPECT_EQ(line->text(), KZLocalizedString(QStringLiteral("Gathering_info")));
+        KZGuiTestSupport::saveScreenshots(dialog, QStringLiteral("alert-gathering"));
         EXPECT_TRUE(spinner->isVisible());
         accessory.setInfoText(QStringLiteral("The Trash holds 12 MB in 40 items."), true);
         accessory.setBusy(false);
@@ -194,7 +180,6 @@ TEST(WidgetsAlert, TheLiveLineFollowsItsAccessoryWhileTheAlertIsUp)
         EXPECT_FALSE(spinner->isVisible());
         KZAlertDriver::click(dialog->button(KZAlertFirstButtonReturn));
     });
-    EXPECT_EQ(seen, (QStringList{QStringLiteral("Counted 3"), QStringLiteral("Counted 6")}));
     // It came to the front by itself.
     EXPECT_TRUE(active);
 }
@@ -280,7 +265,7 @@ TEST(WidgetsAlert, HelperInstallQuestion)
         EXPECT_EQ(dialog->button(KZAlertFirstButtonReturn)->text(),
                   KZLocalizedStringFromTable(QStringLiteral("okay_btn"),
                                              KZLocalizedStrings::kErrorsTable));
-        KZAlertDriver::screenshotsInBothPalettes(dialog, QStringLiteral("helper-install-question"));
+        KZGuiTestSupport::saveScreenshots(dialog, QStringLiteral("helper-install-question"));
         KZAlertDriver::click(dialog->button(KZAlertSecondButtonReturn));
     });
     const std::optional<KZError> error = access.authorizeTheAccess();
@@ -288,19 +273,4 @@ TEST(WidgetsAlert, HelperInstallQuestion)
     EXPECT_EQ(alerts, 1);
     ASSERT_TRUE(error.has_value());
     EXPECT_EQ(error->code, -60006);
-}
-
-TEST(WidgetsAlert, ALongFileNameWrapsInsteadOfWideningTheAlert)
-{
-    const QString name = QString(300, QLatin1Char('x')) + QStringLiteral(".pdf");
-    KZAlertRequest request = question({QStringLiteral("Skip"), QStringLiteral("Erase")});
-    request.messageText = QStringLiteral("\u201C%1\u201D is locked.").arg(name);
-    ask(request, [&](KZAlertDialog *dialog) {
-        QLabel *message = dialog->messageLabel();
-        // Every character is there, only with places to break.
-        EXPECT_EQ(message->text().remove(QChar(0x200B)), request.messageText);
-        EXPECT_LT(dialog->width(), 800);
-        EXPECT_GT(message->height(), 3 * message->fontMetrics().height());
-        KZAlertDriver::click(dialog->button(KZAlertFirstButtonReturn));
-    });
 }

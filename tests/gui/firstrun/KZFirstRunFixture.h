@@ -1,10 +1,10 @@
 #pragma once
 
 #include "KZEraseTestSupport.h"
+#include "KZReadyStatusMenuFace.h"
 #include "gui/dialogs/KZWidgetsAlertBackend.h"
 #include "gui/firstrun/KZWelcomeCntrl.h"
 #include "presentation/KZBinwise.h"
-#include "presentation/KZStatusMenuFace.h"
 
 #include <QCoreApplication>
 #include <QDesktopServices>
@@ -16,14 +16,6 @@
 // window. The status menu is not what these tests look at: its face answers at once.
 struct KZFirstRunFixture
 {
-    class Face : public KZStatusMenuFace
-    {
-    public:
-        void setupStatusMenu(std::function<void(bool)> done) override { done(true); }
-        void showAboutPanel() override {}
-        void showPanel() override {}
-    };
-
     KZFirstRunFixture()
     {
         erase.presenter.setBackend(std::make_shared<KZWidgetsAlertBackend>());
@@ -59,7 +51,7 @@ struct KZFirstRunFixture
     }
 
     KZEraseFixture erase;
-    Face face;
+    KZReadyStatusMenuFace face;
     int welcomesMade = 0;
     KZWelcomeCntrl *welcome = nullptr;
     int finderAsked = 0;

@@ -4,6 +4,7 @@
 // for the system's look-up; its uninstaller is a real program that leaves a mark.
 #include "KZAlertDriver.h"
 #include "KZFirstRunFixture.h"
+#include "KZGuiTestSupport.h"
 #include "erase/KZTUErrorDelegate.h"
 #include "gui/dialogs/KZAlertDialog.h"
 
@@ -56,7 +57,7 @@ TEST(FirstRun, TheDisclaimerAsksToAgreeAndAnythingButAgreeIsDisagree)
                   (QStringList{QStringLiteral("Agree"), QStringLiteral("Disagree")}));
         EXPECT_TRUE(dialog->button(KZAlertFirstButtonReturn)->isDefault());
         EXPECT_EQ(dialog->checkBox(), nullptr);
-        KZAlertDriver::screenshotsInBothPalettes(dialog, QStringLiteral("disclaimer"));
+        KZGuiTestSupport::saveScreenshots(dialog, QStringLiteral("disclaimer"));
         KZAlertDriver::click(dialog->button(KZAlertFirstButtonReturn));
     });
     EXPECT_EQ(f.controller->isUserAgree(), KZAlertFirstButtonReturn);
@@ -107,7 +108,7 @@ TEST(FirstRun, AnEarlierEditionIsOfferedForRemovalUntilTheUserSaysNotToAsk)
         ASSERT_NE(dialog->checkBox(), nullptr);
         EXPECT_EQ(dialog->checkBox()->text(), KZTUErrorDelegate::accessoryViewTitle());
         EXPECT_FALSE(dialog->checkBox()->isChecked());
-        KZAlertDriver::screenshotsInBothPalettes(dialog, QStringLiteral("old-binwise-question"));
+        KZGuiTestSupport::saveScreenshots(dialog, QStringLiteral("old-binwise-question"));
         KZAlertDriver::click(dialog->button(KZAlertFirstButtonReturn));
     });
     f.controller->checkIfOldBinwiseIsInstalled();

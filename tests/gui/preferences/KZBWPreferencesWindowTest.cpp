@@ -4,6 +4,7 @@
 #include "gui/preferences/KZBWPreferencesWindow.h"
 #include "KZGuiTestSupport.h"
 #include "KZTestSandbox.h"
+#include "KZUrlRecorder.h"
 #include "erase/KZDeleteItems.h"
 #include "foundation/KZNotificationCenter.h"
 #include "foundation/KZUserDefaults.h"
@@ -14,7 +15,6 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QDesktopServices>
 #include <QDir>
 #include <QFile>
 #include <QLabel>
@@ -26,16 +26,6 @@
 #include <QToolButton>
 
 namespace {
-
-// Receives what QDesktopServices would hand the browser.
-class UrlCatcher : public QObject
-{
-    Q_OBJECT
-public:
-    QList<QUrl> urls;
-public Q_SLOTS:
-    void open(const QUrl &url) { urls.append(url); }
-};
 
 const QUrl kReleases(QStringLiteral("https://releases.example.org/binwise"));
 
@@ -216,57 +206,7 @@ TEST_F(Preferences, RecordersTakeRealKeysWithAModifierAndTheClearButtonLeavesNoH
     EXPECT_FALSE(KZUserDefaults::sharedControl().hasUserValue(KZUserDefaults::kSmartDelete));
 }
 
-TEST_F(Preferences, RestoreReturnsTheEightKeysLeavesTheOthersAndTheLoginItem)
-{
-    const auto window = makeWindow();
-    // A login item first, through Done.
-    click(window->launchCheckBtn());
-    QTest::mouseClick(window->doneBtn(), Qt::LeftButton);
-    ASSERT_TRUE(QFile::exists(autostartFile()));
-    window->openWindowInModal(false);
-    ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
-
-    const QVariantMap changed{
-        {KZUserDefaults::kEmptyTrash, QVariantMap()},
-        {KZUserDefaults::kSmartDelete,
-         QVariantMap{{KZUserDefaults::kKeyCode, uint(Qt::Key_J)},
-                     {KZUserDefaults::kModifierFlags, uint(Qt::AltModifier)}}},
-        {KZUserDefaults::kWriteLog, false},
-        {KZUserDefaults::kHowManyDaysForNewLogFile, QVariant::fromValue(qint16(30))},
-        {KZUserDefaults::kShowAlert, false},
-        {KZUserDefaults::kDeleteLocked, true},
-        {KZUserDefaults::kAskUnistallOldBinwise, false},
-        {KZUserDefaults::kIsFirstRun, false},
-        {KZUserDefaults::kNewsletterSubscribed, true},
-        {KZUserDefaults::kShowSRMNotAvailable, false},
-    };
-    for (auto it = changed.cbegin(); it != changed.cend(); ++it)
-        defaults.setValue(it.key(), it.value());
-
-    QTest::mouseClick(window->restoreBtn(), Qt::LeftButton);
-    const QVariantMap factory = KZUserDefaults::defaultValues();
-    for (const QString &key : KZUserDefaults::restorableKeys())
-        EXPECT_EQ(defaults.value(key), factory.value(key)) << key.toStdString();
-    // What records events rather than choices stays.
-    EXPECT_FALSE(defaults.boolForKey(KZUserDefaults::kIsFirstRun));
-    EXPECT_TRUE(defaults.boolForKey(KZUserDefaults::kNewsletterSubscribed));
-    EXPECT_FALSE(defaults.boolForKey(KZUserDefaults::kShowSRMNotAvailable));
-    // On disk too, and the controls show the defaults.
-    EXPECT_TRUE(waitOnDisk(KZUserDefaults::kDeleteLocked, QStringLiteral("false")));
-    // INI keys keep their spaces percent-encoded.
-    EXPECT_EQ(onDisk(QStringLiteral("Is%20first%20run")).toString(), QStringLiteral("false"));
-    EXPECT_EQ(onDisk(KZUserDefaults::kLaunchAtLogin).toString(), QStringLiteral("false"));
-    EXPECT_FALSE(window->launchCheckBtn()->isChecked());
-    EXPECT_TRUE(window->showAlertCheckBtn()->isChecked());
-    EXPECT_EQ(window->createLogPopup()->currentData().toInt(), 7);
-    EXPECT_EQ(window->smHotKeyFld()->keySequence(),
-              QKeySequence(QKeyCombination(Qt::MetaModifier | Qt::ShiftModifier, Qt::Key_S)));
-    EXPECT_FALSE(window->etHotKeyFld()->keySequence().isEmpty());
-    // The login item changes on Done only.
-    EXPECT_TRUE(QFile::exists(autostartFile()));
-}
-
-TEST_F(Preferences, DoneWritesOneValidAutostartEntryAndTurningItOffRemovesIt)
+TEST_F(Preferences, DoneWritesOneValidAutostartEntryRestoreLeavesItAndDoneWithTheBoxOffRemovesIt)
 {
     int stops = 0;
     QObject observer;
@@ -310,9 +250,49 @@ TEST_F(Preferences, DoneWritesOneValidAutostartEntryAndTurningItOffRemovesIt)
         EXPECT_TRUE(validate.readAllStandardOutput().trimmed().isEmpty());
     }
 
+    // Restore returns the eight keys (the login box among them) and leaves the others.
     window->openWindowInModal(false);
     ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
-    click(window->launchCheckBtn());
+    const QVariantMap changed{
+        {KZUserDefaults::kEmptyTrash, QVariantMap()},
+        {KZUserDefaults::kSmartDelete,
+         QVariantMap{{KZUserDefaults::kKeyCode, uint(Qt::Key_J)},
+                     {KZUserDefaults::kModifierFlags, uint(Qt::AltModifier)}}},
+        {KZUserDefaults::kWriteLog, false},
+        {KZUserDefaults::kHowManyDaysForNewLogFile, QVariant::fromValue(qint16(30))},
+        {KZUserDefaults::kShowAlert, false},
+        {KZUserDefaults::kDeleteLocked, true},
+        {KZUserDefaults::kAskUnistallOldBinwise, false},
+        {KZUserDefaults::kIsFirstRun, false},
+        {KZUserDefaults::kNewsletterSubscribed, true},
+        {KZUserDefaults::kShowSRMNotAvailable, false},
+    };
+    for (auto it = changed.cbegin(); it != changed.cend(); ++it)
+        defaults.setValue(it.key(), it.value());
+
+    QTest::mouseClick(window->restoreBtn(), Qt::LeftButton);
+    const QVariantMap factory = KZUserDefaults::defaultValues();
+    for (const QString &key : KZUserDefaults::restorableKeys())
+        EXPECT_EQ(defaults.value(key), factory.value(key)) << key.toStdString();
+    // What records events rather than choices stays.
+    EXPECT_FALSE(defaults.boolForKey(KZUserDefaults::kIsFirstRun));
+    EXPECT_TRUE(defaults.boolForKey(KZUserDefaults::kNewsletterSubscribed));
+    EXPECT_FALSE(defaults.boolForKey(KZUserDefaults::kShowSRMNotAvailable));
+    // On disk too, and the controls show the defaults.
+    EXPECT_TRUE(waitOnDisk(KZUserDefaults::kDeleteLocked, QStringLiteral("false")));
+    // INI keys keep their spaces percent-encoded.
+    EXPECT_EQ(onDisk(QStringLiteral("Is%20first%20run")).toString(), QStringLiteral("false"));
+    EXPECT_EQ(onDisk(KZUserDefaults::kLaunchAtLogin).toString(), QStringLiteral("false"));
+    EXPECT_FALSE(window->launchCheckBtn()->isChecked());
+    EXPECT_TRUE(window->showAlertCheckBtn()->isChecked());
+    EXPECT_EQ(window->createLogPopup()->currentData().toInt(), 7);
+    EXPECT_EQ(window->smHotKeyFld()->keySequence(),
+              QKeySequence(QKeyCombination(Qt::MetaModifier | Qt::ShiftModifier, Qt::Key_S)));
+    EXPECT_FALSE(window->etHotKeyFld()->keySequence().isEmpty());
+    // The login item changes on Done only.
+    EXPECT_TRUE(QFile::exists(autostartFile()));
+
+    // Done with the box off removes the entry.
     QTest::mouseClick(window->doneBtn(), Qt::LeftButton);
     EXPECT_FALSE(QFile::exists(autostartFile()));
     EXPECT_FALSE(window->isInstalledStartup());
@@ -320,37 +300,23 @@ TEST_F(Preferences, DoneWritesOneValidAutostartEntryAndTurningItOffRemovesIt)
 
 TEST_F(Preferences, CheckForUpdatesOpensTheReleasesPageAndTheWindowSaysWhyHotKeysAreOff)
 {
-    UrlCatcher catcher;
-    QDesktopServices::setUrlHandler(QStringLiteral("https"), &catcher, "open");
+    const auto window = makeWindow();
     {
-        const auto window = makeWindow();
+        KZUrlRecorder browser({QStringLiteral("https")});
         QTest::mouseClick(window->checkUpdatesMenuItem(), Qt::LeftButton);
-        EXPECT_EQ(catcher.urls, QList<QUrl>{kReleases});
+        EXPECT_EQ(browser.urls(), QList<QUrl>{kReleases});
         EXPECT_FALSE(window->goTo(QStringLiteral("not a url")));
-        EXPECT_EQ(catcher.urls.size(), 1);
+        EXPECT_EQ(browser.urls().size(), 1);
     }
-    QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
+    QTest::qWait(200);
+    KZGuiTestSupport::saveScreenshots(window.get(), QStringLiteral("preferences"));
+    window->close();
 
-    const auto off = makeWindow({false, QStringLiteral("this desktop offers none.")});
-    EXPECT_TRUE(off->hotKeysNote()->text().contains(QStringLiteral("this desktop offers none.")))
+    const QString why = QStringLiteral("this Wayland desktop does not offer global shortcuts to "
+                                       "applications (the desktop portal has no GlobalShortcuts).");
+    const auto off = makeWindow({false, why});
+    EXPECT_TRUE(off->hotKeysNote()->text().contains(why))
         << off->hotKeysNote()->text().toStdString();
+    QTest::qWait(200);
+    KZGuiTestSupport::saveScreenshots(off.get(), QStringLiteral("preferences-hotkeys-off"));
 }
-
-TEST_F(Preferences, Screenshots)
-{
-    for (const bool dark : {false, true}) {
-        KZGuiTestSupport::applyPalette(dark);
-        const auto window = makeWindow();
-        QTest::qWait(200);
-        KZGuiTestSupport::saveScreenshot(window.get(), QStringLiteral("preferences"), dark);
-        const auto off = makeWindow(
-            {false, QStringLiteral("this Wayland desktop does not offer global shortcuts to "
-                                   "applications (the desktop portal has no GlobalShortcuts).")});
-        QTest::qWait(200);
-        KZGuiTestSupport::saveScreenshot(off.get(), QStringLiteral("preferences-hotkeys-off"),
-                                         dark);
-    }
-    KZGuiTestSupport::applyPalette(false);
-}
-
-#include "KZBWPreferencesWindowTest.moc"

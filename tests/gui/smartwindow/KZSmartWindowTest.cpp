@@ -13,7 +13,6 @@
 #include "presentation/KZTrashItemsModel.h"
 
 #include <QAbstractItemModelTester>
-#include <QDir>
 #include <QElapsedTimer>
 #include <QHeaderView>
 #include <QHelpEvent>
@@ -26,23 +25,6 @@
 namespace {
 
 using Window = KZSmartWindowTest;
-
-QStringList entries(const QByteArray &folder)
-{
-    return QDir(QString::fromLocal8Bit(folder))
-        .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-                   QDir::Name);
-}
-
-void screenshots(QWidget *widget, const QString &name)
-{
-    for (const bool dark : {false, true}) {
-        KZGuiTestSupport::applyPalette(dark);
-        QTest::qWait(20);
-        KZGuiTestSupport::saveScreenshot(widget, name, dark);
-    }
-    KZGuiTestSupport::applyPalette(false);
-}
 
 } // namespace
 
@@ -83,7 +65,7 @@ TEST_F(Window, ShowsEachVolumeAndAVolumeWithoutATrashEmptyDimmedAndUnselectable)
     EXPECT_EQ(window->sourceList()->selectedRow(), 0);
     EXPECT_EQ(cntrl->volumeAt(1)->check, KZCheckOff);
     EXPECT_EQ(window->list()->model()->rowCount(), 3);
-    EXPECT_TRUE(entries(bare).isEmpty());
+    EXPECT_TRUE(KZTestFiles::namesIn(bare).isEmpty());
 
     // Each row's second line is where the item came from; icons came for the rows drawn.
     const int report = rowNamed("report.pdf");
@@ -93,10 +75,10 @@ TEST_F(Window, ShowsEachVolumeAndAVolumeWithoutATrashEmptyDimmedAndUnselectable)
                      .data(Qt::DecorationRole)
                      .value<QImage>()
                      .isNull());
-    screenshots(window.get(), QStringLiteral("smartwindow-volumes"));
+    KZGuiTestSupport::saveScreenshots(window.get(), QStringLiteral("smartwindow-volumes"));
 }
 
-TEST_F(Window, TickBoxesTickWithoutSelectingAndShiftTicksARange)
+TEST_F(Window, TickBoxesTickWithoutSelectingShiftTicksARangeAndLongNamesShowAsToolTips)
 {
     for (int i = 0; i < 8; ++i)
         trash.addFile("file " + QByteArray::number(i), QByteArray(1000 * (i + 1), 'x'),
@@ -104,8 +86,25 @@ TEST_F(Window, TickBoxesTickWithoutSelectingAndShiftTicksARange)
     KZTestTrash other
         = KZTestTrash::onVolume(erase.sandbox.path(QStringLiteral("USB stick")).toLocal8Bit());
     other.addFile("song.ogg", QByteArray(5000, 's'));
-    open({recordOf(trash, QStringLiteral("Home")), recordOf(other, QStringLiteral("USB stick"))});
+    const QString longName = QStringLiteral("A USB stick whose name goes on and on past the row");
+    open({recordOf(trash, QStringLiteral("Home")), recordOf(other, longName)});
     ASSERT_EQ(shownNames().first(), "file 0");
+
+    // A volume name too long for its row shows whole as a tool tip; a short one has none.
+    KZSourceTableView *sources = window->sourceList();
+    const auto toolTipOf = [&](int row) {
+        const QRect cell
+            = sources->visualRect(sources->model()->index(row, KZSourceListModel::NameColumn));
+        QHelpEvent help(QEvent::ToolTip, cell.center(),
+                        sources->viewport()->mapToGlobal(cell.center()));
+        QCoreApplication::sendEvent(sources->viewport(), &help);
+        const QString text = QToolTip::isVisible() ? QToolTip::text() : QString();
+        QToolTip::hideText();
+        return text;
+    };
+    // The short one first: a tool tip that was shown fades out rather than going at once.
+    EXPECT_EQ(toolTipOf(0), QString());
+    EXPECT_EQ(toolTipOf(1), longName + QStringLiteral(" Trash"));
 
     // A click on a tick box ticks the item and leaves the selection alone.
     clickItem(1, KZTrashItemsModel::CheckColumn);
@@ -130,7 +129,7 @@ TEST_F(Window, TickBoxesTickWithoutSelectingAndShiftTicksARange)
                   .value<Qt::CheckState>(),
               Qt::PartiallyChecked);
     EXPECT_GT(volumes->index(0, 0).data(KZCheckedCountRole).toULongLong(), 0u);
-    screenshots(window.get(), QStringLiteral("smartwindow-mixed"));
+    KZGuiTestSupport::saveScreenshots(window.get(), QStringLiteral("smartwindow-mixed"));
 
     // The volume's own box ticks all, then clears all.
     clickVolume(0, KZSourceListModel::CheckColumn);
@@ -149,7 +148,7 @@ TEST_F(Window, TickBoxesTickWithoutSelectingAndShiftTicksARange)
     EXPECT_FALSE(cntrl->multiSelection());
 }
 
-TEST_F(Window, HeaderClicksSortEachColumnBothWaysAndBeepWhileASortRuns)
+TEST_F(Window, HeaderClicksSortEachColumnBothWaysBeepWhileASortRunsAndARefusedEraseKeepsAll)
 {
     trash.addFile("beta", QByteArray(30000, 'b'));
     trash.writeInfo("beta", "/b", "2024-01-03T10:00:00");
@@ -195,6 +194,21 @@ TEST_F(Window, HeaderClicksSortEachColumnBothWaysAndBeepWhileASortRuns)
     ASSERT_TRUE(waitForSort());
     EXPECT_EQ(shownNames(), (QList<QByteArray>{"Alpha", "beta", "gamma"}));
     EXPECT_EQ(header->sortIndicatorSection(), int(KZTrashItemsModel::NameColumn));
+
+    // An erase the user refuses keeps the window, the item and its tick.
+    clickItem(0, KZTrashItemsModel::CheckColumn);
+    erase.script->enqueue({KZAlertThirdButtonReturn});
+    QTest::mouseClick(window->eraseBtn(), Qt::LeftButton);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_TRUE(KZTestFiles::exists(trash.itemPath("Alpha")));
+    EXPECT_EQ(itemIndex(0, 0).data(Qt::CheckStateRole).value<Qt::CheckState>(), Qt::Checked);
+
+    // Cancel closes; opening again builds afresh, with nothing ticked.
+    QTest::mouseClick(window->cancelBtn(), Qt::LeftButton);
+    EXPECT_FALSE(window->isVisible());
+    open({recordOf(trash, QStringLiteral("Home"))});
+    EXPECT_EQ(itemIndex(0, 0).data(Qt::CheckStateRole).value<Qt::CheckState>(), Qt::Unchecked);
 }
 
 TEST_F(Window, EraseTakesTheTickedFolderAndFileFromTwoVolumesAndNothingElse)
@@ -212,9 +226,10 @@ TEST_F(Window, EraseTakesTheTickedFolderAndFileFromTwoVolumesAndNothingElse)
     open({recordOf(trash, QStringLiteral("Home")), recordOf(volume, QStringLiteral("Volume"))});
 
     // Erase with nothing ticked only beeps.
-    int beeps = erase.script->beepCount();
+    const int beeps = erase.script->beepCount();
     QTest::mouseClick(window->eraseBtn(), Qt::LeftButton);
     EXPECT_EQ(erase.script->beepCount(), beeps + 1);
+    EXPECT_TRUE(erase.script->shown().isEmpty());
     EXPECT_TRUE(window->isVisible());
 
     clickItem(rowNamed("old project"), KZTrashItemsModel::CheckColumn);
@@ -222,46 +237,30 @@ TEST_F(Window, EraseTakesTheTickedFolderAndFileFromTwoVolumesAndNothingElse)
     ASSERT_TRUE(waitForSort());
     clickItem(rowNamed("movie.mkv"), KZTrashItemsModel::CheckColumn);
 
-    // While the user is asked, Erase is disabled.
+    // While the user is asked, Erase is disabled and a second erase is refused.
     bool enabledWhileAsked = true;
+    bool secondAccepted = true;
     KZScriptedAlertBackend::Answer yes(KZAlertFirstButtonReturn);
     yes.waitUntil = [&] {
         enabledWhileAsked = window->eraseBtn()->isEnabled();
+        secondAccepted = cntrl->eraseAction();
         return true;
     };
     erase.script->enqueue(yes);
     QTest::mouseClick(window->eraseBtn(), Qt::LeftButton);
     ASSERT_TRUE(erase.waitForEnd());
     EXPECT_FALSE(enabledWhileAsked);
+    EXPECT_FALSE(secondAccepted);
     EXPECT_TRUE(QTest::qWaitFor([&] { return !window->isVisible(); }));
     EXPECT_FALSE(cntrl->isOpen());
     EXPECT_TRUE(QTest::qWaitFor([&] { return window->eraseBtn()->isEnabled(); }));
 
-    EXPECT_EQ(entries(trash.files()), QStringList{QStringLiteral("keep.txt")});
-    EXPECT_EQ(entries(trash.root() + "/info"), QStringList{QStringLiteral("keep.txt.trashinfo")});
-    EXPECT_EQ(entries(volume.files()), QStringList{QStringLiteral("stays")});
-    EXPECT_EQ(entries(volume.root() + "/info"), QStringList{QStringLiteral("stays.trashinfo")});
+    EXPECT_EQ(KZTestFiles::namesIn(trash.files()), QByteArrayList{"keep.txt"});
+    EXPECT_EQ(KZTestFiles::namesIn(trash.root() + "/info"), QByteArrayList{"keep.txt.trashinfo"});
+    EXPECT_EQ(KZTestFiles::namesIn(volume.files()), QByteArrayList{"stays"});
+    EXPECT_EQ(KZTestFiles::namesIn(volume.root() + "/info"), QByteArrayList{"stays.trashinfo"});
     EXPECT_EQ(KZTestFiles::readFile(trash.itemPath("keep.txt")), "keep");
     EXPECT_TRUE(KZTestFiles::exists(volume.itemPath("stays/a")));
-}
-
-TEST_F(Window, EraseRefusedByTheUserKeepsTheWindowAndTheTicks)
-{
-    trash.addFile("wanted.txt", "wanted");
-    open({recordOf(trash, QStringLiteral("Home"))});
-    clickItem(0, KZTrashItemsModel::CheckColumn);
-    erase.script->enqueue({KZAlertThirdButtonReturn});
-    QTest::mouseClick(window->eraseBtn(), Qt::LeftButton);
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(window->isVisible());
-    EXPECT_TRUE(KZTestFiles::exists(trash.itemPath("wanted.txt")));
-    EXPECT_EQ(itemIndex(0, 0).data(Qt::CheckStateRole).value<Qt::CheckState>(), Qt::Checked);
-
-    // Cancel closes; opening again builds afresh, with nothing ticked.
-    QTest::mouseClick(window->cancelBtn(), Qt::LeftButton);
-    EXPECT_FALSE(window->isVisible());
-    open({recordOf(trash, QStringLiteral("Home"))});
-    EXPECT_EQ(itemIndex(0, 0).data(Qt::CheckStateRole).value<Qt::CheckState>(), Qt::Unchecked);
 }
 
 TEST_F(Window, LoadsIconsOnlyForTheRowsItShows)
@@ -280,30 +279,6 @@ TEST_F(Window, LoadsIconsOnlyForTheRowsItShows)
     QTest::qWait(50);
     window->itemIcons()->waitForLoads();
     EXPECT_LE(window->itemIcons()->loadsStarted(), 3 * shown);
-}
-
-TEST_F(Window, AVolumeNameTooLongForItsRowShowsWholeAsAToolTip)
-{
-    trash.addFile("a");
-    KZTestTrash other
-        = KZTestTrash::onVolume(erase.sandbox.path(QStringLiteral("b")).toLocal8Bit());
-    other.addFile("b");
-    const QString longName = QStringLiteral("A backup disk whose name goes on and on past the row");
-    open({recordOf(trash, QStringLiteral("Home")), recordOf(other, longName)});
-    KZSourceTableView *sources = window->sourceList();
-    const auto toolTipOf = [&](int row) {
-        const QRect cell
-            = sources->visualRect(sources->model()->index(row, KZSourceListModel::NameColumn));
-        QHelpEvent help(QEvent::ToolTip, cell.center(),
-                        sources->viewport()->mapToGlobal(cell.center()));
-        QCoreApplication::sendEvent(sources->viewport(), &help);
-        const QString text = QToolTip::isVisible() ? QToolTip::text() : QString();
-        QToolTip::hideText();
-        return text;
-    };
-    // The short one first: a tool tip that was shown fades out rather than going at once.
-    EXPECT_EQ(toolTipOf(0), QString());
-    EXPECT_EQ(toolTipOf(1), longName + QStringLiteral(" Trash"));
 }
 
 TEST_F(Window, CoversItselfWithTheSpinnerOnlyWhenTheTreeTakesLongerThanHalfASecond)

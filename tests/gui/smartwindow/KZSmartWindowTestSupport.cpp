@@ -6,7 +6,6 @@
 #include "gui/smartwindow/KZSourceTableView.h"
 #include "gui/smartwindow/KZTrashedTableView.h"
 #include "model/KZFilesUtilities.h"
-#include "model/KZPath.h"
 #include "presentation/KZItemDataRoles.h"
 #include "presentation/KZSmartWindowCntrl.h"
 #include "presentation/KZTrashItemsModel.h"
@@ -32,12 +31,8 @@ KZSmartWindowTest::~KZSmartWindowTest()
 
 KZTrashLocation KZSmartWindowTest::recordOf(const KZTestTrash &trash, const QString &volumeName)
 {
-    KZTrashLocation record;
-    record.trashURL = trash.filesURL();
-    record.volumeURL = KZPath::urlFromPath(KZPath::parentPath(trash.root()));
-    record.volumeName = volumeName;
-    record.trashIsEmpty = KZFilesUtilities::sharedControl().trashAtURLIsEmpty(trash.filesURL());
-    return record;
+    return trash.location(volumeName,
+                          KZFilesUtilities::sharedControl().trashAtURLIsEmpty(trash.filesURL()));
 }
 
 void KZSmartWindowTest::open(const QList<KZTrashLocation> &records)

@@ -22,17 +22,6 @@
 
 namespace {
 
-KZTrashLocation recordOf(const KZTestTrash &trash, const QByteArray &volume, const QString &name,
-                         bool trashIsEmpty)
-{
-    KZTrashLocation record;
-    record.trashURL = trash.filesURL();
-    record.volumeURL = KZPath::urlFromPath(volume);
-    record.volumeName = name;
-    record.trashIsEmpty = trashIsEmpty;
-    return record;
-}
-
 // The text a row shows for a measurement, built from the table and the number formats.
 QString expectedInfo(quint64 count, quint64 size)
 {
@@ -79,9 +68,12 @@ protected:
     }
     void TearDown() override { KZTrashSizeQueue::sharedControl().pool().waitForDone(); }
 
-    QByteArray volumeOf(const KZTestTrash &trash) const
+    // The home Trash's record: its volume is the home folder.
+    KZTrashLocation home(bool trashIsEmpty, const QString &name = QStringLiteral("Home")) const
     {
-        return trash.root().left(trash.root().lastIndexOf('/'));
+        KZTrashLocation record = m_home.location(name, trashIsEmpty);
+        record.volumeURL = KZPath::urlFromPath(m_homeFolder);
+        return record;
     }
 
     void show(KZTrayPanel &panel, const QList<KZTrashLocation> &records, bool isWorking = false)
@@ -115,62 +107,34 @@ protected:
 
 } // namespace
 
-TEST_F(TrayPanelTest, EmptyTrashIsDimmedReadsEmptyAndIsNeverMeasured)
-{
-    m_home.addFile("kept", "x");
-    KZTrayPanel panel;
-    show(panel, {recordOf(m_home, m_homeFolder, QStringLiteral("Home"), false),
-                 recordOf(m_other, volumeOf(m_other), QStringLiteral("Other"), true)});
-    ASSERT_EQ(panel.rows().size(), 2);
-    KZDiskMenuItemView *full = panel.rows()[0];
-    KZDiskMenuItemView *empty = panel.rows()[1];
-
-    EXPECT_TRUE(full->isMenuItemEnabled());
-    EXPECT_FALSE(empty->isMenuItemEnabled());
-    EXPECT_EQ(empty->firstLine(), QStringLiteral("Other…"));
-    EXPECT_EQ(empty->secondLine(), KZLocalizedString(QStringLiteral("Trash_empty")));
-    EXPECT_FALSE(empty->findChild<KZTraySpinner *>()->isVisible());
-
-    waitMeasured(full);
-    KZTrashSizeQueue::sharedControl().pool().waitForDone();
-    QCoreApplication::processEvents();
-    EXPECT_FALSE(empty->sizeIsWorking());
-    EXPECT_TRUE(empty->info().isNull());
-    EXPECT_FALSE(empty->diskDict().itemsCount.has_value());
-    EXPECT_EQ(empty->secondLine(), KZLocalizedString(QStringLiteral("Trash_empty")));
-
-    // Both rows show the same icon; the dimmed one draws it at half opacity over the window.
-    const QImage fullPicture = full->grab().toImage();
-    const QImage emptyPicture = empty->grab().toImage();
-    const qreal ratio = fullPicture.devicePixelRatio();
-    int differing = 0;
-    for (int y = 8; y < 56; y += 4)
-        for (int x = 12; x < 52; x += 4)
-            differing += fullPicture.pixel(QPoint(x, y) * ratio)
-                         != emptyPicture.pixel(QPoint(x, y) * ratio);
-    EXPECT_GT(differing, 10);
-}
-
-TEST_F(TrayPanelTest, FullTrashGathersThenShowsCountAndSize)
+TEST_F(TrayPanelTest, FullTrashesGatherThenShowCountAndSizeAndAnEmptyOneIsDimmedAndNeverMeasured)
 {
     m_home.addFile("one", QByteArray(10000, 'x'));
     m_other.addFile("a", "a");
     m_other.addFile("b", "b");
-    // The record still says full, but the Trash was emptied meanwhile: nothing found.
+    const KZTestTrash fourth
+        = KZTestTrash::onVolume(QFile::encodeName(m_sandbox.path(QStringLiteral("fourth"))));
+    // Third's record still says full, but the Trash was emptied meanwhile: nothing found.
     KZTrayPanel panel;
-    panel.showRows({recordOf(m_home, m_homeFolder, QStringLiteral("Home"), false),
-                    recordOf(m_other, volumeOf(m_other), QStringLiteral("Other"), false),
-                    recordOf(m_third, volumeOf(m_third), QStringLiteral("Third"), false)},
+    panel.showRows({home(false), m_other.location(QStringLiteral("Other"), false),
+                    m_third.location(QStringLiteral("Third"), false),
+                    fourth.location(QStringLiteral("Fourth"), true)},
                    false, QRect(200, 0, 24, 24));
     const QList<KZDiskMenuItemView *> rows = panel.rows();
-    ASSERT_EQ(rows.size(), 3);
+    ASSERT_EQ(rows.size(), 4);
     // Results come back through the event loop, which has not run since the panel opened.
-    for (KZDiskMenuItemView *row : rows) {
+    for (KZDiskMenuItemView *row : rows.mid(0, 3)) {
+        EXPECT_TRUE(row->isMenuItemEnabled());
         EXPECT_TRUE(row->sizeIsWorking());
         EXPECT_TRUE(row->info().isNull());
         EXPECT_EQ(row->secondLine(), KZLocalizedString(QStringLiteral("Gathering_info")));
         EXPECT_TRUE(row->findChild<KZTraySpinner *>()->isAnimating());
     }
+    KZDiskMenuItemView *empty = rows[3];
+    EXPECT_FALSE(empty->isMenuItemEnabled());
+    EXPECT_EQ(empty->firstLine(), QStringLiteral("Fourth…"));
+    EXPECT_EQ(empty->secondLine(), KZLocalizedString(QStringLiteral("Trash_empty")));
+    EXPECT_FALSE(empty->findChild<KZTraySpinner *>()->isVisible());
 
     const quint64 expectedCounts[] = {1, 2, 0};
     const char *expectedStarts[] = {"1 item, ", "2 items, ", "0 items, "};
@@ -188,12 +152,29 @@ TEST_F(TrayPanelTest, FullTrashGathersThenShowsCountAndSize)
     }
     EXPECT_GE(*rows[0]->diskDict().itemsSize, 10000u);
     EXPECT_EQ(*rows[2]->diskDict().itemsSize, 0u);
+    KZTrashSizeQueue::sharedControl().pool().waitForDone();
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(empty->sizeIsWorking());
+    EXPECT_TRUE(empty->info().isNull());
+    EXPECT_FALSE(empty->diskDict().itemsCount.has_value());
+    EXPECT_EQ(empty->secondLine(), KZLocalizedString(QStringLiteral("Trash_empty")));
+
+    // Both rows show the same icon; the dimmed one draws it at half opacity over the window.
+    const QImage fullPicture = rows[1]->grab().toImage();
+    const QImage emptyPicture = empty->grab().toImage();
+    const qreal ratio = fullPicture.devicePixelRatio();
+    int differing = 0;
+    for (int y = 8; y < 56; y += 4)
+        for (int x = 12; x < 52; x += 4)
+            differing += fullPicture.pixel(QPoint(x, y) * ratio)
+                         != emptyPicture.pixel(QPoint(x, y) * ratio);
+    EXPECT_GT(differing, 10);
 }
 
 TEST_F(TrayPanelTest, ClickReturnAndSpaceBlinkThenChooseOnce)
 {
     m_home.addFile("one");
-    const KZTrashLocation record = recordOf(m_home, m_homeFolder, QStringLiteral("Home"), false);
+    const KZTrashLocation record = home(false);
     for (const int way : {0, int(Qt::Key_Return), int(Qt::Key_Space), int(Qt::Key_Enter)}) {
         SCOPED_TRACE(way);
         KZTrayPanel panel;
@@ -235,72 +216,31 @@ TEST_F(TrayPanelTest, ClickReturnAndSpaceBlinkThenChooseOnce)
     }
 }
 
-TEST_F(TrayPanelTest, OtherKeysDoNothing)
-{
-    m_home.addFile("one");
-    KZTrayPanel panel;
-    show(panel, {recordOf(m_home, m_homeFolder, QStringLiteral("Home"), false)});
-    KZDiskMenuItemView *row = panel.rows().value(0);
-    QSignalSpy chosen(&panel, &KZTrayPanel::rowChosen);
-    QTest::keyClick(panel.windowHandle(), Qt::Key_Down);
-    ASSERT_TRUE(row->hasFocus());
-    for (const Qt::Key key : {Qt::Key_A, Qt::Key_X, Qt::Key_0, Qt::Key_Backspace, Qt::Key_Delete,
-                              Qt::Key_Right, Qt::Key_F2})
-        QTest::keyClick(panel.windowHandle(), key);
-    for (const char letter : {'y', 'e', 's'})
-        QTest::keyClick(panel.windowHandle(), letter);
-    QTest::keyClick(panel.windowHandle(), Qt::Key_Space, Qt::ControlModifier);
-    QTest::qWait(300);
-    EXPECT_FALSE(row->isBlinking());
-    EXPECT_EQ(chosen.count(), 0);
-    EXPECT_TRUE(panel.isVisible());
-    EXPECT_TRUE(row->isSelected());
-}
-
-TEST_F(TrayPanelTest, DisabledRowClosesThePanelWithoutAction)
-{
-    for (const bool byKey : {false, true}) {
-        KZTrayPanel panel;
-        show(panel, {recordOf(m_home, m_homeFolder, QStringLiteral("Home"), true)});
-        KZDiskMenuItemView *row = panel.rows().value(0);
-        QSignalSpy chosen(&panel, &KZTrayPanel::rowChosen);
-        QSignalSpy rowChosen(row, &KZDiskMenuItemView::chosen);
-        if (byKey) {
-            // The keyboard never lands on a dimmed row; Return there chooses nothing.
-            QTest::keyClick(panel.windowHandle(), Qt::Key_Down);
-            EXPECT_FALSE(row->hasFocus());
-            QTest::keyClick(panel.windowHandle(), Qt::Key_Return);
-            EXPECT_TRUE(panel.isVisible());
-            QTest::keyClick(panel.windowHandle(), Qt::Key_Escape);
-        } else {
-            click(panel, row);
-            EXPECT_FALSE(row->isSelected());
-        }
-        QTest::qWait(300);
-        EXPECT_FALSE(panel.isVisible());
-        EXPECT_EQ(chosen.count(), 0);
-        EXPECT_EQ(rowChosen.count(), 0);
-    }
-}
-
 TEST_F(TrayPanelTest, WhileWorkingEveryRowIsDimmedAndUnmeasured)
 {
     m_home.addFile("one");
     m_other.addFile("two");
     KZTrayPanel panel;
-    show(panel,
-         {recordOf(m_home, m_homeFolder, QStringLiteral("Home"), false),
-          recordOf(m_other, volumeOf(m_other), QStringLiteral("Other"), false)},
-         true);
+    show(panel, {home(false), m_other.location(QStringLiteral("Other"), false)}, true);
     QSignalSpy chosen(&panel, &KZTrayPanel::rowChosen);
+    QSignalSpy rowChosen(panel.rows()[0], &KZDiskMenuItemView::chosen);
     for (KZDiskMenuItemView *row : panel.rows()) {
         EXPECT_FALSE(row->isMenuItemEnabled());
         EXPECT_FALSE(row->sizeIsWorking());
         EXPECT_EQ(row->secondLine(), KZLocalizedString(QStringLiteral("Trash_empty")));
     }
+    // The keyboard never lands on a dimmed row; Return there chooses nothing.
+    QTest::keyClick(panel.windowHandle(), Qt::Key_Down);
+    EXPECT_FALSE(panel.rows()[0]->hasFocus());
+    QTest::keyClick(panel.windowHandle(), Qt::Key_Return);
+    EXPECT_TRUE(panel.isVisible());
+    // A click on a dimmed row closes the panel and does nothing else.
     click(panel, panel.rows()[0]);
+    EXPECT_FALSE(panel.rows()[0]->isSelected());
+    QTest::qWait(300);
     EXPECT_FALSE(panel.isVisible());
     EXPECT_EQ(chosen.count(), 0);
+    EXPECT_EQ(rowChosen.count(), 0);
 }
 
 TEST_F(TrayPanelTest, ArrowsSkipDimmedRowsHoverFollowsTheMouseAndOutsideCloses)
@@ -308,9 +248,8 @@ TEST_F(TrayPanelTest, ArrowsSkipDimmedRowsHoverFollowsTheMouseAndOutsideCloses)
     m_home.addFile("one");
     m_third.addFile("three");
     KZTrayPanel panel;
-    show(panel, {recordOf(m_home, m_homeFolder, QStringLiteral("Home"), false),
-                 recordOf(m_other, volumeOf(m_other), QStringLiteral("Other"), true),
-                 recordOf(m_third, volumeOf(m_third), QStringLiteral("Third"), false)});
+    show(panel, {home(false), m_other.location(QStringLiteral("Other"), true),
+                 m_third.location(QStringLiteral("Third"), false)});
     const QList<KZDiskMenuItemView *> rows = panel.rows();
     ASSERT_EQ(rows.size(), 3);
     for (KZDiskMenuItemView *row : rows)
@@ -342,18 +281,32 @@ TEST_F(TrayPanelTest, ArrowsSkipDimmedRowsHoverFollowsTheMouseAndOutsideCloses)
     QTest::keyClick(panel.windowHandle(), Qt::Key_Up);
     EXPECT_EQ(selected(), QList<int>{0});
 
+    // Keys other than the arrows, Return, Enter and Space do nothing.
     QSignalSpy chosen(&panel, &KZTrayPanel::rowChosen);
+    for (const Qt::Key key : {Qt::Key_A, Qt::Key_X, Qt::Key_0, Qt::Key_Backspace, Qt::Key_Delete,
+                              Qt::Key_Right, Qt::Key_F2})
+        QTest::keyClick(panel.windowHandle(), key);
+    for (const char letter : {'y', 'e', 's'})
+        QTest::keyClick(panel.windowHandle(), letter);
+    QTest::keyClick(panel.windowHandle(), Qt::Key_Space, Qt::ControlModifier);
+    QTest::qWait(300);
+    EXPECT_FALSE(rows[0]->isBlinking());
+    EXPECT_EQ(chosen.count(), 0);
+    EXPECT_EQ(selected(), QList<int>{0});
+
     QTest::mouseClick(panel.windowHandle(), Qt::LeftButton, {}, QPoint(-30, panel.height() / 2));
     EXPECT_TRUE(QTest::qWaitFor([&] { return !panel.isVisible(); }, 2000));
     EXPECT_EQ(chosen.count(), 0);
 }
 
-TEST_F(TrayPanelTest, PlacedByTheIconOrNearThePointerAndKeptOnScreen)
+TEST_F(TrayPanelTest, PlacedByTheIconOrNearThePointerKeptOnScreenAndNarrowWithALongName)
 {
     m_home.addFile("one");
-    const QList<KZTrashLocation> records{
-        recordOf(m_home, m_homeFolder, QStringLiteral("Home"), false),
-        recordOf(m_other, volumeOf(m_other), QStringLiteral("Other"), true)};
+    // A long name keeps the panel narrow and its rows aligned.
+    const QString longName
+        = QStringLiteral("Backups of the whole family photo library ").repeated(4);
+    const QList<KZTrashLocation> records{home(false, longName),
+                                         m_other.location(QStringLiteral("B"), true)};
     KZTrayPanel panel;
     const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
 
@@ -362,6 +315,11 @@ TEST_F(TrayPanelTest, PlacedByTheIconOrNearThePointerAndKeptOnScreen)
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&panel));
     EXPECT_EQ(panel.geometry().topLeft(), QPoint(300, screen.top() + 24));
     EXPECT_EQ(panel.frameGeometry(), panel.geometry());
+    ASSERT_EQ(panel.rows().size(), 2);
+    EXPECT_EQ(panel.rows()[0]->firstLine(), longName + QChar(0x2026));
+    EXPECT_LT(panel.width(), 520);
+    EXPECT_GT(panel.width(), 300);
+    EXPECT_EQ(panel.rows()[0]->width(), panel.rows()[1]->width());
 
     // An icon in a bottom bar, at the right end: above it, pushed left onto the screen.
     const QRect bottomRight(screen.right() - 10, screen.bottom() - 23, 24, 24);
@@ -393,23 +351,6 @@ TEST_F(TrayPanelTest, PlacedByTheIconOrNearThePointerAndKeptOnScreen)
               QRect(QPoint(970 - 300, 600), size));
 }
 
-TEST_F(TrayPanelTest, LongNamesKeepThePanelNarrowAndTheRowsAligned)
-{
-    const QString longName
-        = QStringLiteral("Backups of the whole family photo library ").repeated(4);
-    KZTrayPanel panel;
-    show(panel, {recordOf(m_home, m_homeFolder, longName, true),
-                 recordOf(m_other, volumeOf(m_other), QStringLiteral("B"), true)});
-    const QList<KZDiskMenuItemView *> rows = panel.rows();
-    ASSERT_EQ(rows.size(), 2);
-    EXPECT_EQ(rows[0]->firstLine(), longName + QChar(0x2026));
-    EXPECT_LT(panel.width(), 520);
-    EXPECT_GT(panel.width(), 300);
-    EXPECT_EQ(rows[0]->width(), rows[1]->width());
-    EXPECT_TRUE(
-        QGuiApplication::primaryScreen()->availableGeometry().contains(panel.frameGeometry()));
-}
-
 TEST_F(TrayPanelTest, WithoutVolumesOneDimmedLineSaysSo)
 {
     KZTrayPanel panel;
@@ -439,10 +380,9 @@ TEST_F(TrayPanelTest, Screenshots)
     KZTestTrash photosTrash = KZTestTrash::onVolume(first);
     photosTrash.addFolder("Holiday", {"one.jpg", "two.jpg", "more/"});
     KZTestTrash backupTrash = KZTestTrash::onVolume(second);
-    const QList<KZTrashLocation> records{
-        recordOf(m_home, m_homeFolder, QStringLiteral("Home"), false),
-        recordOf(photosTrash, first, QStringLiteral("Photos"), false),
-        recordOf(backupTrash, second, QStringLiteral("Backup"), true)};
+    const QList<KZTrashLocation> records{home(false),
+                                         photosTrash.location(QStringLiteral("Photos"), false),
+                                         backupTrash.location(QStringLiteral("Backup"), true)};
 
     // The home row's text as a first opening measures it...
     KZTrayPanel panel;

@@ -4,12 +4,13 @@
 #include "gui/webpromo/KZWebPromo.h"
 #include "KZAlertDriver.h"
 #include "KZEraseTestSupport.h"
+#include "KZGuiTestSupport.h"
 #include "KZPromoTestServer.h"
+#include "KZReadyStatusMenuFace.h"
 #include "KZUrlRecorder.h"
 #include "foundation/KZNotificationCenter.h"
 #include "gui/webpromo/KZWebPromoView.h"
 #include "presentation/KZBinwise.h"
-#include "presentation/KZStatusMenuFace.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -107,14 +108,6 @@ QPoint linkPosition(KZWebPromoView *view)
     return {-1, -1};
 }
 
-class Face : public KZStatusMenuFace
-{
-public:
-    void setupStatusMenu(std::function<void(bool)> done) override { done(true); }
-    void showAboutPanel() override {}
-    void showPanel() override {}
-};
-
 } // namespace
 
 TEST(WebPromo, AddressesComeFromTheSiteTheSettingsGiveTheSizeAndWithoutASiteThereIsNone)
@@ -151,7 +144,7 @@ TEST(WebPromo, AddressesComeFromTheSiteTheSettingsGiveTheSizeAndWithoutASiteTher
             << data.toStdString();
 }
 
-TEST(WebPromo, APageThatIsThereIsAskedForThenShownAtTheSizeOfItsSettings)
+TEST(WebPromo, APageThatIsThereIsAskedForThenShownAtTheSizeOfItsSettingsOrTheDefault)
 {
     PromoFixture f;
     ASSERT_TRUE(f.listening);
@@ -170,23 +163,20 @@ TEST(WebPromo, APageThatIsThereIsAskedForThenShownAtTheSizeOfItsSettings)
     EXPECT_EQ(window->size(), QSize(600, 420));
     EXPECT_EQ(window->windowTitle(), QStringLiteral("News from Binwise"));
     EXPECT_TRUE(f.promo->webView()->toPlainText().contains(QStringLiteral("Binwise 2 is here")));
-    KZAlertDriver::screenshotsInBothPalettes(window, QStringLiteral("web-promo"));
+    KZGuiTestSupport::saveScreenshots(window, QStringLiteral("web-promo"));
 
     // Asked for again while it is up: it comes forward, nothing is fetched again.
     f.promo->showInfoWebWindow();
     EXPECT_EQ(f.server.requests().size(), 3);
     window->close();
-}
 
-TEST(WebPromo, WithoutASettingsFileTheWindowHasTheDefaultSize)
-{
-    PromoFixture f;
-    ASSERT_TRUE(f.listening);
-    f.servePage();
-    ASSERT_TRUE(f.waitForWindow());
-    EXPECT_EQ(f.requested().value(2), "GET " + kSettingsPath);
-    EXPECT_EQ(f.promo->window()->size(), QSize(500, 340));
-    f.promo->window()->close();
+    // Without a settings file the window has the default size.
+    PromoFixture bare;
+    bare.servePage();
+    ASSERT_TRUE(bare.waitForWindow());
+    EXPECT_EQ(bare.requested().value(2), "GET " + kSettingsPath);
+    EXPECT_EQ(bare.promo->window()->size(), QSize(500, 340));
+    bare.promo->window()->close();
 }
 
 TEST(WebPromo, AnyAnswerButA200ShowsNoWindowAndFetchesNothingMore)
@@ -247,7 +237,7 @@ TEST(WebPromo, AClickedLinkOpensInTheBrowserClosesTheWindowAndReleasesTheControl
     ASSERT_TRUE(f.listening);
     f.servePage("{480, 300}");
     KZEraseFixture erase;
-    Face face;
+    KZReadyStatusMenuFace face;
     KZBinwise::Environment environment;
     environment.engine = erase.engine.get();
     environment.userDefaults = &erase.defaults;
