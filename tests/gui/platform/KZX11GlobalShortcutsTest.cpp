@@ -118,7 +118,7 @@ struct ControllerOnX11
         environment.userDefaults = &erase.defaults;
         environment.presenter = &erase.presenter;
         environment.globalShortcuts = &shortcuts;
-        environment.locations = [this] {
+        environment.locations = [this](QList<KZError> *) {
             KZTrashLocation location;
             location.trashURL = erase.trash.filesURL();
             location.volumeURL = KZPath::urlFromPath(KZPath::parentPath(erase.trash.root()));
