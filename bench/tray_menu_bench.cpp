@@ -71,7 +71,7 @@ int main(int argc, char **argv)
 
     KZStatusItem statusItem(0);
     KZBinwise::Environment environment;
-    environment.locations = [&records] {
+    environment.locations = [&records](QList<KZError> *) {
         return records;
     };
     KZBinwise controller(&statusItem, environment);

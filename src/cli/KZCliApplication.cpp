@@ -10,6 +10,7 @@
 #include "privileged/KZSecureAccess.h"
 
 #include <QCoreApplication>
+#include <QLoggingCategory>
 
 #include <cerrno>
 
@@ -45,6 +46,11 @@ int KZCliApplication::run(const QByteArrayList &arguments)
         writeTo(STDOUT_FILENO, KZCommandLine::helpText(options.command).toUtf8());
         return Done;
     }
+
+    // The file model's diagnostics name internals ("NSTrashDirectory error"); on a terminal
+    // the commands say the same in their own words. QT_LOGGING_RULES still shows them.
+    if (options.command != KZCommandLine::Command::Tray)
+        QLoggingCategory::setFilterRules(QStringLiteral("binwise.model.warning=false"));
 
     switch (options.command) {
     case KZCommandLine::Command::Version:

@@ -24,6 +24,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstring>
+
 namespace {
 
 using Answer = KZCommandLine::Answer;
@@ -299,6 +301,10 @@ QString KZCliEraseCommand::summaryText(const KZEraseSummary &summary, const QByt
                                 "hard-linked files"),
                          summary.hardLinksRemovedPlainly == 1 ? QStringLiteral("its")
                                                               : QStringLiteral("their"));
+    if (summary.logWriteError != 0)
+        text += QStringLiteral(" Not every line reached the log “%1”: %2.")
+                    .arg(KZPath::escapedDisplayString(summary.logFile),
+                         QString::fromLocal8Bit(std::strerror(summary.logWriteError)));
     return text;
 }
 

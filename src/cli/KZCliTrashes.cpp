@@ -1,5 +1,6 @@
 #include "KZCliTrashes.h"
 
+#include "KZCliApplication.h"
 #include "model/KZPath.h"
 #include "protocol/KZFileDescriptor.h"
 
@@ -62,8 +63,13 @@ KZCliTrashes::KZCliTrashes(KZFilesUtilities::Roots roots)
 
 const QList<KZTrashLocation> &KZCliTrashes::locations()
 {
-    if (!m_locations)
-        m_locations = m_utilities.trashesAndVolumesLocations();
+    if (!m_locations) {
+        QList<KZError> problems;
+        m_locations = m_utilities.trashesAndVolumesLocations(&problems);
+        // A Trash left out is said, or the user would take it for an empty one.
+        for (const KZError &problem : std::as_const(problems))
+            KZCliApplication::printError(problem.localizedDescription);
+    }
     return *m_locations;
 }
 

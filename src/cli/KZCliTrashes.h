@@ -37,7 +37,8 @@ public:
     explicit KZCliTrashes(KZFilesUtilities::Roots roots = rootsFromEnvironment());
 
     // Every volume's Trash location record, in mount order; read once, on first use. Nothing
-    // is made: a volume without a Trash folder has an empty one.
+    // is made: a volume without a Trash folder has an empty one. A Trash that cannot be used
+    // is left out, with a line on standard error that says which and why.
     [[nodiscard]] const QList<KZTrashLocation> &locations();
 
     // The records of the volumes named by volumes (a volume name or a mount point each), in

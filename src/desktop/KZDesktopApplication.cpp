@@ -188,8 +188,8 @@ int KZDesktopApplication::run(int &argc, char **argv)
     };
     environment.engine = &engine;
     environment.userDefaults = &defaults;
-    environment.locations = [&utilities] {
-        return utilities.trashesAndVolumesLocations();
+    environment.locations = [&utilities](QList<KZError> *problems) {
+        return utilities.trashesAndVolumesLocations(problems);
     };
     environment.installHelper = [&defaults] {
         // Installing the helper asks for an administrator's password: offered at start-up only

@@ -87,6 +87,14 @@ qsizetype listSize(const QVariantMap &map, const QString &key)
     return map.value(key).toList().size();
 }
 
+std::optional<struct statx> statOf(KZFileManager &fm, int at, const char *where)
+{
+    struct statx st = {};
+    if (fm.statx(at, where, AT_SYMLINK_NOFOLLOW, kItemMask, &st) != 0)
+        return std::nullopt;
+    return st;
+}
+
 } // namespace
 
 // One item on its way through the checks: its path, and, on the walk, the checked folder it is
@@ -133,10 +141,10 @@ public:
         m_rootIsFiles = root && root->isFilesFolder();
         if (root && !m_rootIsFiles) {
             // Emptying one top-level item (a smart erase): it is its own anchor.
-            anchor(m_fm.openat(rootfd, "..", O_PATH | O_DIRECTORY | O_CLOEXEC),
+            anchor(m_fm.openat(rootfd, "..", O_PATH | O_DIRECTORY | O_CLOEXEC, 0),
                    KZPath::fileName(root->realPath()), rootfd);
         } else if (root) {
-            m_files.reset(m_fm.openat(rootfd, ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+            m_files.reset(m_fm.openat(rootfd, ".", O_PATH | O_DIRECTORY | O_CLOEXEC, 0));
         }
     }
 
@@ -160,7 +168,7 @@ public:
             return -1;
         const int fd = child->descriptor();
         if (m_stack.size() == 1 && m_rootIsFiles)
-            anchor(m_fm.openat(m_files.get(), ".", O_PATH | O_DIRECTORY | O_CLOEXEC), name, fd);
+            anchor(m_fm.openat(m_files.get(), ".", O_PATH | O_DIRECTORY | O_CLOEXEC, 0), name, fd);
         m_stack.push_back(std::move(child));
         return fd;
     }
@@ -574,12 +582,14 @@ void KZDeleteItems::doIterateTrashes(const KZEraseRequest &array)
 
 void KZDeleteItems::iterateSmartArrayToDelete(const QList<QUrl> &array)
 {
-    KZFilesUtilities &files = filesUtilities();
+    KZFileManager &fm = fileManager();
     for (const QUrl &url : array) {
-        if (files.isDirectoryWithURL(url)) {
+        const QByteArray path = KZPath::pathFromURL(url);
+        const auto st = path.isEmpty() ? std::nullopt : statOf(fm, AT_FDCWD, path.constData());
+        if (st && S_ISDIR(st->stx_mode)) {
             const std::optional<KZError> error = iterateFolderForDeleteContent(url);
             if (!error) {
-                if (commonFileUtilities().isAnEmptyFolder(url))
+                if (commonFileUtilities().isAnEmptyFolderAt(AT_FDCWD, path, fm, nullptr))
                     manageItemURL(url, true);
                 else
                     addToNotTrashed(url);
@@ -587,9 +597,9 @@ void KZDeleteItems::iterateSmartArrayToDelete(const QList<QUrl> &array)
                 report(KZPath::pathFromURL(url), KZItemOutcome::Kind::Gone);
             } else {
                 // The folder is left, as always; why is said, not dropped.
-                const QByteArray path
+                const QByteArray failed
                     = error->userInfo.value(QStringLiteral("NSFilePath")).toByteArray();
-                noteFailure(path.isEmpty() ? KZPath::pathFromURL(url) : path, *error);
+                noteFailure(failed.isEmpty() ? path : failed, *error);
             }
         } else {
             manageItemURL(url, false);
@@ -602,14 +612,14 @@ void KZDeleteItems::iterateSmartArrayToDelete(const QList<QUrl> &array)
 // Opens the folder at path to empty it; a folder of the user's own that lacks u+rwx gets it.
 static int openFolderToEmpty(KZFileManager &fm, const QByteArray &path)
 {
-    int fd = fm.openat(AT_FDCWD, path.constData(), kDirectoryFlags);
+    int fd = fm.openat(AT_FDCWD, path.constData(), kDirectoryFlags, 0);
     if (fd < 0 && errno == EACCES) {
         const KZFileDescriptor parentfd(fm.openat(AT_FDCWD, KZPath::parentPath(path).constData(),
-                                                  O_PATH | O_DIRECTORY | O_CLOEXEC));
+                                                  O_PATH | O_DIRECTORY | O_CLOEXEC, 0));
         if (parentfd.isValid()
             && KZCommonFlleUtilties::giveOwnFolderAccess(parentfd.get(),
                                                          KZPath::fileName(path).constData(), fm))
-            fd = fm.openat(AT_FDCWD, path.constData(), kDirectoryFlags);
+            fd = fm.openat(AT_FDCWD, path.constData(), kDirectoryFlags, 0);
         if (fd < 0)
             errno = EACCES;
     }
@@ -721,17 +731,18 @@ std::optional<KZError> KZDeleteItems::iterateFolderForDeleteContent(const QUrl &
             // it, so it is asked about and goes to the helper whole.
             const QByteArray path = KZPath::joinForDisplay(folders.constLast(), name);
             Item item{path, dirfd, name, checks->folder(dirfd, false), std::nullopt, false, false};
-            (void)permissionsCheck(item, false);
+            // Its answer is always "not now": the item is asked about, queued or counted.
+            permissionsCheck(item, false);
             return isStoppedByUser() ? Action::Stop : Action::Continue;
         }
         listingError = KZFileManager::errorForErrno(
-            errnum, KZPath::join(KZTrashFolder::realPathOfDescriptor(dirfd), name));
+            errnum, KZPath::join(KZTrashFolder::realPathOfDescriptor(dirfd, fm), name));
         return Action::Stop;
     };
     walker.readFailed = [&](int dirfd, int errnum) {
         if (!listingError)
-            listingError
-                = KZFileManager::errorForErrno(errnum, KZTrashFolder::realPathOfDescriptor(dirfd));
+            listingError = KZFileManager::errorForErrno(
+                errnum, KZTrashFolder::realPathOfDescriptor(dirfd, fm));
     };
     walker.leftDirectory = [&](int dirfd, const char *name) {
         const bool moved = checks->moved();
@@ -759,14 +770,6 @@ void KZDeleteItems::manageItemURL(const QUrl &url, bool isDirectory)
 {
     Item item = Item::atPath(KZPath::pathFromURL(url));
     manageItem(item, isDirectory);
-}
-
-static std::optional<struct statx> statOf(KZFileManager &fm, int at, const char *where)
-{
-    struct statx st = {};
-    if (fm.statx(at, where, AT_SYMLINK_NOFOLLOW, kItemMask, &st) != 0)
-        return std::nullopt;
-    return st;
 }
 
 void KZDeleteItems::manageItem(Item &item, bool isDirectory)
@@ -817,7 +820,14 @@ void KZDeleteItems::manageItem(Item &item, bool isDirectory)
         // Deeper than any path: srm, which works by path, cannot reach it.
         error = KZFileManager::errorForErrno(ENAMETOOLONG, item.path);
     } else if (m_eraseSecurely && !plainInstead) {
-        error = common.secureErase(item.url());
+        error = common.secureErase(item.url(), fileManager());
+        if (!error && statOf(fileManager(), item.at(), item.where())) {
+            // srm went missing since the confirmation, or ended without a word: the item is
+            // still there, and must not be counted as erased.
+            error = KZFileManager::errorForErrno(EEXIST, item.path);
+            error->localizedDescription
+                = QStringLiteral("it is still there after the secure erase (is srm installed?)");
+        }
     } else if (item.dirfd >= 0) {
         // A folder that is no longer inside a Trash is refused as the path-based removal
         // would refuse it.
@@ -848,7 +858,8 @@ void KZDeleteItems::manageItem(Item &item, bool isDirectory)
     }
     switch (category) {
     case KZFileManager::ErrorCategory::NoPermission:
-        (void)permissionsCheck(item, false);
+        // Its answer is always "not now": the item is asked about, queued or counted.
+        permissionsCheck(item, false);
         break;
     case KZFileManager::ErrorCategory::Busy:
         beep();
@@ -988,6 +999,7 @@ void KZDeleteItems::endJob()
                     .arg(summary.lockedWithoutHelperCount)
                     .arg(summary.noPermissionWithoutHelperCount));
         m_logCntrl->writeEndSessionAndCloseFile();
+        summary.logWriteError = m_logCntrl->writeError();
     }
     m_progressCntrl->stopAction();
 
@@ -1385,7 +1397,8 @@ bool KZDeleteItems::prepareLogFile(const KZEraseRequest &array, bool secureDelet
         {KZLogController::kGapTime,
          int(qint16(userDefaults().integerForKey(KZUserDefaults::kHowManyDaysForNewLogFile)))},
     };
-    m_logCntrl = std::make_unique<KZLogController>(settings, m_environment.logsFolder);
+    m_logCntrl
+        = std::make_unique<KZLogController>(settings, m_environment.logsFolder, fileManager());
     return m_logCntrl->openLogFile();
 }
 

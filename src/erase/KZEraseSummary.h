@@ -52,6 +52,8 @@ struct KZEraseSummary
     bool isHelperAuthorized = false;
     bool handedToHelper = false;
     QByteArray logFile; // the log written to, empty without a log
+    // Why lines of the log were lost (the errno of the first failed write), 0 when none were.
+    int logWriteError = 0;
     // The error the helper's client reported, if any.
     std::optional<KZError> helperError;
 

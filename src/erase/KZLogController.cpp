@@ -24,17 +24,17 @@ constexpr qsizetype kBufferLimit = 64 * 1024;
 
 // Makes every missing folder of path, 0700 as XDG state folders are; true when path is a
 // folder at the end.
-bool makeFolders(const QByteArray &path)
+bool makeFolders(const QByteArray &path, KZFileManager &fm)
 {
     for (qsizetype at = 1; at <= path.size(); ++at) {
         if (at < path.size() && path[at] != '/')
             continue;
         const QByteArray part = path.left(at);
-        if (::mkdir(part.constData(), 0700) != 0 && errno != EEXIST)
+        if (fm.mkdirat(AT_FDCWD, part.constData(), 0700) != 0 && errno != EEXIST)
             return false;
     }
-    struct stat st = {};
-    return ::stat(path.constData(), &st) == 0 && S_ISDIR(st.st_mode);
+    struct statx st = {};
+    return fm.statx(AT_FDCWD, path.constData(), 0, STATX_TYPE, &st) == 0 && S_ISDIR(st.stx_mode);
 }
 
 // A folder or file name made from a volume name or a date: "/" cannot be in a Linux name and
@@ -86,9 +86,11 @@ QByteArray KZLogController::defaultLogsFolder()
     return KZPath::join(state, "Binwise/Logs");
 }
 
-KZLogController::KZLogController(const QVariantMap &dictionary, const QByteArray &logsFolder)
+KZLogController::KZLogController(const QVariantMap &dictionary, const QByteArray &logsFolder,
+                                 KZFileManager &fileManager)
     : m_infoDict(dictionary)
     , m_logsFolder(logsFolder.isEmpty() ? defaultLogsFolder() : logsFolder)
+    , m_fileManager(fileManager)
     , m_now(systemNow)
 {}
 
@@ -97,7 +99,7 @@ KZLogController::~KZLogController()
     QMutexLocker locker(&m_lock);
     flushLocked();
     if (m_currLogHandle >= 0)
-        ::close(m_currLogHandle);
+        m_fileManager.close(m_currLogHandle);
 }
 
 QString KZLogController::text(const QString &key) const
@@ -123,8 +125,8 @@ bool KZLogController::openLogFile()
             + KZLocalizedStrings::replaceContentOfString(text(QStringLiteral("log_name")), {date}));
         const QByteArray path = KZPath::join(KZPath::pathFromURL(folder), fileName.toUtf8());
         // Two jobs in one second name the same file: the second appends rather than wipe it.
-        const KZFileDescriptor created(
-            ::open(path.constData(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+        const KZFileDescriptor created(m_fileManager.openat(
+            AT_FDCWD, path.constData(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
         if (!created.isValid())
             return false;
         QMutexLocker locker(&m_lock);
@@ -133,9 +135,10 @@ bool KZLogController::openLogFile()
     QMutexLocker locker(&m_lock);
     const QByteArray path = KZPath::pathFromURL(m_currLogURL);
     if (m_currLogHandle >= 0)
-        ::close(m_currLogHandle);
-    m_currLogHandle
-        = ::open(path.constData(), O_WRONLY | O_APPEND | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY);
+        m_fileManager.close(m_currLogHandle);
+    m_currLogHandle = m_fileManager.openat(
+        AT_FDCWD, path.constData(), O_WRONLY | O_APPEND | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY, 0);
+    m_writeError = m_currLogHandle < 0 ? errno : 0;
     m_totSize = 0;
     m_itemsCount = 0;
     m_buffer.clear();
@@ -145,7 +148,7 @@ bool KZLogController::openLogFile()
 QUrl KZLogController::urlWithFolderName(const QString &name)
 {
     const QByteArray folder = KZPath::join(m_logsFolder, fileSystemName(name).toUtf8());
-    if (!makeFolders(m_logsFolder) || !makeFolders(folder))
+    if (!makeFolders(m_logsFolder, m_fileManager) || !makeFolders(folder, m_fileManager))
         return {};
     return KZPath::urlFromPath(folder);
 }
@@ -153,8 +156,8 @@ QUrl KZLogController::urlWithFolderName(const QString &name)
 bool KZLogController::searchLogFileWithURL(const QUrl &folder, qint16 days)
 {
     const QByteArray folderPath = KZPath::pathFromURL(folder);
-    const KZFileDescriptor fd(
-        ::open(folderPath.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW));
+    const KZFileDescriptor fd(m_fileManager.openat(
+        AT_FDCWD, folderPath.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW, 0));
     if (!fd.isValid())
         return false;
     DIR *dir = ::fdopendir(::dup(fd.get()));
@@ -250,7 +253,7 @@ void KZLogController::writeEndSessionAndCloseFile()
                                 {size, date, text(m_infoDict.value(kEndStr).toString())});
         writeLocked(line.toUtf8());
         flushLocked();
-        ::close(m_currLogHandle);
+        m_fileManager.close(m_currLogHandle);
     }
     m_currLogHandle = -1;
     m_currLogURL.clear();
@@ -309,15 +312,25 @@ void KZLogController::flushLocked()
 {
     qsizetype written = 0;
     while (m_currLogHandle >= 0 && written < m_buffer.size()) {
-        const ssize_t n = ::write(m_currLogHandle, m_buffer.constData() + written,
-                                  size_t(m_buffer.size() - written));
+        const ssize_t n = m_fileManager.write(m_currLogHandle, m_buffer.constData() + written,
+                                              size_t(m_buffer.size() - written));
         if (n < 0 && errno == EINTR)
             continue;
-        if (n <= 0)
-            break; // a full disk loses log lines, never the erase
+        if (n <= 0) {
+            // A full disk loses log lines, never the erase; the end of the job says so.
+            if (m_writeError == 0)
+                m_writeError = n < 0 ? errno : ENOSPC;
+            break;
+        }
         written += n;
     }
     m_buffer.resize(0); // keeps its room for the next lines
+}
+
+int KZLogController::writeError() const
+{
+    QMutexLocker locker(&m_lock);
+    return m_writeError;
 }
 
 QUrl KZLogController::currLogURL() const

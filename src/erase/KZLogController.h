@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/KZFileManager.h"
+
 #include <QByteArray>
 #include <QMutex>
 #include <QString>
@@ -29,15 +31,18 @@ public:
     [[nodiscard]] static QByteArray defaultLogsFolder();
 
     // dictionary: the settings above (copied). logsFolder: where the job-kind folders go;
-    // empty means defaultLogsFolder().
-    explicit KZLogController(const QVariantMap &dictionary, const QByteArray &logsFolder = {});
+    // empty means defaultLogsFolder(). The log's folders and file are made, opened and written
+    // through fileManager, which must outlive the controller.
+    KZLogController(const QVariantMap &dictionary, const QByteArray &logsFolder,
+                    KZFileManager &fileManager);
     ~KZLogController();
     KZLogController(const KZLogController &) = delete;
     KZLogController &operator=(const KZLogController &) = delete;
 
     // Finds the newest log file of the job kind that may still be used, or makes a new one,
     // and opens it for appending. False when the folder or a new file cannot be made (also
-    // true when an existing file was found but could not be opened: writes then do nothing).
+    // true when an existing file was found but could not be opened: writes then do nothing,
+    // and writeError tells why).
     bool openLogFile();
     // The job kind's folder, made (0700, with the folders above it) when missing; empty on
     // failure. A "/" in the name, which no Linux file name can hold, is written as ":".
@@ -58,6 +63,9 @@ public:
     void flush();
 
     [[nodiscard]] QUrl currLogURL() const;
+    // The errno of the first failure to open or write the log file since it was opened (lines
+    // were lost from then on), or 0. Lines are lost, never the erase.
+    [[nodiscard]] int writeError() const;
     [[nodiscard]] bool isOpen() const;
     [[nodiscard]] quint64 totSize() const;
     [[nodiscard]] quint64 itemsCount() const;
@@ -80,6 +88,8 @@ private:
     quint64 m_itemsCount = 0;
     QUrl m_currLogURL;
     int m_currLogHandle = -1;
+    int m_writeError = 0;
+    KZFileManager &m_fileManager;
     QByteArray m_buffer;
     std::function<double()> m_now;
     std::optional<QByteArray> m_grouping; // the group separator, once known

@@ -61,10 +61,10 @@ KZError outsideTrashError(const QByteArray &path)
 // contents go.
 int openForRemoval(KZFileManager &fm, int dirfd, const char *name)
 {
-    int fd = fm.openat(dirfd, name, kDirectoryFlags);
+    int fd = fm.openat(dirfd, name, kDirectoryFlags, 0);
     if (fd < 0 && errno == EACCES) {
         if (KZCommonFlleUtilties::giveOwnFolderAccess(dirfd, name, fm))
-            fd = fm.openat(dirfd, name, kDirectoryFlags);
+            fd = fm.openat(dirfd, name, kDirectoryFlags, 0);
         if (fd < 0)
             errno = EACCES;
     }
@@ -112,7 +112,7 @@ struct RemovalState
     {
         if (!firstError)
             firstError = KZFileManager::errorForErrno(
-                errnum, KZPath::join(KZTrashFolder::realPathOfDescriptor(dirfd), name));
+                errnum, KZPath::join(KZTrashFolder::realPathOfDescriptor(dirfd, fm), name));
     }
     void unlinkFile(int dirfd, const char *name)
     {
@@ -268,18 +268,19 @@ bool KZCommonFlleUtilties::realFolderIsInTrash(const QByteArray &realFolder,
     return false;
 }
 
-bool KZCommonFlleUtilties::isInsideTrash(const QByteArray &path, bool *topLevel) const
+bool KZCommonFlleUtilties::isInsideTrash(const QByteArray &path, KZFileManager &fm,
+                                         bool *topLevel) const
 {
     const QByteArray name = KZPath::fileName(path);
     if (!path.startsWith('/') || name.isEmpty() || name == "." || name == "..")
         return false;
-    const KZFileDescriptor parentfd(
-        ::open(KZPath::parentPath(path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const KZFileDescriptor parentfd(fm.openat(AT_FDCWD, KZPath::parentPath(path).constData(),
+                                              O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
     if (!parentfd.isValid())
         return false;
     bool isFilesFolder = false;
-    const bool inside
-        = realFolderIsInTrash(KZTrashFolder::realPathOfDescriptor(parentfd.get()), &isFilesFolder);
+    const bool inside = realFolderIsInTrash(KZTrashFolder::realPathOfDescriptor(parentfd.get(), fm),
+                                            &isFilesFolder);
     if (topLevel)
         *topLevel = inside && isFilesFolder;
     return inside;
@@ -297,11 +298,11 @@ std::optional<KZError> KZCommonFlleUtilties::deleteItemWithURL(const QUrl &url,
     // The folders above the item may be reached through links (a data folder moved
     // elsewhere); from the parent's descriptor on, nothing is followed.
     const KZFileDescriptor parentfd(fm.openat(AT_FDCWD, KZPath::parentPath(path).constData(),
-                                              O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+                                              O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
     if (!parentfd.isValid())
         return KZFileManager::errorForErrno(errno, path);
     bool topLevel = false;
-    if (!realFolderIsInTrash(KZTrashFolder::realPathOfDescriptor(parentfd.get()), &topLevel))
+    if (!realFolderIsInTrash(KZTrashFolder::realPathOfDescriptor(parentfd.get(), fm), &topLevel))
         return outsideTrashError(path);
     return removeInFolder(parentfd.get(), name, KZPath::parentPath(path), topLevel, fm);
 }
@@ -310,7 +311,7 @@ std::optional<KZCommonFlleUtilties::TrashFolder>
 KZCommonFlleUtilties::checkTrashFolder(int dirfd, KZFileManager &fm) const
 {
     TrashFolder folder;
-    folder.m_realPath = KZTrashFolder::realPathOfDescriptor(dirfd);
+    folder.m_realPath = KZTrashFolder::realPathOfDescriptor(dirfd, fm);
     if (folder.m_realPath.isEmpty()
         || !realFolderIsInTrash(folder.m_realPath, &folder.m_isFilesFolder))
         return std::nullopt;
@@ -321,7 +322,7 @@ KZCommonFlleUtilties::checkTrashFolder(int dirfd, KZFileManager &fm) const
     folder.m_device = makeDevice(st);
     folder.m_inode = st.stx_ino;
     if (folder.m_isFilesFolder)
-        folder.m_infoFolder.reset(fm.openat(dirfd, "../info", kDirectoryFlags));
+        folder.m_infoFolder.reset(fm.openat(dirfd, "../info", kDirectoryFlags, 0));
     return folder;
 }
 
@@ -341,7 +342,7 @@ KZCommonFlleUtilties::openSubfolder(const TrashFolder &parent, const QByteArray 
         fd = fm.openat2(parent.m_dirfd, name.constData(), &how);
     if (fd < 0 && errno == ENOSYS) {
         // Older kernels: open, then refuse a mount point.
-        fd = fm.openat(parent.m_dirfd, name.constData(), kDirectoryFlags);
+        fd = fm.openat(parent.m_dirfd, name.constData(), kDirectoryFlags, 0);
         struct statx st = {};
         if (fd >= 0
             && (fm.statx(fd, "", AT_EMPTY_PATH, STATX_TYPE, &st) != 0
@@ -379,7 +380,7 @@ KZCommonFlleUtilties::reopened(const TrashFolder &folder, int dirfd, KZFileManag
     again.m_device = folder.m_device;
     again.m_inode = folder.m_inode;
     if (again.m_isFilesFolder)
-        again.m_infoFolder.reset(fm.openat(dirfd, "../info", kDirectoryFlags));
+        again.m_infoFolder.reset(fm.openat(dirfd, "../info", kDirectoryFlags, 0));
     return again;
 }
 
@@ -398,7 +399,8 @@ std::optional<KZError> KZCommonFlleUtilties::deleteItemAt(int dirfd, const QByte
 {
     const auto folder = checkTrashFolder(dirfd, fm);
     if (!folder)
-        return outsideTrashError(KZPath::join(KZTrashFolder::realPathOfDescriptor(dirfd), name));
+        return outsideTrashError(
+            KZPath::join(KZTrashFolder::realPathOfDescriptor(dirfd, fm), name));
     return deleteItemAt(*folder, name, fm, 0);
 }
 
@@ -434,7 +436,7 @@ std::optional<KZError> KZCommonFlleUtilties::removeInFolder(int parentfd, const 
             fm.unlinkat(folder->m_infoFolder.get(), infoName.constData(), 0);
             return state.firstError;
         }
-        const KZFileDescriptor rootfd(fm.openat(parentfd, "..", kDirectoryFlags));
+        const KZFileDescriptor rootfd(fm.openat(parentfd, "..", kDirectoryFlags, 0));
         if (rootfd.isValid())
             KZTrashFolder::forgetItems(rootfd.get(), {name}, fm);
     }
@@ -446,7 +448,7 @@ bool KZCommonFlleUtilties::giveOwnFolderAccess(int dirfd, const char *name, KZFi
     // Through an O_PATH descriptor, so that a link swapped in at the last moment cannot
     // redirect the change.
     const KZFileDescriptor pathfd(
-        fm.openat(dirfd, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        fm.openat(dirfd, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0));
     struct statx st = {};
     if (!pathfd.isValid()
         || fm.statx(pathfd.get(), "", AT_EMPTY_PATH, STATX_MODE | STATX_UID, &st) != 0
@@ -467,20 +469,20 @@ bool KZCommonFlleUtilties::completeOwnFolderAccess(int fd, KZFileManager &fm)
     return fm.fchmod(fd, (st.stx_mode & 07777) | S_IRWXU) == 0;
 }
 
-std::optional<KZError> KZCommonFlleUtilties::secureErase(const QUrl &url) const
+std::optional<KZError> KZCommonFlleUtilties::secureErase(const QUrl &url, KZFileManager &fm) const
 {
     const QByteArray tool = m_secureRemoveTool.toLocal8Bit();
-    if (::access(tool.constData(), F_OK) != 0)
+    if (fm.faccessat(AT_FDCWD, tool.constData(), F_OK, 0) != 0)
         return std::nullopt;
     const QByteArray path = KZPath::pathFromURL(url);
     if (path.isEmpty())
         return notURLError(url);
     bool topLevel = false;
-    if (!isInsideTrash(path, &topLevel))
+    if (!isInsideTrash(path, fm, &topLevel))
         return outsideTrashError(path);
 
     int pipefd[2];
-    if (::pipe2(pipefd, O_CLOEXEC) != 0)
+    if (fm.pipe2(pipefd, O_CLOEXEC) != 0)
         return KZFileManager::errorForErrno(errno, path);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -508,22 +510,25 @@ std::optional<KZError> KZCommonFlleUtilties::secureErase(const QUrl &url) const
     char *argv[] = {toolArgument.data(), option.data(), pathArgument.data(), nullptr};
 
     pid_t pid = 0;
-    const int spawned = ::posix_spawn(&pid, tool.constData(), &actions, nullptr, argv, envp.data());
+    const int spawned = fm.spawn(&pid, tool.constData(), &actions, argv, envp.data());
     posix_spawn_file_actions_destroy(&actions);
-    ::close(pipefd[1]);
-    const KZFileDescriptor output(pipefd[0]);
+    fm.close(pipefd[1]);
+    KZFileDescriptor output(pipefd[0]);
     if (spawned != 0)
         return KZFileManager::errorForErrno(spawned, path);
 
     // Read what is there each time (read blocks until some output or the end); every chunk
     // that reports a failure replaces the error of the chunks before it.
     std::optional<KZError> current;
-    const auto readChunk = [&output]() {
+    int readError = 0;
+    const auto readChunk = [&output, &fm, &readError]() {
         QByteArray chunk(65536, Qt::Uninitialized);
         ssize_t got;
         do {
-            got = ::read(output.get(), chunk.data(), size_t(chunk.size()));
+            got = fm.read(output.get(), chunk.data(), size_t(chunk.size()));
         } while (got < 0 && errno == EINTR);
+        if (got < 0)
+            readError = errno;
         chunk.truncate(got > 0 ? got : 0);
         return chunk;
     };
@@ -531,17 +536,25 @@ std::optional<KZError> KZCommonFlleUtilties::secureErase(const QUrl &url) const
         if (auto error = errorInSecureRemoveChunk(chunk))
             current = std::move(error);
     }
+    // Unread output would hold the tool at a full pipe for ever: let it see the pipe closed.
+    output.reset();
     // The end of the output: the tool has ended or is ending. Its status is not consulted.
     int status = 0;
-    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    while (fm.waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
 
-    if (topLevel && !KZItemAttributes::statItem(path, STATX_TYPE) && errno == ENOENT) {
-        const KZFileDescriptor rootfd(
-            ::open((KZPath::parentPath(path) + "/..").constData(), kDirectoryFlags));
+    struct statx st = {};
+    const bool gone
+        = fm.statx(AT_FDCWD, path.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) != 0
+          && errno == ENOENT;
+    // What the tool said could not be read: only the item's absence tells it was erased.
+    if (readError != 0 && !current && !gone)
+        current = KZFileManager::errorForErrno(readError, path);
+    if (topLevel && gone) {
+        const KZFileDescriptor rootfd(fm.openat(
+            AT_FDCWD, (KZPath::parentPath(path) + "/..").constData(), kDirectoryFlags, 0));
         if (rootfd.isValid())
-            KZTrashFolder::forgetItems(rootfd.get(), {KZPath::fileName(path)},
-                                       KZFileManager::defaultManager());
+            KZTrashFolder::forgetItems(rootfd.get(), {KZPath::fileName(path)}, fm);
     }
     return current;
 }
@@ -565,9 +578,9 @@ KZError KZCommonFlleUtilties::errorFromErrorString(const QString &line)
         const char *failure;
     };
     static const std::array rows = {
-        Row{"Operation not permitted", 1, "Operation not permitted (The file is locked.)"},
-        Row{"Permission denied", 13, "Permission denied (You don't have enough privilegies.)"},
-        Row{"No such file or directory", 2, "No such file or directory."},
+        Row{"Operation not permitted", EPERM, "Operation not permitted (The file is locked.)"},
+        Row{"Permission denied", EACCES, "Permission denied (You don't have enough privilegies.)"},
+        Row{"No such file or directory", ENOENT, "No such file or directory."},
     };
     qint64 code = KZError::kSecureEraseFailedCode;
     QString failure = QStringLiteral("The file can't be erased because an error is occured.");
@@ -598,13 +611,15 @@ bool KZCommonFlleUtilties::isAnEmptyFolder(const QUrl &url) const
     const QByteArray path = KZPath::pathFromURL(url);
     KZFileManager &fm = KZFileManager::defaultManager();
     return isOpenFolderEmpty(
-        path.isEmpty() ? -1 : fm.openat(AT_FDCWD, path.constData(), kDirectoryFlags), fm, nullptr);
+        path.isEmpty() ? -1 : fm.openat(AT_FDCWD, path.constData(), kDirectoryFlags, 0), fm,
+        nullptr);
 }
 
 bool KZCommonFlleUtilties::isAnEmptyFolderAt(int dirfd, const QByteArray &name, KZFileManager &fm,
                                              bool *hasNoEntries) const
 {
-    return isOpenFolderEmpty(fm.openat(dirfd, name.constData(), kDirectoryFlags), fm, hasNoEntries);
+    return isOpenFolderEmpty(fm.openat(dirfd, name.constData(), kDirectoryFlags, 0), fm,
+                             hasNoEntries);
 }
 
 bool KZCommonFlleUtilties::isOpenFolderEmpty(int rootfd, KZFileManager &fm,
@@ -627,7 +642,7 @@ bool KZCommonFlleUtilties::isOpenFolderEmpty(int rootfd, KZFileManager &fm,
     bool answeredNo = false;
     KZDirectoryWalker walker(fm);
     walker.openDirectory = [&states, &fm](int dirfd, const char *name) {
-        const int fd = fm.openat(dirfd, name, kDirectoryFlags);
+        const int fd = fm.openat(dirfd, name, kDirectoryFlags, 0);
         if (fd >= 0)
             states.emplace_back();
         return fd;
@@ -653,7 +668,7 @@ bool KZCommonFlleUtilties::isOpenFolderEmpty(int rootfd, KZFileManager &fm,
         if (!state.hiddenNames) {
             state.hiddenNames.emplace();
             QByteArray content;
-            KZItemAttributes::readSmallFileAt(entry.dirfd, ".hidden", 256 * 1024, &content);
+            KZItemAttributes::readSmallFileAt(entry.dirfd, ".hidden", 256 * 1024, &content, fm);
             for (const QByteArray &line : content.split('\n'))
                 state.hiddenNames->insert(line);
         }

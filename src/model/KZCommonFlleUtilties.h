@@ -84,7 +84,9 @@ public:
                                                       KZFileManager &fileManager) const;
     // Runs srm -lrv on the item and reads its output chunk by chunk; the error of the last
     // chunk that reported a failure, else nothing. Nothing at all when srm is not installed.
-    [[nodiscard]] std::optional<KZError> secureErase(const QUrl &url) const;
+    // Starting, reading and waiting for srm go through fileManager too.
+    [[nodiscard]] std::optional<KZError> secureErase(const QUrl &url,
+                                                     KZFileManager &fileManager) const;
     // True for a folder that holds nothing a user would miss: no entries at all, or only empty
     // folders and hidden icon files (dot-files alone do not make it empty).
     [[nodiscard]] bool isAnEmptyFolder(const QUrl &url) const;
@@ -92,8 +94,9 @@ public:
     // *hasNoEntries tells whether it holds nothing at all.
     [[nodiscard]] bool isAnEmptyFolderAt(int dirfd, const QByteArray &name,
                                          KZFileManager &fileManager, bool *hasNoEntries) const;
-    // The removal error a line of srm output stands for: codes 1, 13, 2 or 45. The failure text
-    // is the key of the single user-information entry (its value is the failure-reason key).
+    // The removal error a line of srm output stands for: EPERM, EACCES, ENOENT or
+    // KZError::kSecureEraseFailedCode. The failure text is the key of the single
+    // user-information entry (its value is the failure-reason key).
     [[nodiscard]] static KZError errorFromErrorString(const QString &line);
     // The error one chunk of srm output reports, if any (the first failing piece counts).
     [[nodiscard]] static std::optional<KZError> errorInSecureRemoveChunk(const QByteArray &chunk);
@@ -101,7 +104,8 @@ public:
     [[nodiscard]] static QString failureTextOfError(const KZError &error);
     // Whether path lies inside the files/ folder of a Trash (ancestors resolved); *topLevel
     // tells whether it sits directly in files/.
-    [[nodiscard]] bool isInsideTrash(const QByteArray &path, bool *topLevel = nullptr) const;
+    [[nodiscard]] bool isInsideTrash(const QByteArray &path, KZFileManager &fileManager,
+                                     bool *topLevel = nullptr) const;
 
     // A folder of the user's own that the user may not read, enter or write can be given
     // u+rwx by its owner, which is what lets its contents go (a folder made read-only by

@@ -2,7 +2,9 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 KZFileManager &KZFileManager::defaultManager()
@@ -41,6 +43,11 @@ int KZFileManager::renameat(int olddirfd, const char *oldname, int newdirfd, con
     return ::renameat(olddirfd, oldname, newdirfd, newname);
 }
 
+int KZFileManager::syncfs(int fd)
+{
+    return ::syncfs(fd);
+}
+
 int KZFileManager::renameat2(int olddirfd, const char *oldname, int newdirfd, const char *newname,
                              unsigned flags)
 {
@@ -77,9 +84,40 @@ ssize_t KZFileManager::getdents64(int fd, void *buffer, size_t size)
     return ::getdents64(fd, buffer, size);
 }
 
+ssize_t KZFileManager::read(int fd, void *buffer, size_t size)
+{
+    return ::read(fd, buffer, size);
+}
+
 ssize_t KZFileManager::write(int fd, const void *data, size_t size)
 {
     return ::write(fd, data, size);
+}
+
+int KZFileManager::ioctl(int fd, unsigned long request, int *flags)
+{
+    return ::ioctl(fd, request, flags);
+}
+
+ssize_t KZFileManager::readlinkat(int dirfd, const char *name, char *buffer, size_t size)
+{
+    return ::readlinkat(dirfd, name, buffer, size);
+}
+
+int KZFileManager::pipe2(int fds[2], int flags)
+{
+    return ::pipe2(fds, flags);
+}
+
+int KZFileManager::spawn(pid_t *pid, const char *path, const posix_spawn_file_actions_t *actions,
+                         char *const argv[], char *const envp[])
+{
+    return ::posix_spawn(pid, path, actions, nullptr, argv, envp);
+}
+
+pid_t KZFileManager::waitpid(pid_t pid, int *status, int options)
+{
+    return ::waitpid(pid, status, options);
 }
 
 KZFileManager::ErrorCategory KZFileManager::categoryOfErrno(int errnum)

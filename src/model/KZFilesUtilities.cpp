@@ -293,7 +293,7 @@ QUrl KZFilesUtilities::startupTrashURL() const
     return trashURLForItemURL(KZPath::urlFromPath("/"));
 }
 
-QList<KZTrashLocation> KZFilesUtilities::trashesAndVolumesLocations() const
+QList<KZTrashLocation> KZFilesUtilities::trashesAndVolumesLocations(QList<KZError> *problems) const
 {
     QList<KZTrashLocation> locations;
     const QByteArray home = dataHome();
@@ -303,12 +303,18 @@ QList<KZTrashLocation> KZFilesUtilities::trashesAndVolumesLocations() const
             // Read-only, or its state cannot be read: the latter is said, not swallowed.
             struct statvfs st = {};
             const QByteArray path = KZPath::pathFromURL(volume.url);
-            if (fileManager().statvfs(path.constData(), &st) != 0)
+            if (fileManager().statvfs(path.constData(), &st) != 0) {
+                const int errnum = errno;
+                KZError error = KZFileManager::errorForErrno(errnum, path);
+                error.localizedDescription
+                    = KZLocalizedFormat(QStringLiteral("trash_volume_unreadable"),
+                                        {volume.name, KZPath::displayString(path),
+                                         QString::fromLocal8Bit(std::strerror(errnum))});
                 qCWarning(lcModel).noquote()
-                    << QStringLiteral("NSTrashDirectory error: the state of “%1” cannot be read "
-                                      "(%2); its Trash is left out")
-                           .arg(KZPath::displayString(path),
-                                QString::fromLocal8Bit(std::strerror(errno)));
+                    << QStringLiteral("NSTrashDirectory error: %1").arg(error.localizedDescription);
+                if (problems)
+                    problems->append(error);
+            }
             continue;
         }
         const std::optional<KZMountEntry> mount = mountForPath(KZPath::pathFromURL(volume.url));
@@ -322,9 +328,17 @@ QList<KZTrashLocation> KZFilesUtilities::trashesAndVolumesLocations() const
                                                                  fileManager())
                   : KZTrashFolder::existingVolumeTrashFilesFolders(mount->mountPoint, userID(),
                                                                    &exists, &error, fileManager());
-        if (!error.localizedDescription.isEmpty())
+        if (!error.localizedDescription.isEmpty()) {
             qCWarning(lcModel).noquote()
                 << QStringLiteral("NSTrashDirectory error: %1").arg(error.localizedDescription);
+            if (problems) {
+                QString why = error.localizedDescription;
+                why[0] = why[0].toLower();
+                error.localizedDescription
+                    = KZLocalizedFormat(QStringLiteral("trash_unusable"), {volume.name, why});
+                problems->append(error);
+            }
+        }
         if (folders.isEmpty())
             continue;
         KZTrashLocation location;
@@ -527,20 +541,23 @@ bool KZFilesUtilities::isLockedWithURL(const QUrl &url) const
 bool KZFilesUtilities::unlockWithURL(const QUrl &url) const
 {
     const QByteArray path = pathWithURL(url);
-    const auto st = KZItemAttributes::statItem(path, STATX_TYPE);
+    KZFileManager &fm = fileManager();
+    struct statx st = {};
     // Flags live on files and folders only; opening anything else (a device, a fifo) could
     // have effects of its own.
-    if (!st || !(S_ISREG(st->stx_mode) || S_ISDIR(st->stx_mode)))
+    if (path.isEmpty()
+        || fm.statx(AT_FDCWD, path.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &st) != 0
+        || !(S_ISREG(st.stx_mode) || S_ISDIR(st.stx_mode)))
         return false;
-    const KZFileDescriptor fd(
-        ::open(path.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const KZFileDescriptor fd(fm.openat(
+        AT_FDCWD, path.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0));
     if (!fd.isValid())
         return false;
     int flags = 0;
-    if (::ioctl(fd.get(), FS_IOC_GETFLAGS, &flags) != 0)
+    if (fm.ioctl(fd.get(), FS_IOC_GETFLAGS, &flags) != 0)
         return false;
     flags &= ~(FS_IMMUTABLE_FL | FS_APPEND_FL);
-    return ::ioctl(fd.get(), FS_IOC_SETFLAGS, &flags) == 0;
+    return fm.ioctl(fd.get(), FS_IOC_SETFLAGS, &flags) == 0;
 }
 
 qint16 KZFilesUtilities::systemLabelNumberWithURL(const QUrl &) const

@@ -65,8 +65,12 @@ public:
     // Every writable volume that has (or can be given) a Trash of the current user, in mount
     // order, one record per volume (a second Trash folder of the volume rides along as
     // otherTrashURL). Makes nothing: a volume without a Trash folder has an empty Trash whose
-    // trashURL names the folder a first put would make. Any thread.
-    [[nodiscard]] QList<KZTrashLocation> trashesAndVolumesLocations() const;
+    // trashURL names the folder a first put would make. A volume whose Trash cannot be used
+    // (unsafe, unreadable) or whose state cannot be read is left out, and said once in the
+    // log and once in *problems (a plain sentence each, naming the volume or folder). Any
+    // thread.
+    [[nodiscard]] QList<KZTrashLocation> trashesAndVolumesLocations(QList<KZError> *problems
+                                                                    = nullptr) const;
     // Every mount a user would call a volume, in mount order.
     [[nodiscard]] QList<KZVolumeRecord> volumesLocationArray() const;
     // The record of a volume root or a folder (a symbolic link resolved once); nothing for a

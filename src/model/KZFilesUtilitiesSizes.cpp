@@ -24,11 +24,15 @@ constexpr qint64 kLongWalkMilliseconds = 1500;
 class SizeSum
 {
 public:
+    explicit SizeSum(KZFileManager &fm)
+        : m_fm(fm)
+    {}
+
     // Adds the entry; answers whether it turned out to be a folder (DT_UNKNOWN entries).
     bool add(const KZDirectoryWalker::Entry &entry)
     {
         struct statx st = {};
-        if (::statx(entry.dirfd, entry.name, kStatFlags, kSizeMask, &st) != 0)
+        if (m_fm.statx(entry.dirfd, entry.name, kStatFlags, kSizeMask, &st) != 0)
             return false; // vanished or unreadable: adds nothing
         if (S_ISDIR(st.stx_mode))
             return true;
@@ -59,17 +63,19 @@ private:
                                         ^ (quint64(key.minor) << 32));
         }
     };
+    KZFileManager &m_fm;
     KZItemSizeInfo m_size;
     std::unordered_set<Key, KeyHash> m_seenLinks;
 };
 
-int openWalkRoot(const QUrl &url)
+int openWalkRoot(KZFileManager &fm, const QUrl &url)
 {
     const QByteArray path = KZPath::pathFromURL(url);
     if (path.isEmpty())
         return -1;
     // O_NOFOLLOW: a link in a Trash that points at a folder elsewhere is measured as a link.
-    return ::open(path.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    return fm.openat(AT_FDCWD, path.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC,
+                     0);
 }
 
 } // namespace
@@ -78,7 +84,7 @@ KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, quint64 *
 {
     if (url.isEmpty())
         return {};
-    return sizeOfOpenFolder(openWalkRoot(url), itemsFound, nullptr);
+    return sizeOfOpenFolder(openWalkRoot(fileManager(), url), itemsFound, nullptr);
 }
 
 KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, quint64 *itemsFound,
@@ -86,15 +92,16 @@ KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, quint64 *
 {
     if (url.isEmpty() || (stop && stop->load()))
         return {};
-    return sizeOfOpenFolder(openWalkRoot(url), itemsFound, stop);
+    return sizeOfOpenFolder(openWalkRoot(fileManager(), url), itemsFound, stop);
 }
 
 KZItemSizeInfo KZFilesUtilities::iterateFolderForSizeAt(int dirfd, const QByteArray &name,
                                                         quint64 *itemsFound) const
 {
-    return sizeOfOpenFolder(
-        ::openat(dirfd, name.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC),
-        itemsFound, nullptr);
+    return sizeOfOpenFolder(fileManager().openat(dirfd, name.constData(),
+                                                 O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC,
+                                                 0),
+                            itemsFound, nullptr);
 }
 
 KZItemSizeInfo KZFilesUtilities::sizeOfOpenFolder(int rootfd, quint64 *itemsFound,
@@ -102,7 +109,7 @@ KZItemSizeInfo KZFilesUtilities::sizeOfOpenFolder(int rootfd, quint64 *itemsFoun
 {
     if (rootfd < 0)
         return {};
-    SizeSum sum;
+    SizeSum sum(fileManager());
     quint64 count = 0;
     KZDirectoryWalker walker(fileManager());
     walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
@@ -152,10 +159,10 @@ KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, QObject *
     if (shouldStop(delegate, wasStoppedIndex))
         return {};
 
-    SizeSum sum;
+    SizeSum sum(fileManager());
     KZItemCountInfo counts;
     bool posted = false;
-    const int rootfd = url.isEmpty() ? -1 : openWalkRoot(url);
+    const int rootfd = url.isEmpty() ? -1 : openWalkRoot(fileManager(), url);
     if (rootfd >= 0) {
         KZDirectoryWalker walker(fileManager());
         walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
@@ -163,8 +170,9 @@ KZItemSizeInfo KZFilesUtilities::iterateFolderForSize(const QUrl &url, QObject *
             bool isFolder = entry.type == DT_DIR;
             if (entry.type == DT_UNKNOWN) {
                 struct statx st = {};
-                isFolder = ::statx(entry.dirfd, entry.name, kStatFlags, STATX_TYPE, &st) == 0
-                           && S_ISDIR(st.stx_mode);
+                isFolder
+                    = fileManager().statx(entry.dirfd, entry.name, kStatFlags, STATX_TYPE, &st) == 0
+                      && S_ISDIR(st.stx_mode);
             }
             if (shouldStop(delegate, wasStoppedIndex))
                 return Action::Stop;

@@ -55,7 +55,7 @@ bool KZItemAttributes::isListedInHiddenFile(const QByteArray &path)
 {
     QByteArray content;
     if (!readSmallFileAt(AT_FDCWD, KZPath::join(KZPath::parentPath(path), ".hidden").constData(),
-                         kHiddenListCap, &content))
+                         kHiddenListCap, &content, KZFileManager::defaultManager()))
         return false;
     const QByteArray name = KZPath::fileName(path);
     for (const QByteArray &line : content.split('\n')) {
@@ -66,17 +66,18 @@ bool KZItemAttributes::isListedInHiddenFile(const QByteArray &path)
 }
 
 bool KZItemAttributes::readSmallFileAt(int dirfd, const char *name, qsizetype cap,
-                                       QByteArray *content)
+                                       QByteArray *content, KZFileManager &fm)
 {
     content->clear();
     const KZFileDescriptor fd(
-        ::openat(dirfd, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat st = {};
-    if (!fd.isValid() || ::fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode) || st.st_size > cap)
+        fm.openat(dirfd, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0));
+    struct statx st = {};
+    if (!fd.isValid() || fm.statx(fd.get(), "", AT_EMPTY_PATH, STATX_TYPE | STATX_SIZE, &st) != 0
+        || !S_ISREG(st.stx_mode) || st.stx_size > quint64(cap))
         return false;
     char chunk[16384];
     for (;;) {
-        const ssize_t got = ::read(fd.get(), chunk, sizeof chunk);
+        const ssize_t got = fm.read(fd.get(), chunk, sizeof chunk);
         if (got < 0 && errno == EINTR)
             continue;
         if (got < 0)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KZFileManager.h"
+
 #include <QByteArray>
 #include <QUrl>
 #include <QVariant>
@@ -44,6 +46,8 @@ public:
     [[nodiscard]] static bool isListedInHiddenFile(const QByteArray &path);
     // Reads the small file dirfd/name that another program may have left as anything: only a
     // regular file of at most cap bytes is read, opened without blocking (a FIFO never holds
-    // the reader) and without following a link. False for anything else.
-    static bool readSmallFileAt(int dirfd, const char *name, qsizetype cap, QByteArray *content);
+    // the reader) and without following a link. False for anything else. Every call goes
+    // through fileManager.
+    static bool readSmallFileAt(int dirfd, const char *name, qsizetype cap, QByteArray *content,
+                                KZFileManager &fileManager);
 };

@@ -22,7 +22,7 @@ constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 KZError trashError(int errnum, const QByteArray &path, const char *what)
 {
     KZError error = KZFileManager::errorForErrno(errnum, path);
-    error.localizedDescription = QStringLiteral("%1 “%2”: %3")
+    error.localizedDescription = QStringLiteral("%1 (“%2”: %3)")
                                      .arg(QLatin1String(what), KZPath::displayString(path),
                                           QString::fromLocal8Bit(std::strerror(errnum)));
     return error;
@@ -32,13 +32,13 @@ KZError trashError(int errnum, const QByteArray &path, const char *what)
 int openOwnFolder(int dirfd, const char *name, uid_t uid, bool create, KZFileManager &fm,
                   int *errnum)
 {
-    int fd = fm.openat(dirfd, name, kDirectoryFlags);
+    int fd = fm.openat(dirfd, name, kDirectoryFlags, 0);
     if (fd < 0 && errno == ENOENT && create) {
         if (fm.mkdirat(dirfd, name, 0700) != 0 && errno != EEXIST) {
             *errnum = errno;
             return -1;
         }
-        fd = fm.openat(dirfd, name, kDirectoryFlags);
+        fd = fm.openat(dirfd, name, kDirectoryFlags, 0);
     }
     if (fd < 0) {
         // ELOOP/ENOTDIR: a symbolic link or a file stands where the folder should be.
@@ -85,10 +85,10 @@ bool isAllDigits(const QByteArray &text)
 
 // Reads the directorysizes cache (or another small file of the Trash) relative to dirfd: a
 // regular file only, never blocking, never following a link.
-bool readFileAt(int dirfd, const char *name, QByteArray *content, KZFileManager &)
+bool readFileAt(int dirfd, const char *name, QByteArray *content, KZFileManager &fm)
 {
     constexpr qsizetype kCap = 16 * 1024 * 1024;
-    return KZItemAttributes::readSmallFileAt(dirfd, name, kCap, content);
+    return KZItemAttributes::readSmallFileAt(dirfd, name, kCap, content, fm);
 }
 
 // The name of a directorysizes line: "size mtime percent-encoded-name".
@@ -133,14 +133,14 @@ QByteArray KZTrashFolder::homeTrashFilesFolder(const QByteArray &dataHome, uid_t
         if (at < dataHome.size() && dataHome[at] != '/')
             continue;
         const QByteArray part = dataHome.left(at);
-        if (::mkdir(part.constData(), 0700) != 0 && errno != EEXIST) {
+        if (fm.mkdirat(AT_FDCWD, part.constData(), 0700) != 0 && errno != EEXIST) {
             if (error)
                 *error = trashError(errno, part, "Cannot make the data folder");
             return {};
         }
     }
     const KZFileDescriptor datafd(
-        fm.openat(AT_FDCWD, dataHome.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        fm.openat(AT_FDCWD, dataHome.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
     if (!datafd.isValid()) {
         if (error)
             *error = trashError(errno, dataHome, "Cannot open the data folder");
@@ -161,7 +161,7 @@ QByteArray KZTrashFolder::volumeTrashFilesFolder(const QByteArray &top, uid_t ui
                                                  KZFileManager &fm)
 {
     const KZFileDescriptor topfd(
-        fm.openat(AT_FDCWD, top.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        fm.openat(AT_FDCWD, top.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
     if (!topfd.isValid()) {
         if (error)
             *error = trashError(errno, top, "Cannot open the volume");
@@ -174,7 +174,7 @@ QByteArray KZTrashFolder::volumeTrashFilesFolder(const QByteArray &top, uid_t ui
     struct statx shared = {};
     if (fm.statx(topfd.get(), ".Trash", AT_SYMLINK_NOFOLLOW, STATX_TYPE | STATX_MODE, &shared) == 0
         && S_ISDIR(shared.stx_mode) && (shared.stx_mode & S_ISVTX)) {
-        const KZFileDescriptor sharedfd(fm.openat(topfd.get(), ".Trash", kDirectoryFlags));
+        const KZFileDescriptor sharedfd(fm.openat(topfd.get(), ".Trash", kDirectoryFlags, 0));
         int errnum = 0;
         const KZFileDescriptor rootfd(
             sharedfd.isValid()
@@ -247,7 +247,7 @@ QByteArrayList KZTrashFolder::existingHomeTrashFilesFolders(const QByteArray &da
         return {};
     }
     const KZFileDescriptor datafd(
-        fm.openat(AT_FDCWD, dataHome.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        fm.openat(AT_FDCWD, dataHome.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
     if (!datafd.isValid())
         return {files}; // no data folder yet: nothing was ever put into this Trash
     switch (findTrashRoot(datafd.get(), "Trash", root, uid, error, fm)) {
@@ -268,7 +268,7 @@ QByteArrayList KZTrashFolder::existingVolumeTrashFilesFolders(const QByteArray &
 {
     *exists = false;
     const KZFileDescriptor topfd(
-        fm.openat(AT_FDCWD, top.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        fm.openat(AT_FDCWD, top.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
     if (!topfd.isValid()) {
         if (error)
             *error = trashError(errno, top, "Cannot open the volume");
@@ -280,7 +280,7 @@ QByteArrayList KZTrashFolder::existingVolumeTrashFilesFolders(const QByteArray &
     struct statx shared = {};
     if (fm.statx(topfd.get(), ".Trash", AT_SYMLINK_NOFOLLOW, STATX_TYPE | STATX_MODE, &shared) == 0
         && S_ISDIR(shared.stx_mode) && (shared.stx_mode & S_ISVTX)) {
-        const KZFileDescriptor sharedfd(fm.openat(topfd.get(), ".Trash", kDirectoryFlags));
+        const KZFileDescriptor sharedfd(fm.openat(topfd.get(), ".Trash", kDirectoryFlags, 0));
         const QByteArray root = KZPath::join(KZPath::join(top, ".Trash"), uidName);
         if (sharedfd.isValid()) {
             switch (findTrashRoot(sharedfd.get(), uidName, root, uid, error, fm)) {
@@ -342,12 +342,13 @@ QByteArray KZTrashFolder::topDirectoryOfTrashRoot(const QByteArray &trashRoot)
     return {};
 }
 
-QByteArray KZTrashFolder::realPathOfDescriptor(int fd)
+QByteArray KZTrashFolder::realPathOfDescriptor(int fd, KZFileManager &fm)
 {
     const QByteArray link = "/proc/self/fd/" + QByteArray::number(fd);
     QByteArray buffer(4096, Qt::Uninitialized);
     for (;;) {
-        const ssize_t length = ::readlink(link.constData(), buffer.data(), size_t(buffer.size()));
+        const ssize_t length
+            = fm.readlinkat(AT_FDCWD, link.constData(), buffer.data(), size_t(buffer.size()));
         if (length < 0)
             return {};
         if (length < buffer.size()) {
@@ -361,7 +362,7 @@ QByteArray KZTrashFolder::realPathOfDescriptor(int fd)
 int KZTrashFolder::forgetItems(int rootfd, const QByteArrayList &names, KZFileManager &fm)
 {
     int removed = 0;
-    const KZFileDescriptor infofd(fm.openat(rootfd, "info", kDirectoryFlags));
+    const KZFileDescriptor infofd(fm.openat(rootfd, "info", kDirectoryFlags, 0));
     if (infofd.isValid()) {
         for (const QByteArray &name : names) {
             const QByteArray infoName = name + KZTrashInfo::kFileSuffix;
@@ -422,16 +423,16 @@ int KZTrashFolder::removeOrphanedTrashInfo(const QUrl &filesURL, KZFileManager &
 {
     const QByteArray filesPath = KZPath::pathFromURL(filesURL);
     const KZFileDescriptor filesfd(
-        fm.openat(AT_FDCWD, filesPath.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        fm.openat(AT_FDCWD, filesPath.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
     if (!filesfd.isValid())
         return -1;
-    const QByteArray real = realPathOfDescriptor(filesfd.get());
+    const QByteArray real = realPathOfDescriptor(filesfd.get(), fm);
     if (!trashRootOfFilesFolder(real, dataHomeFromEnvironment()))
         return -1;
-    const KZFileDescriptor rootfd(fm.openat(filesfd.get(), "..", kDirectoryFlags));
+    const KZFileDescriptor rootfd(fm.openat(filesfd.get(), "..", kDirectoryFlags, 0));
     if (!rootfd.isValid())
         return -1;
-    const KZFileDescriptor infofd(fm.openat(rootfd.get(), "info", kDirectoryFlags));
+    const KZFileDescriptor infofd(fm.openat(rootfd.get(), "info", kDirectoryFlags, 0));
     if (!infofd.isValid())
         return 0;
 

@@ -54,8 +54,9 @@ public:
     // The folder that relative original paths of a Trash's items start from (TOP); empty for
     // the home Trash, whose paths are absolute.
     [[nodiscard]] static QByteArray topDirectoryOfTrashRoot(const QByteArray &trashRoot);
-    // The path the kernel has for an open descriptor (no symbolic links in it).
-    [[nodiscard]] static QByteArray realPathOfDescriptor(int fd);
+    // The path the kernel has for an open descriptor (no symbolic links in it); empty when it
+    // cannot be read.
+    [[nodiscard]] static QByteArray realPathOfDescriptor(int fd, KZFileManager &fileManager);
 
     // Removes info/NAME.trashinfo of each name and drops their directorysizes lines; rootfd is
     // the Trash ROOT. Call only once the items are gone. Answers the info files removed.

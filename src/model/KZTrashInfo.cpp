@@ -21,9 +21,9 @@ std::optional<KZTrashInfo> KZTrashInfo::readForItem(const QUrl &itemURL)
         ::open(KZPath::parentPath(itemPath).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!filesfd.isValid())
         return std::nullopt;
-    const std::optional<QByteArray> root
-        = KZTrashFolder::trashRootOfFilesFolder(KZTrashFolder::realPathOfDescriptor(filesfd.get()),
-                                                KZTrashFolder::dataHomeFromEnvironment());
+    const std::optional<QByteArray> root = KZTrashFolder::trashRootOfFilesFolder(
+        KZTrashFolder::realPathOfDescriptor(filesfd.get(), KZFileManager::defaultManager()),
+        KZTrashFolder::dataHomeFromEnvironment());
     if (!root)
         return std::nullopt;
     const QByteArray infoName = "../info/" + name + kFileSuffix;
@@ -31,7 +31,7 @@ std::optional<KZTrashInfo> KZTrashInfo::readForItem(const QUrl &itemURL)
     // folder, a huge file) is not read, and the item shows without its origin.
     QByteArray content;
     if (!KZItemAttributes::readSmallFileAt(filesfd.get(), infoName.constData(), kMaximumSize,
-                                           &content))
+                                           &content, KZFileManager::defaultManager()))
         return std::nullopt;
     return parse(content, KZTrashFolder::topDirectoryOfTrashRoot(*root));
 }

@@ -264,13 +264,13 @@ QByteArray KZTrashPut::trashItemAtPath(const QByteArray &path, KZError *error)
 
     const QByteArray root = KZPath::parentPath(files);
     const KZFileDescriptor rootfd(
-        m_fileManager.openat(AT_FDCWD, root.constData(), kDirectoryFlags));
+        m_fileManager.openat(AT_FDCWD, root.constData(), kDirectoryFlags, 0));
     const KZFileDescriptor infofd(
-        rootfd.isValid() ? m_fileManager.openat(rootfd.get(), "info", kDirectoryFlags) : -1);
+        rootfd.isValid() ? m_fileManager.openat(rootfd.get(), "info", kDirectoryFlags, 0) : -1);
     const KZFileDescriptor filesfd(
-        rootfd.isValid() ? m_fileManager.openat(rootfd.get(), "files", kDirectoryFlags) : -1);
+        rootfd.isValid() ? m_fileManager.openat(rootfd.get(), "files", kDirectoryFlags, 0) : -1);
     const KZFileDescriptor parentfd(m_fileManager.openat(AT_FDCWD, checked.realParent.constData(),
-                                                         O_PATH | O_DIRECTORY | O_CLOEXEC));
+                                                         O_PATH | O_DIRECTORY | O_CLOEXEC, 0));
     if (!infofd.isValid() || !filesfd.isValid() || !parentfd.isValid()) {
         const int errnum = errno;
         *error = putError(errnum, path,

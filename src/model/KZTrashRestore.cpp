@@ -110,7 +110,7 @@ QByteArray KZTrashRestore::numberedName(const QByteArray &name, int number)
 
 int KZTrashRestore::openDestinationFolder(const QByteArray &path, Result *result)
 {
-    KZFileDescriptor fd(m_fileManager.openat(AT_FDCWD, "/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    KZFileDescriptor fd(m_fileManager.openat(AT_FDCWD, "/", O_PATH | O_DIRECTORY | O_CLOEXEC, 0));
     QByteArray reached = "/";
     for (const QByteArray &component : path.split('/')) {
         if (component.isEmpty())
@@ -126,7 +126,7 @@ int KZTrashRestore::openDestinationFolder(const QByteArray &path, Result *result
             next = m_fileManager.openat2(fd.get(), component.constData(), &how);
             if (next < 0 && errno == ENOSYS)
                 next = m_fileManager.openat(fd.get(), component.constData(),
-                                            O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+                                            O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0);
             if (next >= 0 || errno != ENOENT || tries > 0)
                 break;
             if (m_fileManager.mkdirat(fd.get(), component.constData(), 0777) != 0
@@ -182,9 +182,9 @@ KZTrashRestore::Result KZTrashRestore::restoreItemAtPath(const QByteArray &itemP
     }
     const QByteArray item = KZPath::join(filesFolder, name);
     const KZFileDescriptor rootfd(
-        m_fileManager.openat(AT_FDCWD, root->constData(), kDirectoryFlags));
+        m_fileManager.openat(AT_FDCWD, root->constData(), kDirectoryFlags, 0));
     const KZFileDescriptor filesfd(
-        rootfd.isValid() ? m_fileManager.openat(rootfd.get(), "files", kDirectoryFlags) : -1);
+        rootfd.isValid() ? m_fileManager.openat(rootfd.get(), "files", kDirectoryFlags, 0) : -1);
     struct statx st = {};
     if (!filesfd.isValid()
         || m_fileManager.statx(filesfd.get(), name.constData(), AT_SYMLINK_NOFOLLOW, kStatMask, &st)
@@ -205,7 +205,7 @@ KZTrashRestore::Result KZTrashRestore::restoreItemAtPath(const QByteArray &itemP
     const QByteArray infoName = "info/" + name + KZTrashInfo::kFileSuffix;
     std::optional<KZTrashInfo> info;
     if (KZItemAttributes::readSmallFileAt(rootfd.get(), infoName.constData(),
-                                          KZTrashInfo::kMaximumSize, &content))
+                                          KZTrashInfo::kMaximumSize, &content, m_fileManager))
         info = KZTrashInfo::parse(content, KZTrashFolder::topDirectoryOfTrashRoot(*root));
     result.originalPath = info ? info->originalPath : QByteArray();
 
@@ -217,7 +217,7 @@ KZTrashRestore::Result KZTrashRestore::restoreItemAtPath(const QByteArray &itemP
         wanted = result.originalPath.isEmpty() ? name : KZPath::fileName(result.originalPath);
         dstfd.reset(folder.isEmpty() ? -1
                                      : m_fileManager.openat(AT_FDCWD, folder.constData(),
-                                                            O_PATH | O_DIRECTORY | O_CLOEXEC));
+                                                            O_PATH | O_DIRECTORY | O_CLOEXEC, 0));
         if (!dstfd.isValid()) {
             const int errnum = errno;
             fail(&result, Outcome::Refused, errnum, options.toFolder,
@@ -254,7 +254,7 @@ KZTrashRestore::Result KZTrashRestore::restoreItemAtPath(const QByteArray &itemP
 
     // Items go back out of the Trash, never into one (where they would lie without an info
     // file, or overwrite the Trash's own layout).
-    const QByteArray realFolder = KZTrashFolder::realPathOfDescriptor(dstfd.get());
+    const QByteArray realFolder = KZTrashFolder::realPathOfDescriptor(dstfd.get(), m_fileManager);
     for (QByteArray prefix = realFolder; !prefix.isEmpty() && prefix != "/";
          prefix = KZPath::parentPath(prefix)) {
         if (KZTrashFolder::trashRootOfFilesFolder(KZPath::join(prefix, "files"), m_dataHome)
@@ -355,10 +355,19 @@ KZTrashRestore::Result KZTrashRestore::restoreItemAtPath(const QByteArray &itemP
         return result;
     }
     {
+        // The Trash's copy goes only once the new one is on the disk: a write-back error that
+        // the copy's own writes did not see shows here.
         const KZFileDescriptor syncfd(
-            m_fileManager.openat(dstfd.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        if (syncfd.isValid())
-            (void)::syncfs(syncfd.get());
+            m_fileManager.openat(dstfd.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+        if (!syncfd.isValid() || m_fileManager.syncfs(syncfd.get()) != 0) {
+            const int errnum = errno;
+            removeCopy(dstfd.get(), temporary);
+            fail(&result, Outcome::Failed, errnum, item,
+                 QStringLiteral("“%1” was not put back: its copy in “%2” could not be written to "
+                                "the disk (%3). It stays in the Trash as it was")
+                     .arg(shown(item), shown(folder), errnoText(errnum)));
+            return result;
+        }
     }
     for (int number = 1;; ++number) {
         const QByteArray candidate = nameFor(number);
@@ -404,7 +413,7 @@ void KZTrashRestore::removeCopy(int dstfd, const QByteArray &dstName)
     }
     // The copy is ours: folders it made read-only are opened up again so it can go.
     m_fileManager.fchmodat(dstfd, dstName.constData(), 0700, 0);
-    const int rootfd = m_fileManager.openat(dstfd, dstName.constData(), kDirectoryFlags);
+    const int rootfd = m_fileManager.openat(dstfd, dstName.constData(), kDirectoryFlags, 0);
     if (rootfd < 0)
         return;
     KZDirectoryWalker walker(m_fileManager);
@@ -456,7 +465,7 @@ int copyLeaf(KZFileManager &fm, int srcfd, const char *name, const struct statx 
                       dev_t(makedev(st.stx_rdev_major, st.stx_rdev_minor)))
             != 0)
             return errno;
-        const KZFileDescriptor made(fm.openat(dstfd, dstName, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        const KZFileDescriptor made(fm.openat(dstfd, dstName, O_PATH | O_NOFOLLOW | O_CLOEXEC, 0));
         if (::fchownat(dstfd, dstName, st.stx_uid, st.stx_gid, AT_SYMLINK_NOFOLLOW) != 0)
             (void)::fchownat(dstfd, dstName, uid_t(-1), st.stx_gid, AT_SYMLINK_NOFOLLOW);
         (void)fm.fchmodat(dstfd, dstName, st.stx_mode & 07777, 0);
@@ -465,7 +474,7 @@ int copyLeaf(KZFileManager &fm, int srcfd, const char *name, const struct statx 
         return 0;
     }
 
-    const KZFileDescriptor in(fm.openat(srcfd, name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    const KZFileDescriptor in(fm.openat(srcfd, name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC, 0));
     if (!in.isValid())
         return errno;
     const KZFileDescriptor out(
@@ -537,9 +546,9 @@ int KZTrashRestore::copyItem(int srcfd, const QByteArray &srcName, int dstfd,
         *failedPath = srcName;
         return errno;
     }
-    const int srcRoot = fm.openat(srcfd, srcName.constData(), kDirectoryFlags);
+    const int srcRoot = fm.openat(srcfd, srcName.constData(), kDirectoryFlags, 0);
     std::vector<KZFileDescriptor> destinations;
-    destinations.emplace_back(fm.openat(dstfd, dstName.constData(), kDirectoryFlags));
+    destinations.emplace_back(fm.openat(dstfd, dstName.constData(), kDirectoryFlags, 0));
     if (srcRoot < 0 || !destinations.back().isValid()) {
         const int errnum = errno;
         if (srcRoot >= 0)
@@ -585,10 +594,10 @@ int KZTrashRestore::copyItem(int srcfd, const QByteArray &srcName, int dstfd,
                                     : KZDirectoryWalker::Action::Continue;
     };
     walker.openDirectory = [&](int parentfd, const char *name) {
-        const int fd = fm.openat(parentfd, name, kDirectoryFlags);
+        const int fd = fm.openat(parentfd, name, kDirectoryFlags, 0);
         if (fd < 0)
             return fd;
-        const int copyfd = fm.openat(destinations.back().get(), name, kDirectoryFlags);
+        const int copyfd = fm.openat(destinations.back().get(), name, kDirectoryFlags, 0);
         if (copyfd < 0) {
             const int errnum = errno;
             fm.close(fd);
@@ -625,8 +634,8 @@ int KZTrashRestore::copyItem(int srcfd, const QByteArray &srcName, int dstfd,
     for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder) {
         const KZFileDescriptor fd(
             folder->relative.isEmpty()
-                ? fm.openat(copyRoot, ".", kDirectoryFlags)
-                : fm.openat(copyRoot, folder->relative.constData(), kDirectoryFlags));
+                ? fm.openat(copyRoot, ".", kDirectoryFlags, 0)
+                : fm.openat(copyRoot, folder->relative.constData(), kDirectoryFlags, 0));
         if (fd.isValid())
             copyMetadata(fd.get(), folder->st);
     }

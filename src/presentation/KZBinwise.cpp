@@ -8,17 +8,21 @@
 #include "erase/KZEraseRecord.h"
 #include "erase/KZTUErrorDelegate.h"
 #include "format/KZLocalizedStrings.h"
+#include "format/KZNumberUtilities.h"
 #include "foundation/KZAppGlobals.h"
 #include "foundation/KZNotificationCenter.h"
 #include "foundation/KZUserDefaults.h"
 #include "gui/platform/KZGlobalShortcuts.h"
 #include "model/KZFilesUtilities.h"
+#include "model/KZPath.h"
 
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTimer>
 
 #include <sys/utsname.h>
+
+#include <cstring>
 
 KZBinwise::KZBinwise(KZStatusMenuFace *face, Environment environment, QObject *parent)
     : QObject(parent)
@@ -27,6 +31,28 @@ KZBinwise::KZBinwise(KZStatusMenuFace *face, Environment environment, QObject *p
 {
     // The engine's state changes while a menu may be open; the menu follows it at once.
     connect(&engine(), &KZDeleteItems::jobStateChanged, this, &KZBinwise::menuStateChanged);
+    connect(&engine(), &KZDeleteItems::jobEnded, this, &KZBinwise::reportJobEnd);
+}
+
+void KZBinwise::reportJobEnd(const KZEraseSummary &summary)
+{
+    KZTUErrorDelegate &messages = presenter();
+    // Without this the desktop would report a failed removal by its beep alone.
+    if (summary.otherErrorCount != 0 && !summary.failures.isEmpty()) {
+        const KZEraseSummary::Failure &first = summary.failures.constFirst();
+        const QString name = KZPath::escapedDisplayString(KZPath::fileName(first.path));
+        if (summary.otherErrorCount == 1)
+            messages.showError(QStringLiteral("notErased_Sing"), QString(), {name, first.reason});
+        else
+            messages.showError(QStringLiteral("notErased_Plur"), QString(),
+                               {KZNumberUtilities::sharedControl().numberToFormatString(
+                                    double(summary.otherErrorCount)),
+                                name, first.reason});
+    }
+    if (summary.logWriteError != 0)
+        messages.showError(QStringLiteral("log_write_error"), QString(),
+                           {KZPath::escapedDisplayString(summary.logFile),
+                            QString::fromLocal8Bit(std::strerror(summary.logWriteError))});
 }
 
 KZBinwise::~KZBinwise() = default;
@@ -188,8 +214,21 @@ void KZBinwise::mainMenuAction(int tag)
 
 QList<KZTrashLocation> KZBinwise::trashesAndVolumesLocations() const
 {
-    return m_environment.locations ? m_environment.locations()
-                                   : KZFilesUtilities::sharedControl().trashesAndVolumesLocations();
+    QList<KZError> problems;
+    QList<KZTrashLocation> locations
+        = m_environment.locations
+              ? m_environment.locations(&problems)
+              : KZFilesUtilities::sharedControl().trashesAndVolumesLocations(&problems);
+    for (const KZError &problem : std::as_const(problems)) {
+        // Every menu refresh reads the Trashes again: one message per problem and run.
+        if (m_reportedProblems.contains(problem.localizedDescription))
+            continue;
+        m_reportedProblems.insert(problem.localizedDescription);
+        QTimer::singleShot(kMenuActionDelayMs, this, [this, text = problem.localizedDescription] {
+            presenter().showError(text);
+        });
+    }
+    return locations;
 }
 
 void KZBinwise::scheduleErase(const QList<KZTrashLocation> &records)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "erase/KZEraseSummary.h"
 #include "erase/KZJobState.h"
 #include "model/KZTrashLocation.h"
 
@@ -7,6 +8,7 @@
 #include <QList>
 #include <QMetaObject>
 #include <QObject>
+#include <QSet>
 #include <QUrl>
 
 #include <functional>
@@ -55,8 +57,9 @@ public:
         KZDeleteItems *engine = nullptr;
         KZUserDefaults *userDefaults = nullptr;
         KZTUErrorDelegate *presenter = nullptr;
-        // Every volume's Trash location record; the shared file model's when empty.
-        std::function<QList<KZTrashLocation>()> locations;
+        // Every volume's Trash location record, with a plain sentence in *problems for each
+        // Trash left out; the shared file model's when empty.
+        std::function<QList<KZTrashLocation>(QList<KZError> *problems)> locations;
         // Whether the privileged helper can be used, asked once at start-up.
         std::function<bool()> installHelper;
         // The kernel release ("6.1.0-13-amd64"); uname's when empty.
@@ -134,7 +137,8 @@ public:
     // A hot key was pressed: its action, without setting isWorking. Nothing starts while the
     // engine confirms or erases.
     void hotKeyAction(const QString &keyPath);
-    // Every volume's Trash location record, afresh.
+    // Every volume's Trash location record, afresh. A Trash left out (unusable, or its volume's
+    // state unreadable) is said through the presenter once per run, once the menu has closed.
     [[nodiscard]] QList<KZTrashLocation> trashesAndVolumesLocations() const;
     // "stopWorking" was posted: the erase is over.
     void stopWorking();
@@ -183,6 +187,8 @@ private:
     void refuse() const;
     bool openURL(const QUrl &url) const;
     void setupHotKeys();
+    // What a job could not erase, and a log that lost lines: said through the presenter.
+    void reportJobEnd(const KZEraseSummary &summary);
 
     KZStatusMenuFace *m_face;
     Environment m_environment;
@@ -191,4 +197,5 @@ private:
     std::unique_ptr<KZWelcomeFace> m_welcomeCntrl;
     KZWebPromoFace *m_webPromo = nullptr;
     QMetaObject::Connection m_webPromoObservation;
+    mutable QSet<QString> m_reportedProblems;
 };

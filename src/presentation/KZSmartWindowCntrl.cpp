@@ -309,9 +309,9 @@ std::vector<std::unique_ptr<KZItemNode>> KZSmartWindowCntrl::itemsOfTrash(const 
     }
     QByteArray topDirectory;
     KZFileDescriptor infofd;
-    if (const std::optional<QByteArray> root
-        = KZTrashFolder::trashRootOfFilesFolder(KZTrashFolder::realPathOfDescriptor(filesfd.get()),
-                                                KZTrashFolder::dataHomeFromEnvironment())) {
+    if (const std::optional<QByteArray> root = KZTrashFolder::trashRootOfFilesFolder(
+            KZTrashFolder::realPathOfDescriptor(filesfd.get(), KZFileManager::defaultManager()),
+            KZTrashFolder::dataHomeFromEnvironment())) {
         topDirectory = KZTrashFolder::topDirectoryOfTrashRoot(*root);
         infofd.reset(
             ::openat(filesfd.get(), "../info", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));

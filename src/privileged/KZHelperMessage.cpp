@@ -96,10 +96,11 @@ QByteArray KZHelperMessage::encode(const QVariantMap &message, KZError *error)
     const std::string frame = value ? KZHelperProtocol::encodeFrame(*value) : std::string();
     if (frame.empty()) {
         if (error) {
-            *error = {KZError::kCocoaDomain,
-                      kPropertyListWriteInvalid,
-                      QStringLiteral("The items could not be serialized for the helper tool."),
-                      {}};
+            *error
+                = {KZError::kCocoaDomain,
+                   kPropertyListWriteInvalid,
+                   QStringLiteral("The list of items could not be prepared for the helper tool."),
+                   {}};
         }
         return {};
     }

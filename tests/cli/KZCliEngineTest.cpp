@@ -151,6 +151,36 @@ TEST_F(CliEngine, AnOrdinaryUsersOwnItemsGoWithItsOwnRightsAndOnlyTheRestIsLeft)
     EXPECT_TRUE(exists(trash.itemPath("root's folder/inside")));
 }
 
+// A Trash folder that is the user's by name but someone else's by owner is left alone, and
+// every command that reads the Trashes says which and why in plain words: it must not pass for
+// an empty Trash, and no internal name reaches the terminal.
+TEST_F(CliEngine, ATrashFolderOfSomeoneElsesIsLeftAloneAndSaidInPlainWords)
+{
+    if (!KZTestUser::canSwitchUser())
+        GTEST_SKIP() << "running binwise as another user needs root";
+    const QByteArray top = volume("Shared");
+    if (top.isEmpty())
+        GTEST_SKIP() << m_whyNot;
+    KZTestTrash planted = KZTestTrash::onVolume(top, int(kUser));
+    planted.addFile("bait");
+    ASSERT_EQ(::chmod(planted.root().constData(), 0755), 0);
+    ASSERT_TRUE(cli.runAsUser(kUser));
+
+    for (const QByteArrayList &arguments :
+         QList<QByteArrayList>{{"list"}, {"items"}, {"empty", "--all", "--yes"}}) {
+        const KZCliResult result = cli.run(arguments);
+        const std::string command = str(arguments.join(' '));
+        EXPECT_TRUE(result.err.contains("The Trash on “Shared” cannot be used: the Trash folder "
+                                        "belongs to someone else"))
+            << command << ": " << str(result.err);
+        EXPECT_TRUE(result.err.contains(planted.root())) << command << ": " << str(result.err);
+        EXPECT_FALSE(result.err.contains("NSTrashDirectory")) << command << ": " << str(result.err);
+        EXPECT_EQ(result.err.count('\n'), 1) << command << ": " << str(result.err);
+        EXPECT_FALSE(result.out.contains("Shared")) << command << ": " << str(result.out);
+    }
+    EXPECT_TRUE(exists(planted.itemPath("bait")) && exists(planted.infoPath("bait")));
+}
+
 TEST_F(CliEngine, QueriesMakeNoTrashFolderAndAVolumeWithoutOneHasAnEmptyTrash)
 {
     const QByteArray top = volume("Fresh");

@@ -614,7 +614,8 @@ TEST(DeleteItems, AFailedSecureEraseKeepsTheInfoFile)
     KZTestFiles::ImmutableGuard guard(item);
     if (!guard.isSet())
         GTEST_SKIP() << "no immutable flag here";
-    EXPECT_TRUE(KZCommonFlleUtilties::sharedControl().secureErase(trash.itemURL("pinned")));
+    EXPECT_TRUE(KZCommonFlleUtilties::sharedControl().secureErase(trash.itemURL("pinned"),
+                                                                  KZFileManager::defaultManager()));
     EXPECT_TRUE(exists(item) && exists(trash.infoPath("pinned")));
 }
 
@@ -663,4 +664,88 @@ TEST(DeleteItems, ASecondRequestDuringTheConfirmationOrTheWalkIsRefusedWithABeep
     EXPECT_EQ(f.ended.size(), 1);
     EXPECT_TRUE(QTest::qWaitFor([&] { return f.script->beepCount() >= 2; }));
     EXPECT_TRUE(entries(f.trash.files()).isEmpty());
+}
+
+// Each system call the erase makes, failed where it hurts: what was not erased stays with its
+// info file, and the failure reaches the summary naming the item with a reason in plain words.
+TEST(DeleteItems, EveryFailedSystemCallLeavesItsItemWithItsInfoAndNamesItInTheSummary)
+{
+    struct Case
+    {
+        const char *call;
+        const char *entry; // the entry the call is about
+        int errnum;
+        bool secure;
+        QByteArrayList stays;  // top-level items that must stay
+        QByteArray failedPath; // relative to files/: the path the summary names
+        const char *reason;    // in the failure's reason; the errno's text when null
+    };
+    const bool haveSrm = access("/usr/bin/srm", X_OK) == 0;
+    const QList<Case> cases = {
+        {"statx", "doomed", EIO, false, {"doomed"}, "doomed", nullptr},
+        {"unlinkat", "doomed", EROFS, false, {"doomed"}, "doomed", nullptr},
+        {"unlinkat", "leaf", ENOSPC, false, {"box"}, "box/inner/leaf", nullptr},
+        {"openat2", "inner", EIO, false, {"box"}, "box/inner", nullptr},
+        {"getdents64", "inner", EIO, false, {"box"}, "box/inner", nullptr},
+        // The Trash itself cannot be opened: everything stays, the Trash is named.
+        {"openat", "files", EIO, false, {"doomed", "box", "fine"}, "", nullptr},
+        // Its real path cannot be read, so nothing proves it is a Trash: nothing is removed.
+        {"readlinkat",
+         "files",
+         EIO,
+         false,
+         {"doomed", "box", "fine"},
+         "doomed",
+         "not inside a Trash"},
+        {"spawn", "doomed", EAGAIN, true, {"doomed"}, "doomed", nullptr},
+        {"pipe2", "", EMFILE, true, {"doomed", "box", "fine"}, "doomed", nullptr},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(std::string(c.call) + " " + c.entry);
+        if (c.secure && !haveSrm)
+            continue;
+        KZEraseFixture f;
+        f.trash.addFile("doomed");
+        f.trash.addFile("fine");
+        f.trash.addFolder("box", {"inner/leaf", "note"});
+        f.fileManager.failCall(c.call, c.errnum, c.entry);
+        f.script->enqueue({c.secure ? KZAlertSecondButtonReturn : KZAlertFirstButtonReturn});
+        ASSERT_TRUE(f.run({KZEraseFixture::location(f.trash, QStringLiteral("Home"))}));
+        EXPECT_GT(f.fileManager.failedCount(), 0);
+        const KZEraseSummary summary = f.ended.constLast();
+        EXPECT_FALSE(summary.everythingErased());
+        for (const QByteArray &name : {QByteArray("doomed"), QByteArray("box"), QByteArray("fine")})
+            EXPECT_EQ(exists(f.trash.itemPath(name)), c.stays.contains(name)) << name.constData();
+        for (const QByteArray &name : c.stays)
+            EXPECT_TRUE(exists(f.trash.infoPath(name))) << name.constData();
+        ASSERT_GE(summary.otherErrorCount, 1u);
+        ASSERT_FALSE(summary.failures.isEmpty());
+        const QByteArray expected
+            = c.failedPath.isEmpty() ? f.trash.files() : f.trash.itemPath(c.failedPath);
+        const auto named = std::find_if(
+            summary.failures.cbegin(), summary.failures.cend(),
+            [&](const KZEraseSummary::Failure &failure) { return failure.path == expected; });
+        ASSERT_NE(named, summary.failures.cend()) << summary.failures.constFirst().path.constData();
+        const QString reason
+            = c.reason ? QLatin1String(c.reason) : QString::fromLocal8Bit(std::strerror(c.errnum));
+        EXPECT_TRUE(named->reason.contains(reason)) << named->reason.toStdString();
+        EXPECT_FALSE(named->reason.contains(QLatin1String("Domain")))
+            << named->reason.toStdString();
+    }
+}
+
+// A log that loses lines (a full disk) loses them, never the erase, and the summary says why.
+TEST(DeleteItems, ALogThatCannotBeWrittenIsSaidInTheSummaryAndTheErasedItemsStayErased)
+{
+    KZEraseFixture f;
+    f.defaults.setValue(KZUserDefaults::kWriteLog, true);
+    f.trash.addFile("item");
+    f.fileManager.failCall("write", ENOSPC);
+    f.script->enqueue({KZAlertFirstButtonReturn});
+    ASSERT_TRUE(f.run({KZEraseFixture::location(f.trash, QStringLiteral("Home"))}));
+    const KZEraseSummary summary = f.ended.constLast();
+    EXPECT_EQ(summary.erasedCount, 1u);
+    EXPECT_FALSE(exists(f.trash.itemPath("item")));
+    EXPECT_EQ(summary.logWriteError, ENOSPC);
+    EXPECT_FALSE(summary.logFile.isEmpty());
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KZFaultyFileManager.h"
 #include "KZTestSandbox.h"
 #include "KZTestTrash.h"
 #include "erase/KZBWAlert.h"
@@ -17,24 +18,6 @@
 
 #include <functional>
 #include <memory>
-
-// Fails chosen removals and lets a test hold the walker before one: onUnlink, called on the
-// removing thread before every unlinkat with the entry's name, answers the errno to fail it
-// with, or 0. Set it while no job runs.
-class KZFaultyFileManager : public KZFileManager
-{
-public:
-    int unlinkat(int dirfd, const char *name, int flags) override
-    {
-        if (const int errnum = onUnlink ? onUnlink(QByteArray(name)) : 0) {
-            errno = errnum;
-            return -1;
-        }
-        return KZFileManager::unlinkat(dirfd, name, flags);
-    }
-
-    std::function<int(const QByteArray &name)> onUnlink;
-};
 
 // What a helper client was given. Each batch is acknowledged on the main thread as the real
 // client does, reporting every listed item as erased (4096 bytes each).

@@ -31,7 +31,7 @@ QStringList logFiles(const QByteArray &folder)
 // One session of two items at the given time; answers the file written.
 QByteArray session(const QByteArray &logs, const QString &name, int days, double at)
 {
-    KZLogController log(settings(name, days), logs);
+    KZLogController log(settings(name, days), logs, KZFileManager::defaultManager());
     log.setClock([at] { return at; });
     EXPECT_TRUE(log.openLogFile());
     log.writeStartSession();

@@ -60,7 +60,8 @@ const Keys kKeys[] = {
          {"gettingSize_info", "eraseVol", "deleteMess", "erasing", "log_name",
           "undeletedLockedSingStr", "undeletedNoPermissionsSingStr", "%@ trash"}),
     Keys(S::kGeneralTable, 2, {"all_disks", "smart_erase", "item_size", "items_size", "of"}),
-    Keys(S::kGeneralTable, 3, {"single_disk", "items_erased"}),
+    Keys(S::kGeneralTable, 3, {"single_disk", "items_erased", "trash_volume_unreadable"}),
+    Keys(S::kGeneralTable, 2, {"trash_unusable"}),
     Keys(S::kErrorsTable, 0,
          {"userNotAuthorized", "Busy_Sing", "open_log_file_error", "srm_not_available",
           "srm_not_available_msg", "update_helper_tool", "update_helper_tool_mess",
@@ -70,6 +71,8 @@ const Keys kKeys[] = {
           "dont_unistall_btn", "unistall_btn", "old_binwise_was_found",
           "old_binwise_was_found_mess", "Do not show me again"}),
     Keys(S::kErrorsTable, 1, {"Busy_Plur"}),
+    Keys(S::kErrorsTable, 2, {"notErased_Sing", "log_write_error"}),
+    Keys(S::kErrorsTable, 3, {"notErased_Plur"}),
     Keys(S::kCommonHelperTable, 0, {"Binwise is trying to erase with root authorization."}),
 };
 

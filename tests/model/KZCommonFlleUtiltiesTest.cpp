@@ -1,4 +1,5 @@
 #include "model/KZCommonFlleUtilties.h"
+#include "KZFaultyFileManager.h"
 #include "KZTestMount.h"
 #include "KZTestSandbox.h"
 #include "KZTestTrash.h"
@@ -28,33 +29,6 @@ bool haveSrm()
 {
     return ::access("/usr/bin/srm", X_OK) == 0;
 }
-
-// Fails chosen calls, and lets a test act just before a call to stage a race.
-class FaultyFileManager : public KZFileManager
-{
-public:
-    QByteArray unlinkName; // unlinking this entry fails with unlinkError
-    int unlinkError = 0;
-    int writeError = 0;
-    std::function<void(int dirfd, const char *name)> beforeOpen;
-
-    int unlinkat(int dirfd, const char *name, int flags) override
-    {
-        errno = unlinkError;
-        return unlinkName == name ? -1 : KZFileManager::unlinkat(dirfd, name, flags);
-    }
-    int openat(int dirfd, const char *name, int flags, mode_t mode) override
-    {
-        if (beforeOpen)
-            beforeOpen(dirfd, name);
-        return KZFileManager::openat(dirfd, name, flags, mode);
-    }
-    ssize_t write(int fd, const void *data, size_t size) override
-    {
-        errno = writeError;
-        return writeError ? -1 : KZFileManager::write(fd, data, size);
-    }
-};
 
 // The home Trash of a sandbox, and precious files outside it that must survive every test.
 class RemovalTest : public ::testing::Test
@@ -140,7 +114,8 @@ TEST_F(RemovalTest, NothingOutsideATrashIsRemovedNorReachedThroughLinks)
         const auto error = m_common.deleteItemWithURL(url(path), KZFileManager::defaultManager());
         EXPECT_TRUE(error && error->isPOSIX(EINVAL)) << path.constData();
         if (haveSrm()) {
-            EXPECT_TRUE(m_common.secureErase(url(path))) << path.constData();
+            EXPECT_TRUE(m_common.secureErase(url(path), KZFileManager::defaultManager()))
+                << path.constData();
         }
     }
     EXPECT_NE(
@@ -165,9 +140,8 @@ TEST_F(RemovalTest, NothingOutsideATrashIsRemovedNorReachedThroughLinks)
 TEST_F(RemovalTest, FailuresKeepTheRestTheInfoFileAndTheSizeCache)
 {
     m_trash.addFolder("Folder", {"a", "stuck", "c", "sub/d"});
-    FaultyFileManager fileManager;
-    fileManager.unlinkName = "stuck";
-    fileManager.unlinkError = EBUSY;
+    KZFaultyFileManager fileManager;
+    fileManager.failCall("unlinkat", EBUSY, "stuck");
     const auto error = m_common.deleteItemWithURL(m_trash.itemURL("Folder"), fileManager);
     ASSERT_TRUE(error);
     EXPECT_TRUE(error->isPOSIX(EBUSY));
@@ -192,8 +166,8 @@ TEST_F(RemovalTest, FailuresKeepTheRestTheInfoFileAndTheSizeCache)
     m_trash.addFolder("Big", {"x"});
     m_trash.addDirectorySizesLine("Big", 1);
     m_trash.addDirectorySizesLine("Small", 2);
-    FaultyFileManager full;
-    full.writeError = ENOSPC;
+    KZFaultyFileManager full;
+    full.failCall("write", ENOSPC);
     EXPECT_EQ(remove("Big", full), 0);
     EXPECT_EQ(m_trash.directorySizes(), "1 1700000000000 Big\n2 1700000000000 Small\n");
     EXPECT_EQ(QDir(QString::fromLocal8Bit(m_trash.root())).entryList(QDir::Files).size(), 1)
@@ -204,7 +178,7 @@ TEST_F(RemovalTest, StagedRacesCannotReachOutside)
 {
     // A subfolder swapped for a link between the listing and the descent.
     m_trash.addFolder("Swapped", {"sub/file"});
-    FaultyFileManager swapper;
+    KZFaultyFileManager swapper;
     swapper.beforeOpen = [&](int, const char *name) {
         if (QByteArray(name) != "sub")
             return;
@@ -224,12 +198,13 @@ TEST_F(RemovalTest, StagedRacesCannotReachOutside)
         KZTestFiles::makeFolders(deep);
         KZTestFiles::writeFile(deep + "/sibling", "x");
     }
-    FaultyFileManager mover;
+    KZFaultyFileManager mover;
     mover.beforeOpen = [&](int dirfd, const char *name) {
         if (QByteArray(name) != "..")
             return;
         mover.beforeOpen = nullptr;
-        const QByteArray here = KZTrashFolder::realPathOfDescriptor(dirfd);
+        const QByteArray here
+            = KZTrashFolder::realPathOfDescriptor(dirfd, KZFileManager::defaultManager());
         ::rename(here.constData(), (outside() + "/escaped").constData());
     };
     EXPECT_EQ(remove("Deep", mover), EBUSY);
@@ -416,14 +391,28 @@ TEST_F(RemovalTest, SecureEraseLaterChunkDecidesMissingToolErasesNothingRealTool
               "echo 'Warning: Unable to unlink file /y - No such file or directory'\n");
     ::chmod(tool.constData(), 0755);
     m_trash.addFile("item");
-    const auto error
-        = KZCommonFlleUtilties(QString::fromLocal8Bit(tool)).secureErase(m_trash.itemURL("item"));
+    const auto error = KZCommonFlleUtilties(QString::fromLocal8Bit(tool))
+                           .secureErase(m_trash.itemURL("item"), KZFileManager::defaultManager());
     ASSERT_TRUE(error);
-    EXPECT_EQ(error->code, 2);
+    EXPECT_EQ(error->code, ENOENT);
     EXPECT_EQ(KZTestFiles::readFile(tool + ".ran"), "-lrv " + m_trash.itemPath("item") + "\n");
 
+    // Its output cannot be read, or it cannot even be started: the item, still there, is
+    // reported with the reason, and the tool is not left behind on a pipe nobody reads.
+    for (const auto &[call, errnum] :
+         {std::pair("read", EIO), std::pair("spawn", EAGAIN), std::pair("pipe2", EMFILE)}) {
+        KZFaultyFileManager failing;
+        failing.failCall(call, errnum);
+        const auto failed = KZCommonFlleUtilties(QString::fromLocal8Bit(tool))
+                                .secureErase(m_trash.itemURL("item"), failing);
+        ASSERT_TRUE(failed) << call;
+        EXPECT_EQ(failed->code, errnum) << call;
+        EXPECT_EQ(failing.failedCount(), 1) << call;
+        EXPECT_EQ(left({"files/item", "info/item.trashinfo"}).size(), 2) << call;
+    }
+
     const KZCommonFlleUtilties absent(m_sandbox.path(u"no-srm-here"_s));
-    EXPECT_FALSE(absent.secureErase(m_trash.itemURL("item")));
+    EXPECT_FALSE(absent.secureErase(m_trash.itemURL("item"), KZFileManager::defaultManager()));
     EXPECT_EQ(left({"files/item", "info/item.trashinfo"}).size(), 2);
 
     // The real tool erases names that are not text, and removes links without following them.
@@ -432,8 +421,9 @@ TEST_F(RemovalTest, SecureEraseLaterChunkDecidesMissingToolErasesNothingRealTool
     m_trash.addFile("secret \xff", "secret data");
     m_trash.addFolder("Secrets", {"one", "two/three"});
     ::symlink((outside() + "/precious").constData(), m_trash.itemPath("Secrets/link").constData());
-    EXPECT_FALSE(m_common.secureErase(m_trash.itemURL("secret \xff")));
-    EXPECT_FALSE(m_common.secureErase(m_trash.itemURL("Secrets")));
+    EXPECT_FALSE(
+        m_common.secureErase(m_trash.itemURL("secret \xff"), KZFileManager::defaultManager()));
+    EXPECT_FALSE(m_common.secureErase(m_trash.itemURL("Secrets"), KZFileManager::defaultManager()));
     EXPECT_EQ(left({"files/secret \xff", "files/Secrets", "info/Secrets.trashinfo"}),
               QByteArrayList());
 }

@@ -1,8 +1,10 @@
+#include "KZFaultyFileManager.h"
 #include "KZTestMessages.h"
 #include "KZTestMount.h"
 #include "KZTestSandbox.h"
 #include "KZTestTrash.h"
 #include "model/KZFilesUtilities.h"
+#include "model/KZPath.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +12,9 @@
 
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
 
 using namespace Qt::StringLiterals;
 
@@ -189,14 +194,8 @@ TEST_F(VolumeTest, AVolumeWhoseStateCannotBeReadIsLeftOutAndSaidSo)
 {
     if (!mountVolume())
         GTEST_SKIP() << m_whyNot;
-    struct FailingStatvfs : KZFileManager
-    {
-        int statvfs(const char *, struct statvfs *) override
-        {
-            errno = EIO;
-            return -1;
-        }
-    } failing;
+    KZFaultyFileManager failing;
+    failing.failCall("statvfs", EIO);
     utilities(); // writes the sandbox's mount table
     KZFilesUtilities::Roots roots;
     roots.mountInfoPath = QString::fromLocal8Bit(path("mountinfo"));
@@ -208,6 +207,20 @@ TEST_F(VolumeTest, AVolumeWhoseStateCannotBeReadIsLeftOutAndSaidSo)
     for (const QString &line : log.lines())
         said = said || (line.startsWith(u"NSTrashDirectory error: "_s) && line.contains(u"vol"_s));
     EXPECT_TRUE(said) << log.lines().join(u'\n').toStdString();
+    // And once in words for the user: which volume, and why, without internal names.
+    QList<KZError> problems;
+    for (const KZTrashLocation &location : blind.trashesAndVolumesLocations(&problems))
+        EXPECT_NE(KZPath::pathFromURL(location.trashURL), ownTrash() + "/files");
+    // Every volume's state is unreadable here, the sandbox's home volume's too.
+    const auto mine = std::find_if(problems.cbegin(), problems.cend(), [&](const KZError &each) {
+        return each.localizedDescription.contains(QString::fromLocal8Bit(volume()));
+    });
+    ASSERT_NE(mine, problems.cend());
+    const QString sentence = mine->localizedDescription;
+    EXPECT_TRUE(sentence.contains(QString::fromLocal8Bit(std::strerror(EIO))))
+        << sentence.toStdString();
+    EXPECT_TRUE(sentence.startsWith(u"The Trash on “vol” is left out"_s)) << sentence.toStdString();
+    EXPECT_FALSE(sentence.contains(u"NS"_s)) << sentence.toStdString();
 }
 
 TEST_F(VolumeTest, SharedTrashFolderIsUsedOnlyWhenStickyAndReal)

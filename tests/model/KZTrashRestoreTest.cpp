@@ -22,6 +22,7 @@ public:
     int failWriteAt = 0; // 1-based; 0 never
     int writeError = ENOSPC;
     int writes = 0;
+    int syncError = 0;
 
     int renameat2(int olddirfd, const char *oldname, int newdirfd, const char *newname,
                   unsigned flags) override
@@ -39,6 +40,14 @@ public:
             return -1;
         }
         return KZFileManager::write(fd, data, size);
+    }
+    int syncfs(int fd) override
+    {
+        if (syncError != 0) {
+            errno = syncError;
+            return -1;
+        }
+        return KZFileManager::syncfs(fd);
     }
 };
 
@@ -124,13 +133,18 @@ TEST_F(TrashRestoreTest, AFailedCopyLeavesNoPartBehindAndTheTrashAsItWas)
 {
     const QByteArray tree = m_trash.itemPath("tree");
     const QByteArray info = readFile(m_trash.infoPath("tree"));
-    for (const int failAt : {1, 3}) {
+    // The first or third write finds the volume full; or every write went well but the disk
+    // did not take them (a write-back error that syncfs reports).
+    for (const int failAt : {1, 3, 0}) {
         CrossingFileManager fm;
         fm.failWriteAt = failAt;
+        fm.syncError = failAt == 0 ? EIO : 0;
         KZTrashRestore restore(KZTrashFolder::dataHomeFromEnvironment(), fm);
         const KZTrashRestore::Result result = restore.restoreItemAtPath(tree, {});
         EXPECT_EQ(result.outcome, KZTrashRestore::Outcome::Failed) << failAt;
-        EXPECT_TRUE(result.error.localizedDescription.contains(QStringLiteral("not enough room")))
+        EXPECT_TRUE(result.error.localizedDescription.contains(
+            failAt == 0 ? QStringLiteral("could not be written to the disk")
+                        : QStringLiteral("not enough room")))
             << result.error.localizedDescription.toStdString();
         EXPECT_TRUE(namesIn(m_dest).isEmpty())
             << failAt << ": " << namesIn(m_dest).join(' ').toStdString();

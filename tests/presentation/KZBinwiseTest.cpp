@@ -12,6 +12,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <cstring>
+
 namespace {
 
 // The face a display would give: answers the status menu's set-up as the tray host would.
@@ -40,7 +42,9 @@ struct ControllerFixture
         environment.engine = erase.engine.get();
         environment.userDefaults = &erase.defaults;
         environment.presenter = &erase.presenter;
-        environment.locations = [this] {
+        environment.locations = [this](QList<KZError> *out) {
+            if (out)
+                *out += problems;
             return locations;
         };
         environment.installHelper = [this] {
@@ -65,6 +69,7 @@ struct ControllerFixture
     KZEraseFixture erase;
     TestFace face;
     QList<KZTrashLocation> locations;
+    QList<KZError> problems;
     int helperChecks = 0;
     bool helperAnswer = true;
     std::function<std::unique_ptr<KZWelcomeFace>(KZBinwise *)> makeWelcome;
@@ -324,4 +329,48 @@ TEST(Binwise, ServicesOpenTheSupportMailAndTheNewsletterWhichIsMarkedEvenUnopene
     f.controller->serviceMenuAction(KZBinwise::SupportServiceTag);
     EXPECT_EQ(f.openedURLs.size(), 2);
     EXPECT_EQ(f.erase.script->beepCount(), 1);
+}
+
+// A Trash left out of the list is said once per run, after the menu has closed, in the words
+// the file model found; what a job could not erase is said at its end, naming the item.
+TEST(Binwise, ATrashLeftOutAndAnItemNotErasedReachThePresenterInPlainWords)
+{
+    ControllerFixture f;
+    f.controller->applicationDidFinishLaunching();
+    f.erase.script->clear();
+    KZError unreadable = KZError::posix(EIO);
+    unreadable.localizedDescription
+        = QStringLiteral("The Trash on “Backup” is left out: its state cannot be read.");
+    f.problems = {unreadable};
+    f.locations = {f.homeRecord()};
+    for (int refresh = 0; refresh < 3; ++refresh)
+        EXPECT_EQ(f.controller->trashesAndVolumesLocations().size(), 1);
+    EXPECT_TRUE(f.erase.script->shown().isEmpty()) << "not while the menu is open";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !f.erase.script->shown().isEmpty(); }, 5000));
+    QTest::qWait(2 * KZBinwise::kMenuActionDelayMs);
+    ASSERT_EQ(f.erase.script->shown().size(), 1);
+    EXPECT_EQ(f.erase.script->shown().constFirst().request.messageText,
+              unreadable.localizedDescription);
+
+    f.erase.script->clear();
+    f.erase.defaults.setValue(KZUserDefaults::kShowAlert, false);
+    f.erase.trash.addFile("stuck");
+    f.erase.trash.addFile("gone");
+    f.erase.fileManager.failCall("unlinkat", EROFS, "stuck");
+    const qsizetype before = f.erase.ended.size();
+    f.controller->emptyAllTrashesAction();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return f.erase.ended.size() > before; }, 10000));
+    EXPECT_EQ(f.erase.script->beepCount(), 1);
+    const QStringList shown = f.erase.script->shownIdentifiers();
+    ASSERT_TRUE(shown.contains(QStringLiteral("notErased_Sing"))) << shown.join(u',').toStdString();
+    for (const KZScriptedAlertBackend::Shown &message : f.erase.script->shown()) {
+        if (message.request.identifier != QStringLiteral("notErased_Sing"))
+            continue;
+        EXPECT_TRUE(message.request.messageText.contains(QStringLiteral("stuck")));
+        EXPECT_TRUE(
+            message.request.messageText.contains(QString::fromLocal8Bit(std::strerror(EROFS))));
+    }
+    EXPECT_TRUE(KZTestFiles::exists(f.erase.trash.itemPath("stuck")));
+    EXPECT_TRUE(KZTestFiles::exists(f.erase.trash.infoPath("stuck")));
+    EXPECT_FALSE(KZTestFiles::exists(f.erase.trash.itemPath("gone")));
 }

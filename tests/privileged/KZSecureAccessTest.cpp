@@ -49,6 +49,7 @@ public:
     void showErrorWithError(const KZError &error) override
     {
         calls << QStringLiteral("error %1").arg(error.code);
+        lastErrorText = error.localizedDescription;
     }
 
     // The calls so far, separated by commas; forgets them, and that the batch finished.
@@ -59,6 +60,7 @@ public:
     }
 
     QStringList calls;
+    QString lastErrorText;
     bool finished = false;
 };
 
@@ -156,6 +158,9 @@ TEST_F(SecureAccess, TheRealHelperReportsInOrderAndAStopAlwaysSaysYes)
          {KZBatchKey::permissionsItems, QVariantList{QByteArray("/b")}}});
     EXPECT_FALSE(access.isConnected());
     EXPECT_EQ(recorder.take(), "notErased 2,working 0,error 3851");
+    // Said in words the user can read: the presenter and the summary show this text.
+    EXPECT_EQ(recorder.lastErrorText,
+              QStringLiteral("The list of items could not be prepared for the helper tool."));
 
     if (geteuid() != 0)
         GTEST_SKIP() << "needs root: the helper is started directly only by root";

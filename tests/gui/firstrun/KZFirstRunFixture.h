@@ -23,7 +23,7 @@ struct KZFirstRunFixture
         environment.engine = erase.engine.get();
         environment.userDefaults = &erase.defaults;
         environment.presenter = &erase.presenter;
-        environment.locations = [] {
+        environment.locations = [](QList<KZError> *) {
             return QList<KZTrashLocation>();
         };
         environment.makeWelcome = [this](KZBinwise *delegate) {

@@ -108,7 +108,7 @@ struct ControllerOnX11
         environment.userDefaults = &erase.defaults;
         environment.presenter = &erase.presenter;
         environment.globalShortcuts = &shortcuts;
-        environment.locations = [this] {
+        environment.locations = [this](QList<KZError> *) {
             return QList<KZTrashLocation>{erase.trash.location(QStringLiteral("Home"))};
         };
         if (withSmartWindow)
