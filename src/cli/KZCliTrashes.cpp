@@ -1,6 +1,7 @@
 #include "KZCliTrashes.h"
 
 #include "model/KZPath.h"
+#include "model/KZTrashSizes.h"
 #include "protocol/KZFileDescriptor.h"
 
 #include <QSet>
@@ -203,8 +204,7 @@ quint64 KZCliTrashes::sizeOfItem(const QUrl &url, quint64 *count) const
 
 quint64 KZCliTrashes::sizeOfTrash(const QUrl &trashURL, quint64 *count) const
 {
-    quint64 found = 0;
-    const KZItemSizeInfo size = m_utilities.iterateFolderForSize(trashURL, &found);
-    *count = found;
-    return size.totalFileSize;
+    const KZTrashSizes::Measurement measured = KZTrashSizes::measureTrash(trashURL);
+    *count = measured.count;
+    return measured.size;
 }
