@@ -21,11 +21,14 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QProcessEnvironment>
 #include <QTemporaryDir>
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <spawn.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -132,18 +135,45 @@ struct Timed
     quint64 count = 0;
 };
 
-Timed timeList(const QProcessEnvironment &environment)
+// Runs program to its end with its standard output in the file out, and answers the wall
+// time in milliseconds. posix_spawn and wait4, so that the timing holds the program and not
+// the launcher's own machinery.
+double timeRun(const QByteArrayList &command, const QByteArrayList &environment,
+               const QByteArray &out)
 {
-    QProcess binwise;
-    binwise.setProcessEnvironment(environment);
+    std::vector<char *> argv;
+    for (const QByteArray &argument : command)
+        argv.push_back(const_cast<char *>(argument.constData()));
+    argv.push_back(nullptr);
+    std::vector<char *> envp;
+    for (const QByteArray &variable : environment)
+        envp.push_back(const_cast<char *>(variable.constData()));
+    envp.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.constData(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
     QElapsedTimer clock;
     clock.start();
-    binwise.start(QStringLiteral(BINWISE_CLI_BINARY),
-                  {QStringLiteral("list"), QStringLiteral("--json")});
-    binwise.waitForFinished(-1);
+    pid_t pid = 0;
+    if (posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), envp.data()) != 0) {
+        posix_spawn_file_actions_destroy(&actions);
+        return -1;
+    }
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    const double ms = double(clock.nsecsElapsed()) / 1e6;
+    posix_spawn_file_actions_destroy(&actions);
+    return ms;
+}
+
+Timed timeList(const QByteArrayList &environment, const QByteArray &out)
+{
     Timed timed;
-    timed.ms = double(clock.nsecsElapsed()) / 1e6;
-    const QJsonArray records = QJsonDocument::fromJson(binwise.readAllStandardOutput()).array();
+    timed.ms = timeRun({BINWISE_CLI_BINARY, "list", "--json"}, environment, out);
+    QFile file(QString::fromLocal8Bit(out));
+    file.open(QIODevice::ReadOnly);
+    const QJsonArray records = QJsonDocument::fromJson(file.readAll()).array();
     for (const QJsonValue &record : records) {
         timed.bytes += quint64(record.toObject().value(QStringLiteral("itemsSize")).toInteger());
         timed.count += quint64(record.toObject().value(QStringLiteral("itemsCount")).toInteger());
@@ -151,16 +181,13 @@ Timed timeList(const QProcessEnvironment &environment)
     return timed;
 }
 
-Timed timeDu(const QByteArray &files)
+Timed timeDu(const QByteArray &files, const QByteArrayList &environment, const QByteArray &out)
 {
-    QProcess du;
-    QElapsedTimer clock;
-    clock.start();
-    du.start(QStringLiteral("du"), {QStringLiteral("-sB1"), QString::fromLocal8Bit(files)});
-    du.waitForFinished(-1);
     Timed timed;
-    timed.ms = double(clock.nsecsElapsed()) / 1e6;
-    timed.bytes = du.readAllStandardOutput().split('\t').first().toULongLong();
+    timed.ms = timeRun({"du", "-sB1", files}, environment, out);
+    QFile file(QString::fromLocal8Bit(out));
+    file.open(QIODevice::ReadOnly);
+    timed.bytes = file.readAll().split('\t').first().toULongLong();
     return timed;
 }
 
@@ -245,15 +272,18 @@ int main(int argc, char **argv)
         return 1;
     }
     tableFile.close();
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("HOME"), QString::fromLocal8Bit(home));
-    environment.insert(QStringLiteral("XDG_DATA_HOME"), QString::fromLocal8Bit(dataHome));
-    environment.insert(QStringLiteral("XDG_CACHE_HOME"), QString::fromLocal8Bit(cacheHome));
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"),
-                       QString::fromLocal8Bit(home + "/.config"));
-    environment.insert(QStringLiteral("XDG_STATE_HOME"),
-                       QString::fromLocal8Bit(home + "/.local/state"));
-    environment.insert(QStringLiteral("BINWISE_MOUNTINFO"), QString::fromLocal8Bit(tablePath));
+    QProcessEnvironment sandboxed = QProcessEnvironment::systemEnvironment();
+    sandboxed.insert(QStringLiteral("HOME"), QString::fromLocal8Bit(home));
+    sandboxed.insert(QStringLiteral("XDG_DATA_HOME"), QString::fromLocal8Bit(dataHome));
+    sandboxed.insert(QStringLiteral("XDG_CACHE_HOME"), QString::fromLocal8Bit(cacheHome));
+    sandboxed.insert(QStringLiteral("XDG_CONFIG_HOME"), QString::fromLocal8Bit(home + "/.config"));
+    sandboxed.insert(QStringLiteral("XDG_STATE_HOME"),
+                     QString::fromLocal8Bit(home + "/.local/state"));
+    sandboxed.insert(QStringLiteral("BINWISE_MOUNTINFO"), QString::fromLocal8Bit(tablePath));
+    QByteArrayList environment;
+    for (const QString &variable : sandboxed.toStringList())
+        environment.append(variable.toLocal8Bit());
+    const QByteArray out = root + "/out";
 
     QElapsedTimer clock;
     clock.start();
@@ -276,10 +306,12 @@ int main(int argc, char **argv)
     // One untimed round warms the caches for all alike.
     for (int round = -1; round < runs; ++round) {
         forget();
-        first = timeList(environment);
-        du = timeDu(files);
-        second = timeList(environment);
-        const Timed duAgain = timeDu(files);
+        du = timeDu(files, environment, out);
+        first = timeList(environment, out);
+        const Timed duAgain = timeDu(files, environment, out);
+        second = timeList(environment, out);
+        std::printf("round %d: du %.1f ms, first %.1f ms, du %.1f ms, second %.1f ms\n", round,
+                    du.ms, first.ms, duAgain.ms, second.ms);
         if (round >= 0) {
             firstTimes.push_back(first.ms);
             secondTimes.push_back(second.ms);
