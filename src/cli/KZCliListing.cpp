@@ -5,6 +5,7 @@
 #include "format/KZNumberUtilities.h"
 #include "model/KZPath.h"
 #include "model/KZTrashInfo.h"
+#include "model/KZTrashSizes.h"
 
 #include <QDateTime>
 #include <QStringList>
@@ -98,10 +99,14 @@ bool KZCliListing::items(const QByteArrayList &volumes, bool json, QByteArray *o
     for (const KZTrashLocation &location : std::as_const(selected)) {
         for (const QUrl &trashURL : location.trashURLs()) {
             const QByteArray folder = KZPath::pathFromURL(trashURL);
+            const QHash<QByteArray, KZTrashSizes::Figures> recorded
+                = KZTrashSizes::cachedFolderSizes(trashURL);
             for (const QByteArray &name : KZCliTrashes::topLevelNames(trashURL)) {
                 const QUrl url = KZPath::urlFromPath(KZPath::join(folder, name));
                 const std::optional<KZTrashInfo> info = KZTrashInfo::readForItem(url);
-                const quint64 size = m_trashes.sizeOfItem(url);
+                const auto known = recorded.constFind(name);
+                const quint64 size
+                    = known != recorded.cend() ? known->size : m_trashes.sizeOfItem(url);
                 const bool hasPath = info && !info->originalPath.isEmpty();
                 if (json) {
                     array.beginObject();

@@ -80,9 +80,19 @@ TEST_F(CliSizes, ASecondListTakesRecordedSizesUntilAnInfoFileChanges)
     EXPECT_TRUE(KZDirectorySizes::parse(trash.directorySizes()).contains("photos"));
     ASSERT_EQ(namesIn(cacheFolder()).size(), 1); // the counts live here, not in the Trash
 
-    // Grown below its top level, with its info file untouched: the record stands.
+    // Grown below its top level, with its info file untouched: the record stands, in the
+    // list and in the items.
+    const quint64 photos = allocatedBelow(trash.itemPath("photos"));
     writeFile(trash.itemPath("photos") + "/2024/c.jpg", QByteArray(40000, 'c'));
     EXPECT_EQ(listed(cli), std::make_pair(qint64(6), qint64(size)));
+    const KZCliResult items = cli.run({"items", "--json"});
+    ASSERT_EQ(items.exitCode, 0) << str(items.err);
+    for (const QJsonValue &item : QJsonDocument::fromJson(items.out).array()) {
+        if (item.toObject().value(QStringLiteral("name")).toString() == QStringLiteral("photos")) {
+            EXPECT_EQ(quint64(item.toObject().value(QStringLiteral("size")).toInteger()), photos);
+        }
+    }
+    EXPECT_TRUE(items.out.contains("\"photos\"")) << str(items.out);
 
     // Its info file rewritten (as a restore and a new put would): walked again.
     const struct timespec later[2] = {{1800000000, 0}, {1800000000, 0}};
