@@ -5,6 +5,7 @@
 #include "format/KZNumberUtilities.h"
 #include "model/KZPath.h"
 #include "model/KZTrashInfo.h"
+#include "model/KZTrashSizes.h"
 
 #include <QDateTime>
 #include <QStringList>

@@ -2,6 +2,7 @@
 
 #include "KZCliApplication.h"
 #include "model/KZPath.h"
+#include "model/KZTrashSizes.h"
 #include "protocol/KZFileDescriptor.h"
 
 #include <QSet>
@@ -190,13 +191,20 @@ QList<KZCliTrashes::TrashItem> KZCliTrashes::chooseItems(const QList<KZTrashLoca
     for (const KZTrashLocation &location : locations) {
         for (const QUrl &trashURL : location.trashURLs()) {
             const QByteArray folder = KZPath::pathFromURL(trashURL);
+            const bool measures = measure || filter.needsSize();
+            // Folders measured before and unchanged since are not walked again.
+            const QHash<QByteArray, KZTrashSizes::Figures> recorded
+                = measures ? KZTrashSizes::cachedFolderSizes(trashURL)
+                           : QHash<QByteArray, KZTrashSizes::Figures>();
             for (const QByteArray &name : topLevelNames(trashURL)) {
                 TrashItem item{
                     location.volumeName, KZPath::urlFromPath(KZPath::join(folder, name)), name,
                     KZTrashInfo::readForItem(KZPath::urlFromPath(KZPath::join(folder, name))),
                     std::nullopt};
-                if (measure || filter.needsSize())
-                    item.size = sizeOfItem(item.url);
+                if (measures) {
+                    const auto known = recorded.constFind(name);
+                    item.size = known != recorded.cend() ? known->size : sizeOfItem(item.url);
+                }
                 if (filter.matches(item.info, item.size.value_or(0), now))
                     chosen.append(std::move(item));
             }
@@ -255,8 +263,7 @@ quint64 KZCliTrashes::sizeOfItem(const QUrl &url, quint64 *count) const
 
 quint64 KZCliTrashes::sizeOfTrash(const QUrl &trashURL, quint64 *count) const
 {
-    quint64 found = 0;
-    const KZItemSizeInfo size = m_utilities.iterateFolderForSize(trashURL, &found);
-    *count = found;
-    return size.totalFileSize;
+    const KZTrashSizes::Measurement measured = KZTrashSizes::measureTrash(trashURL);
+    *count = measured.count;
+    return measured.size;
 }

@@ -72,7 +72,8 @@ public:
     // Allocated bytes of an item (a folder: everything in it) and, when count is given, the
     // items it holds plus itself. Links are never followed.
     [[nodiscard]] quint64 sizeOfItem(const QUrl &url, quint64 *count = nullptr) const;
-    // The Trash's contents: allocated bytes and item count, every level down.
+    // The Trash's contents: allocated bytes and item count, every level down; folders that
+    // were measured before and have not changed since count with their recorded figures.
     [[nodiscard]] quint64 sizeOfTrash(const QUrl &trashURL, quint64 *count) const;
 
     [[nodiscard]] KZFilesUtilities &utilities() { return m_utilities; }

@@ -340,6 +340,11 @@ QString KZCommandLine::helpText(Command command)
             "One line per volume with a Trash: volume name, mount point, Trash folder, item\n"
             "count and size, separated by tabs.\n"
             "\n"
+            "A folder in a Trash that was measured before and whose .trashinfo file has not\n"
+            "changed since counts with the figures found then: its size is kept in the Trash's\n"
+            "directorysizes file, as other Trash programs do, and its item count under\n"
+            "$XDG_CACHE_HOME/Binwise. Everything else is walked.\n"
+            "\n"
             "  --json  an array of objects: volumeName, volumeURL, trashURL, trashIsEmpty,\n"
             "          itemsCount, itemsSize (allocated bytes)\n");
     case Command::Items:

@@ -6,6 +6,7 @@
 #include "foundation/KZMainThread.h"
 #include "foundation/KZUserDefaults.h"
 #include "model/KZFilesUtilities.h"
+#include "model/KZTrashSizes.h"
 
 #include <QThread>
 
@@ -190,7 +191,13 @@ void KZBWAlert::calculate(KZFilesUtilities &files, const KZEraseRecord &record, 
         if (totals.cancelled.load())
             return; // the confirmation is over: its totals are not read again
         // A Trash folder is measured as a folder even when it does not exist (yet): nothing.
-        if (!record.isSmart() || files.isDirectoryWithURL(url)) {
+        // Its folders measured before and unchanged since count with their recorded figures.
+        if (!record.isSmart()) {
+            const KZTrashSizes::Measurement measured
+                = KZTrashSizes::measureTrash(url, &totals.cancelled);
+            totals.totSize += measured.size;
+            totals.totItems += measured.count;
+        } else if (files.isDirectoryWithURL(url)) {
             quint64 found = 0;
             const KZItemSizeInfo size = files.iterateFolderForSize(url, &found, &totals.cancelled);
             totals.totSize += size.totalFileSize;

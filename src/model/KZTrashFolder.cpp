@@ -1,18 +1,16 @@
 #include "KZTrashFolder.h"
 
-#include "KZItemAttributes.h"
+#include "KZDirectorySizes.h"
 #include "KZPath.h"
 #include "KZTrashInfo.h"
 #include "protocol/KZFileDescriptor.h"
-
-#include <QSet>
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <algorithm>
 #include <cerrno>
 
 namespace {
@@ -81,22 +79,6 @@ bool isAllDigits(const QByteArray &text)
             return false;
     }
     return true;
-}
-
-// Reads the directorysizes cache (or another small file of the Trash) relative to dirfd: a
-// regular file only, never blocking, never following a link.
-bool readFileAt(int dirfd, const char *name, QByteArray *content, KZFileManager &fm)
-{
-    constexpr qsizetype kCap = 16 * 1024 * 1024;
-    return KZItemAttributes::readSmallFileAt(dirfd, name, kCap, content, fm);
-}
-
-// The name of a directorysizes line: "size mtime percent-encoded-name".
-QByteArray directorySizesName(const QByteArray &line)
-{
-    const qsizetype first = line.indexOf(' ');
-    const qsizetype second = first < 0 ? -1 : line.indexOf(' ', first + 1);
-    return second < 0 ? QByteArray() : QByteArray::fromPercentEncoding(line.mid(second + 1));
 }
 
 QByteArray realPath(const QByteArray &path)
@@ -376,47 +358,10 @@ int KZTrashFolder::forgetItems(int rootfd, const QByteArrayList &names, KZFileMa
 
 bool KZTrashFolder::dropDirectorySizes(int rootfd, const QByteArrayList &names, KZFileManager &fm)
 {
-    QByteArray content;
-    if (!readFileAt(rootfd, "directorysizes", &content, fm))
-        return false;
-    const QSet<QByteArray> gone(names.begin(), names.end());
-    QByteArray kept;
-    bool dropped = false;
-    for (const QByteArray &line : content.split('\n')) {
-        if (line.isEmpty())
-            continue;
-        if (gone.contains(directorySizesName(line))) {
-            dropped = true;
-            continue;
-        }
-        kept += line + '\n';
-    }
-    if (!dropped)
-        return false;
-    // Unique per process and call, so two erases in one process never share a temporary.
-    static std::atomic<quint64> s_serial{0};
-    const QByteArray temporary = "directorysizes.binwise-" + QByteArray::number(::getpid()) + "-"
-                                 + QByteArray::number(++s_serial);
-    const KZFileDescriptor out(fm.openat(rootfd, temporary.constData(),
-                                         O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC,
-                                         0600));
-    if (!out.isValid())
-        return false;
-    qsizetype written = 0;
-    while (written < kept.size()) {
-        const ssize_t n
-            = fm.write(out.get(), kept.constData() + written, size_t(kept.size() - written));
-        if (n <= 0) {
-            fm.unlinkat(rootfd, temporary.constData(), 0);
-            return false;
-        }
-        written += n;
-    }
-    if (fm.renameat(rootfd, temporary.constData(), rootfd, "directorysizes") != 0) {
-        fm.unlinkat(rootfd, temporary.constData(), 0);
-        return false;
-    }
-    return true;
+    const KZDirectorySizes::Lines lines = KZDirectorySizes::read(rootfd);
+    const bool any = std::any_of(names.begin(), names.end(),
+                                 [&](const QByteArray &name) { return lines.contains(name); });
+    return any && KZDirectorySizes::update(fm, rootfd, {}, names);
 }
 
 int KZTrashFolder::removeOrphanedTrashInfo(const QUrl &filesURL, KZFileManager &fm)
@@ -469,15 +414,12 @@ int KZTrashFolder::removeOrphanedTrashInfo(const QUrl &filesURL, KZFileManager &
 
     // Size-cache lines of folders that are no longer there.
     QByteArrayList vanished;
-    QByteArray sizes;
-    if (readFileAt(rootfd.get(), "directorysizes", &sizes, fm)) {
-        for (const QByteArray &line : sizes.split('\n')) {
-            const QByteArray name = directorySizesName(line);
-            if (!name.isEmpty() && !itemExists(name))
-                vanished.append(name);
-        }
+    const KZDirectorySizes::Lines lines = KZDirectorySizes::read(rootfd.get());
+    for (auto it = lines.cbegin(); it != lines.cend(); ++it) {
+        if (!itemExists(it.key()))
+            vanished.append(it.key());
     }
     if (!vanished.isEmpty())
-        dropDirectorySizes(rootfd.get(), vanished, fm);
+        KZDirectorySizes::update(fm, rootfd.get(), {}, vanished);
     return removed;
 }

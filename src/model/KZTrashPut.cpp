@@ -1,8 +1,10 @@
 #include "KZTrashPut.h"
 
+#include "KZDirectorySizes.h"
 #include "KZPath.h"
 #include "KZTrashFolder.h"
 #include "KZTrashInfo.h"
+#include "KZTrashSizes.h"
 #include "protocol/KZFileDescriptor.h"
 
 #include <fcntl.h>
@@ -110,8 +112,19 @@ QByteArray KZTrashPut::infoFileText(const QByteArray &pathInInfo, const QDateTim
 
 void KZTrashPut::noteFolderSize(int rootfd, const QByteArray &trashedName)
 {
-    Q_UNUSED(rootfd);
-    Q_UNUSED(trashedName);
+    const KZFileDescriptor filesfd(
+        m_fileManager.openat(rootfd, "files", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC, 0));
+    const QByteArray infoName = "info/" + trashedName + KZTrashInfo::kFileSuffix;
+    struct statx info = {};
+    if (!filesfd.isValid()
+        || m_fileManager.statx(rootfd, infoName.constData(), AT_SYMLINK_NOFOLLOW, STATX_MTIME,
+                               &info)
+               != 0)
+        return;
+    if (const std::optional<quint64> size
+        = KZTrashSizes::diskUsageOfFolder(filesfd.get(), trashedName))
+        KZDirectorySizes::recordFolder(m_fileManager, rootfd, trashedName, *size,
+                                       qint64(info.stx_mtime.tv_sec));
 }
 
 bool KZTrashPut::checkItem(const QByteArray &path, KZError *error) const

@@ -42,10 +42,10 @@ public:
                                                  const QDateTime &deletionDate);
 
 protected:
-    // Called once a folder has gone into the Trash ROOT open as rootfd under trashedName:
-    // where the folder's line of ROOT/directorysizes is recorded, which KZDirectorySizes
-    // writes. Does nothing here.
-    virtual void noteFolderSize(int rootfd, const QByteArray &trashedName);
+    // Once a folder has gone into the Trash ROOT open as rootfd under trashedName: records its
+    // line in ROOT/directorysizes, as the freedesktop.org Trash asks of whoever trashes a
+    // folder. The put is done whatever happens here; a line left unwritten is measured later.
+    void noteFolderSize(int rootfd, const QByteArray &trashedName);
 
 private:
     struct Checked

@@ -11,6 +11,7 @@
 #include "model/KZPath.h"
 #include "model/KZTrashFolder.h"
 #include "model/KZTrashInfo.h"
+#include "model/KZTrashSizes.h"
 #include "protocol/KZFileDescriptor.h"
 
 #include <QHash>
@@ -173,6 +174,7 @@ void KZSmartWindowCntrl::showWindowWithDict(const QList<KZTrashLocation> &record
                     for (auto &item : itemsOfTrash(other, volume.get(), *tree))
                         volume->children.push_back(std::move(item));
                 }
+                useCachedSizes(*volume);
                 tree->trashes.push_back(std::move(volume));
             }
             QMetaObject::invokeMethod(
@@ -358,12 +360,35 @@ void KZSmartWindowCntrl::addSize(quint64 size, KZVolumeNode *parentDict)
     parentDict->size.fetch_add(size);
 }
 
+void KZSmartWindowCntrl::useCachedSizes(KZVolumeNode &volume)
+{
+    // One look at each Trash's records; a folder found there has its size before the window
+    // shows, and no gatherer walks it again.
+    QHash<QByteArray, QHash<QByteArray, KZTrashSizes::Figures>> byFolder;
+    for (const auto &item : volume.children) {
+        if (!item->isDirectory)
+            continue;
+        const QByteArray path = KZPath::pathFromURL(item->itemURL);
+        const QByteArray folder = KZPath::parentPath(path);
+        auto figures = byFolder.find(folder);
+        if (figures == byFolder.end())
+            figures = byFolder.insert(folder,
+                                      KZTrashSizes::cachedFolderSizes(KZPath::urlFromPath(folder)));
+        const auto found = figures->constFind(KZPath::fileName(path));
+        if (found == figures->cend())
+            continue;
+        item->size.store(found->size);
+        item->sizeFromCache = true;
+        addSize(found->size, &volume);
+    }
+}
+
 void KZSmartWindowCntrl::startGatherers(const std::shared_ptr<KZTrashTree> &tree)
 {
     QList<KZItemNode *> folders;
     for (const auto &volume : tree->trashes) {
         for (const auto &item : volume->children) {
-            if (item->isDirectory)
+            if (item->isDirectory && !item->sizeFromCache)
                 folders.append(item.get());
         }
     }

@@ -141,6 +141,8 @@ public:
                  bool *folderMissing = nullptr);
     // Adds bytes to a volume's size. Any thread.
     static void addSize(quint64 size, KZVolumeNode *parentDict);
+    // Gives the volume's folders their recorded sizes where those still hold. Builder thread.
+    static void useCachedSizes(KZVolumeNode &volume);
 
 Q_SIGNALS:
     // Make the window key and bring it to the front.

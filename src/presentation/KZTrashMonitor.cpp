@@ -1,6 +1,7 @@
 #include "KZTrashMonitor.h"
 
 #include "model/KZPath.h"
+#include "model/KZTrashSizes.h"
 
 #include <QFile>
 #include <QLoggingCategory>
@@ -431,13 +432,13 @@ void KZTrashMonitor::measure(Trash &trash)
     const QByteArray files = trash.files;
     const quint64 generation = trash.generation;
     const std::shared_ptr<std::atomic<bool>> stopping = m_stopping;
-    const KZFilesUtilities *utilities = &m_utilities;
-    m_pool.start([this, url, files, generation, stopping, utilities] {
+    m_pool.start([this, url, files, generation, stopping] {
         if (stopping->load())
             return;
-        quint64 count = 0;
-        const quint64 size
-            = utilities->iterateFolderForSize(url, &count, stopping.get()).totalFileSize;
+        const KZTrashSizes::Measurement measurement
+            = KZTrashSizes::measureTrash(url, stopping.get());
+        const quint64 count = measurement.count;
+        const quint64 size = measurement.size;
         if (stopping->load())
             return;
         // Queued to this object: once the monitor is gone (it waits for this walk first), the

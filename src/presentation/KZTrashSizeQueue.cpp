@@ -1,6 +1,6 @@
 #include "KZTrashSizeQueue.h"
 
-#include "model/KZFilesUtilities.h"
+#include "model/KZTrashSizes.h"
 
 #include <QCoreApplication>
 #include <QPointer>
@@ -36,10 +36,12 @@ void KZTrashSizeQueue::measure(const KZTrashLocation &record, QObject *context, 
         // A volume may hold two Trash folders (two desktops used it): the row is both.
         quint64 count = 0;
         quint64 size = 0;
-        for (const QUrl &folder : record.trashURLs())
-            size += KZFilesUtilities::sharedControl()
-                        .iterateFolderForSize(folder, &count)
-                        .totalFileSize;
+        for (const QUrl &folder : record.trashURLs()) {
+            const KZTrashSizes::Measurement measured
+                = KZTrashSizes::measureTrash(folder, stopping.get());
+            size += measured.size;
+            count += measured.count;
+        }
         if (stopping->load())
             return;
         QMetaObject::invokeMethod(

@@ -46,6 +46,9 @@ struct KZItemNode
     bool hasSize = false;     // a file whose size could not be read has none
     // Allocated bytes; a folder's stays 0 until its gatherer ends.
     std::atomic<quint64> size{0};
+    // A folder whose size was recorded by an earlier measurement and is still valid: it has
+    // its size from the start and no gatherer.
+    bool sizeFromCache = false;
 };
 
 // One volume's Trash: the location record it was made from, and its items.

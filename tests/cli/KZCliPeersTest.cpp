@@ -2,6 +2,7 @@
 // gio trash leave in the home Trash and on a mounted volume is listed, measured and emptied by
 // the real binwise executable, after which trash-list finds nothing left of it.
 #include "KZCliRunner.h"
+#include "model/KZDirectorySizes.h"
 #include "model/KZPath.h"
 
 #include <gtest/gtest.h>
@@ -137,6 +138,14 @@ TEST(CliPeers, WhatTrashCliAndGioPutIsListedMeasuredAndEmptiedByBinwise)
         EXPECT_EQ(quint64(record.value(QStringLiteral("itemsSize")).toInteger()), below.allocated)
             << str(files);
     }
+    // The list recorded each folder in its Trash's directorysizes; trash-cli reads on as before
+    // (gio's listing goes through gvfs, which does not read the file).
+    EXPECT_TRUE(KZDirectorySizes::parse(KZTestFiles::readFile(dataHome + "/Trash/directorysizes"))
+                    .contains("project"));
+    EXPECT_TRUE(KZDirectorySizes::parse(
+                    KZTestFiles::readFile(KZPath::parentPath(diskFiles) + "/directorysizes"))
+                    .contains("photos"));
+    EXPECT_EQ(peerListing().size(), 5) << str(peerListing().join('\n'));
 
     const KZCliResult items = cli.run({"items", "--json"});
     ASSERT_EQ(items.exitCode, 0) << str(items.err);

@@ -6,6 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include <QProcess>
+
+#include <sys/stat.h>
+
 #include <unistd.h>
 
 using namespace KZTestFiles;
@@ -66,6 +70,20 @@ TEST(TrashPut, InfoFirstUniqueNamesAndNothingLeftWhenTheMoveFails)
         EXPECT_EQ(readFile(files + '/' + expected), expected);
     }
     EXPECT_FALSE(exists(info + "/a.3.txt.trashinfo"));
+    EXPECT_FALSE(exists(dataHome + "/Trash/directorysizes")) << "files need no size line";
+
+    // A folder gets its directorysizes line: du -B1 of it, and its info file's time.
+    ASSERT_TRUE(makeFolders(work + "/tree/deep"));
+    ASSERT_TRUE(writeFile(work + "/tree/deep/data", QByteArray(20000, 'd')));
+    QProcess du;
+    du.start(QStringLiteral("du"), {QStringLiteral("-sB1"), QFile::decodeName(work + "/tree")});
+    ASSERT_TRUE(du.waitForFinished());
+    const QByteArray duSize = du.readAllStandardOutput().split('\t').value(0);
+    ASSERT_EQ(put.trashItemAtPath(work + "/tree", &error), files + "/tree");
+    struct stat infoStat = {};
+    ASSERT_EQ(::stat((info + "/tree.trashinfo").constData(), &infoStat), 0);
+    EXPECT_EQ(readFile(dataHome + "/Trash/directorysizes"),
+              duSize + ' ' + QByteArray::number(qint64(infoStat.st_mtime)) + " tree\n");
 
     // A move that fails leaves the item where it was and no info file.
     ASSERT_TRUE(writeFile(work + "/b.txt", "stays"));

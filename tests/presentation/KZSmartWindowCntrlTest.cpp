@@ -3,6 +3,8 @@
 #include "KZTestMount.h"
 #include "foundation/KZNotificationCenter.h"
 #include "model/KZFilesUtilities.h"
+#include "model/KZPath.h"
+#include "model/KZTrashSizes.h"
 #include "presentation/KZItemDataRoles.h"
 #include "presentation/KZSourceListModel.h"
 #include "presentation/KZTrashItemsModel.h"
@@ -424,4 +426,29 @@ TEST_F(SmartWindow, AVolumeWithoutATrashFolderShowsEmptyAndDimmedAndNothingIsMad
     cntrl->windowWillClose();
     EXPECT_FALSE(KZTestFiles::exists(wouldBe.root()));
     EXPECT_FALSE(KZTestFiles::exists(without + "/.Trash"));
+}
+
+TEST_F(SmartWindow, FoldersMeasuredBeforeHaveTheirSizesAtOnceAndNoGatherer)
+{
+    trash.addFolder("measured", {"a", "b/c"});
+    KZTestFiles::writeFile(trash.itemPath("measured") + "/a", QByteArray(30000, 'a'));
+    trash.addFolder("new", {"x"});
+    const KZTrashSizes::Measurement before = KZTrashSizes::measureTrash(trash.filesURL());
+    ASSERT_EQ(before.walkedFolders, 2u);
+    const quint64 recorded = KZTestFiles::allocatedBelow(trash.itemPath("measured"));
+    // Grown below its top level: only a walk would see it, so the recorded size shows.
+    KZTestFiles::writeFile(trash.itemPath("measured") + "/b/grown", QByteArray(50000, 'g'));
+    // A folder changed directly is walked again.
+    KZTestFiles::writeFile(trash.itemPath("new") + "/y", QByteArray(8000, 'y'));
+
+    open({trash.location(u"Home"_s)});
+    const KZItemNode *measured = cntrl->itemAt(rowNamed("measured"));
+    ASSERT_NE(measured, nullptr);
+    EXPECT_TRUE(measured->sizeFromCache);
+    EXPECT_EQ(measured->size.load(), recorded);
+    ASSERT_TRUE(waitForSizes());
+    EXPECT_EQ(measured->size.load(), recorded);
+    const KZItemNode *walked = cntrl->itemAt(rowNamed("new"));
+    EXPECT_FALSE(walked->sizeFromCache);
+    EXPECT_EQ(walked->size.load(), KZTestFiles::allocatedBelow(trash.itemPath("new")));
 }

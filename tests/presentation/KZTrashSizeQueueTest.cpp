@@ -8,6 +8,7 @@
 #include <QTest>
 
 #include <memory>
+#include <optional>
 
 namespace {
 
@@ -56,4 +57,28 @@ TEST(TrashSizeQueue, ReportsOnTheMainThreadAndNeverToAContextThatWent)
     queue.waitForDone();
     QCoreApplication::processEvents();
     EXPECT_FALSE(calledAfterDestruction);
+}
+
+TEST(TrashSizeQueue, ATrashMeasuredBeforeReportsItsRecordedSizes)
+{
+    KZTestSandbox sandbox;
+    KZTestTrash trash = KZTestTrash::home();
+    trash.addFolder("folder", {"a", "b/c"});
+    KZTestFiles::writeFile(trash.itemPath("folder") + "/a", QByteArray(20000, 'a'));
+    KZTrashSizeQueue queue;
+    QObject context;
+    std::optional<std::pair<quint64, quint64>> reported;
+    const auto measure = [&] {
+        reported.reset();
+        queue.measure(record(trash), &context,
+                      [&](quint64 size, quint64 count) { reported = std::make_pair(size, count); });
+        return QTest::qWaitFor([&] { return reported.has_value(); });
+    };
+    ASSERT_TRUE(measure());
+    const auto first = *reported;
+    EXPECT_EQ(first.first, KZTestFiles::allocatedBelow(trash.files()));
+    // Grown below its top level: a walk would see it, the record does not.
+    KZTestFiles::writeFile(trash.itemPath("folder") + "/b/grown", QByteArray(40000, 'g'));
+    ASSERT_TRUE(measure());
+    EXPECT_EQ(*reported, first);
 }
