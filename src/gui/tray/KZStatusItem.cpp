@@ -200,7 +200,7 @@ void KZStatusItem::setupStatusMenu(std::function<void(bool shown)> done)
     connect(m_trayIcon.get(), &QSystemTrayIcon::activated, this, &KZStatusItem::activated);
     qApp->installEventFilter(this);
     validateMainMenu();
-    m_trayWaited = 0;
+    m_trayClock.start();
     waitForTray();
 }
 
@@ -223,13 +223,13 @@ void KZStatusItem::waitForTray()
         Q_EMIT restartForTrayHost();
         return;
     }
-    if (m_trayWaited >= m_trayWaitMs) {
+    // Measured, not counted in polls: a coarse timer may fire a little early.
+    if (m_trayClock.elapsed() >= m_trayWaitMs) {
         m_trayWait.stop();
         if (m_done)
             std::exchange(m_done, {})(false);
         return;
     }
-    m_trayWaited += kTrayPollMs;
     if (!m_trayWait.isActive())
         m_trayWait.start();
 }

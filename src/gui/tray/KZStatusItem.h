@@ -3,6 +3,7 @@
 #include "KZTrayPanel.h"
 #include "presentation/KZStatusMenuFace.h"
 
+#include <QElapsedTimer>
 #include <QList>
 #include <QObject>
 #include <QPointer>
@@ -77,7 +78,7 @@ private:
     KZBinwise *m_controller = nullptr;
     int m_trayWaitMs;
     QTimer m_trayWait;
-    int m_trayWaited = 0;
+    QElapsedTimer m_trayClock;
     bool m_mayRestart = false;
     std::function<void(bool)> m_done;
     std::unique_ptr<QMenu> m_menu;
