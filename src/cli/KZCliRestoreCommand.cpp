@@ -90,11 +90,10 @@ int KZCliRestoreCommand::run()
             // As typed, or with the folders above resolved, as binwise put records it.
             const QByteArray path = KZCliTrashes::absolutePath(given);
             from = newestItemFrom(path);
-            char *real = from ? nullptr : ::realpath(KZPath::parentPath(path).constData(), nullptr);
-            if (real) {
+            const QByteArray real
+                = from ? QByteArray() : KZPath::realPath(KZPath::parentPath(path));
+            if (!real.isEmpty())
                 from = newestItemFrom(KZPath::join(real, KZPath::fileName(path)));
-                ::free(real);
-            }
         }
         if (from) {
             if (!items.contains(*from))

@@ -23,14 +23,6 @@ QString shown(const QByteArray &bytes)
     return KZPath::escapedDisplayString(bytes);
 }
 
-QByteArray realPathOf(const QByteArray &path)
-{
-    char resolved[PATH_MAX];
-    if (!::realpath(path.constData(), resolved))
-        return {};
-    return QByteArray(resolved);
-}
-
 QByteArray workingFolder()
 {
     QByteArray buffer(PATH_MAX, Qt::Uninitialized);
@@ -88,7 +80,7 @@ bool KZCliTrashes::selectVolumes(const QByteArrayList &volumes, QList<KZTrashLoc
         // A mount point names one volume; a name may be shared by several (two disks with
         // the same label), and guessing which one to empty is not ours to do.
         const QByteArray asPath = volume.startsWith('/') ? withoutTrailingSlashes(volume) : "";
-        const QByteArray realPath = asPath.isEmpty() ? QByteArray() : realPathOf(asPath);
+        const QByteArray realPath = asPath.isEmpty() ? QByteArray() : KZPath::realPath(asPath);
         QList<qsizetype> byName;
         std::optional<qsizetype> byMountPoint;
         for (qsizetype i = 0; i < all.size(); ++i) {
@@ -128,7 +120,7 @@ bool KZCliTrashes::itemsToErase(const QByteArrayList &paths, QList<QUrl> *items,
     QSet<QByteArray> trashFolders;
     for (const KZTrashLocation &location : locations()) {
         for (const QUrl &trashURL : location.trashURLs()) {
-            const QByteArray real = realPathOf(KZPath::pathFromURL(trashURL));
+            const QByteArray real = KZPath::realPath(KZPath::pathFromURL(trashURL));
             if (!real.isEmpty())
                 trashFolders.insert(real);
         }
@@ -157,7 +149,7 @@ bool KZCliTrashes::itemsToErase(const QByteArrayList &paths, QList<QUrl> *items,
             return refuse(QStringLiteral("is not an item in a Trash"));
         // The folder holding the item is resolved; the item itself is not, so that a link in
         // the Trash is erased as a link and never leads anywhere else.
-        const QByteArray parent = realPathOf(KZPath::parentPath(path));
+        const QByteArray parent = KZPath::realPath(KZPath::parentPath(path));
         const KZFileDescriptor parentfd(
             parent.isEmpty() ? -1 : ::open(parent.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
         struct stat st = {};
@@ -219,7 +211,7 @@ KZCliTrashes::TrashItem KZCliTrashes::describeItem(const QUrl &url)
         m_volumeOfTrash.emplace();
         for (const KZTrashLocation &location : locations()) {
             for (const QUrl &trashURL : location.trashURLs()) {
-                const QByteArray real = realPathOf(KZPath::pathFromURL(trashURL));
+                const QByteArray real = KZPath::realPath(KZPath::pathFromURL(trashURL));
                 if (!real.isEmpty())
                     m_volumeOfTrash->insert(real, location.volumeName);
             }

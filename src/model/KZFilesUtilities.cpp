@@ -55,16 +55,6 @@ QString decodeUdevName(const QByteArray &name)
     return QString::fromUtf8(out);
 }
 
-QByteArray realPathOf(const QByteArray &path)
-{
-    char *resolved = ::realpath(path.constData(), nullptr);
-    if (!resolved)
-        return {};
-    QByteArray out(resolved);
-    ::free(resolved);
-    return out;
-}
-
 // The nearest part of path that exists, so that a vanished item still finds its volume.
 QByteArray existingAncestor(QByteArray path)
 {
@@ -141,7 +131,7 @@ QString KZFilesUtilities::volumeNameForMount(const KZMountEntry &mount) const
     const QByteArray &labels = m_roots.labelDirectory;
     if (DIR *dir = labels.isEmpty() ? nullptr : ::opendir(labels.constData())) {
         const QByteArray source
-            = mount.source.startsWith('/') ? realPathOf(mount.source) : QByteArray();
+            = mount.source.startsWith('/') ? KZPath::realPath(mount.source) : QByteArray();
         QString label;
         while (const dirent *entry = ::readdir(dir)) {
             const QByteArray name(entry->d_name);
@@ -151,7 +141,8 @@ QString KZFilesUtilities::volumeNameForMount(const KZMountEntry &mount) const
             struct stat st = {};
             if (::stat(link.constData(), &st) != 0 || !S_ISBLK(st.st_mode))
                 continue;
-            if (st.st_rdev == mount.device || (!source.isEmpty() && realPathOf(link) == source)) {
+            if (st.st_rdev == mount.device
+                || (!source.isEmpty() && KZPath::realPath(link) == source)) {
                 label = decodeUdevName(name);
                 break;
             }

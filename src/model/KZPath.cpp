@@ -1,6 +1,7 @@
 #include "KZPath.h"
 
 #include <climits>
+#include <cstdlib>
 
 #include <QStringDecoder>
 
@@ -111,5 +112,15 @@ QString KZPath::escapedDisplayString(const QByteArray &bytes)
             }
         }
     }
+    return out;
+}
+
+QByteArray KZPath::realPath(const QByteArray &path)
+{
+    char *resolved = ::realpath(path.constData(), nullptr);
+    if (!resolved)
+        return {};
+    QByteArray out(resolved);
+    ::free(resolved);
     return out;
 }

@@ -32,4 +32,7 @@ public:
     // (line feed, carriage return, tab, and the other C0 controls) are written as \n, \r, \t
     // or \xHH, invalid UTF-8 bytes as \xHH, and a backslash as "\\".
     [[nodiscard]] static QString escapedDisplayString(const QByteArray &bytes);
+    // path with every link and "." or ".." resolved (realpath(3)); empty when some part of it
+    // does not exist or cannot be reached.
+    [[nodiscard]] static QByteArray realPath(const QByteArray &path);
 };

@@ -81,16 +81,6 @@ bool isAllDigits(const QByteArray &text)
     return true;
 }
 
-QByteArray realPath(const QByteArray &path)
-{
-    char *resolved = ::realpath(path.constData(), nullptr);
-    if (!resolved)
-        return path;
-    QByteArray out(resolved);
-    ::free(resolved);
-    return out;
-}
-
 } // namespace
 
 QByteArray KZTrashFolder::dataHomeFromEnvironment()
@@ -308,7 +298,8 @@ std::optional<QByteArray> KZTrashFolder::trashRootOfFilesFolder(const QByteArray
     if (isAllDigits(rootName) && KZPath::fileName(KZPath::parentPath(root)) == ".Trash")
         return root;
     if (rootName == "Trash" && !dataHome.isEmpty()
-        && root == KZPath::join(realPath(dataHome), "Trash"))
+        && (root == KZPath::join(dataHome, "Trash")
+            || root == KZPath::join(KZPath::realPath(dataHome), "Trash")))
         return root;
     return std::nullopt;
 }

@@ -22,16 +22,6 @@ constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 // Enough for any sensible number of items of one name; a Trash that holds them all is broken.
 constexpr int kMaximumAttempts = 100000;
 
-QByteArray realPathOf(const QByteArray &path)
-{
-    char *resolved = ::realpath(path.constData(), nullptr);
-    if (!resolved)
-        return {};
-    QByteArray out(resolved);
-    ::free(resolved);
-    return out;
-}
-
 QString shown(const QByteArray &path)
 {
     return KZPath::escapedDisplayString(path);
@@ -153,7 +143,7 @@ bool KZTrashPut::check(const QByteArray &given, Checked *checked, KZError *error
     }
     // The folders above are resolved; the item itself is not, so that a link goes into the
     // Trash as a link and whatever it points to stays.
-    const QByteArray parent = realPathOf(KZPath::parentPath(path));
+    const QByteArray parent = KZPath::realPath(KZPath::parentPath(path));
     const KZFileDescriptor parentfd(
         parent.isEmpty() ? -1 : ::open(parent.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     struct statx folder = {};
@@ -185,7 +175,7 @@ bool KZTrashPut::check(const QByteArray &given, Checked *checked, KZError *error
 
     // A Trash is never put into a Trash, nor anything in one: erase or restore it instead.
     QByteArrayList homeRoots{KZPath::join(m_dataHome, "Trash")};
-    const QByteArray realDataHome = realPathOf(m_dataHome);
+    const QByteArray realDataHome = KZPath::realPath(m_dataHome);
     if (!realDataHome.isEmpty())
         homeRoots.append(KZPath::join(realDataHome, "Trash"));
     const QString inside = QStringLiteral("is in a Trash; use binwise restore or binwise erase "

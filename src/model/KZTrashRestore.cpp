@@ -32,16 +32,6 @@ constexpr int kMaximumNumber = 10000;
 constexpr unsigned kStatMask
     = STATX_TYPE | STATX_MODE | STATX_UID | STATX_GID | STATX_ATIME | STATX_MTIME | STATX_SIZE;
 
-QByteArray realPathOf(const QByteArray &path)
-{
-    char *resolved = ::realpath(path.constData(), nullptr);
-    if (!resolved)
-        return {};
-    QByteArray out(resolved);
-    ::free(resolved);
-    return out;
-}
-
 QString shown(const QByteArray &path)
 {
     return KZPath::escapedDisplayString(path);
@@ -170,7 +160,7 @@ KZTrashRestore::Result KZTrashRestore::restoreItemAtPath(const QByteArray &itemP
 {
     Result result;
     const QByteArray name = KZPath::fileName(itemPath);
-    const QByteArray filesFolder = realPathOf(KZPath::parentPath(itemPath));
+    const QByteArray filesFolder = KZPath::realPath(KZPath::parentPath(itemPath));
     const std::optional<QByteArray> root
         = filesFolder.isEmpty() || name.isEmpty()
               ? std::nullopt
@@ -213,7 +203,7 @@ KZTrashRestore::Result KZTrashRestore::restoreItemAtPath(const QByteArray &itemP
     QByteArray folder;
     QByteArray wanted;
     if (!options.toFolder.isEmpty()) {
-        folder = realPathOf(options.toFolder);
+        folder = KZPath::realPath(options.toFolder);
         wanted = result.originalPath.isEmpty() ? name : KZPath::fileName(result.originalPath);
         dstfd.reset(folder.isEmpty() ? -1
                                      : m_fileManager.openat(AT_FDCWD, folder.constData(),

@@ -33,22 +33,10 @@ using KZTestFiles::writeFile;
 namespace {
 
 using KZTestFiles::allocatedBelow;
+using KZTestFiles::chownTree;
 using KZTestFiles::namesIn;
 
 constexpr uid_t kUser = KZTestUser::kNobody;
-
-uid_t s_owner = 0;
-bool chownTree(const QByteArray &path, uid_t uid)
-{
-    s_owner = uid;
-    return ::nftw(
-               path.constData(),
-               [](const char *item, const struct stat *, int, struct FTW *) {
-                   return ::lchown(item, s_owner, s_owner);
-               },
-               16, FTW_PHYS)
-           == 0;
-}
 
 // What chmod -R a-w leaves (an unpacked archive, a Go module cache).
 bool takeWriteAway(const QByteArray &path)

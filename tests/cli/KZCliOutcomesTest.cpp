@@ -20,6 +20,7 @@
 #include <ftw.h>
 #include <unistd.h>
 
+using KZTestFiles::chownTree;
 using KZTestFiles::exists;
 using KZTestFiles::namesIn;
 using KZTestFiles::writeFile;
@@ -29,19 +30,6 @@ namespace {
 constexpr uid_t kUser = KZTestUser::kNobody;
 // Entries of the folder erased first, to give the test time to take "vanishing" away.
 constexpr qint64 kMany = 30000;
-
-uid_t s_owner = 0;
-bool chownTree(const QByteArray &path, uid_t uid)
-{
-    s_owner = uid;
-    return ::nftw(
-               path.constData(),
-               [](const char *item, const struct stat *, int, struct FTW *) {
-                   return ::lchown(item, s_owner, s_owner);
-               },
-               16, FTW_PHYS)
-           == 0;
-}
 
 QJsonObject documentOf(const QByteArray &out)
 {

@@ -20,20 +20,6 @@ using namespace KZTestFiles;
 
 namespace {
 
-uid_t s_owner = 0;
-
-bool chownTree(const QByteArray &path, uid_t uid)
-{
-    s_owner = uid;
-    return ::nftw(
-               path.constData(),
-               [](const char *item, const struct stat *, int, struct FTW *) {
-                   return ::lchown(item, s_owner, s_owner);
-               },
-               16, FTW_PHYS)
-           == 0;
-}
-
 // The first record's itemsCount and itemsSize of "binwise list --json".
 std::pair<qint64, qint64> listed(KZCliRunner &cli)
 {

@@ -184,6 +184,19 @@ QByteArrayList namesIn(const QByteArray &folder)
     return names;
 }
 
+bool chownTree(const QByteArray &path, uid_t uid)
+{
+    static uid_t owner;
+    owner = uid;
+    return ::nftw(
+               path.constData(),
+               [](const char *item, const struct stat *, int, struct FTW *) {
+                   return ::lchown(item, owner, owner);
+               },
+               16, FTW_PHYS)
+           == 0;
+}
+
 quint64 allocatedBelow(const QByteArray &path)
 {
     static quint64 total;

@@ -6,6 +6,8 @@
 #include <QByteArrayList>
 #include <QUrl>
 
+#include <sys/types.h>
+
 // A freedesktop.org Trash folder built for a test: ROOT/files, ROOT/info and, on demand,
 // ROOT/directorysizes. ROOT may be the sandbox's home Trash or TOP/.Trash-$uid on any folder.
 class KZTestTrash
@@ -53,6 +55,8 @@ bool makeFolders(const QByteArray &path);
 [[nodiscard]] QByteArrayList namesIn(const QByteArray &folder);
 // Allocated bytes of everything below path that is not a folder, as du counts them.
 [[nodiscard]] quint64 allocatedBelow(const QByteArray &path);
+// Gives path and everything below it (links themselves, not followed) to uid and its group.
+bool chownTree(const QByteArray &path, uid_t uid);
 // Sets or clears the immutable flag (root only). An RAII guard below clears it again.
 bool setImmutable(const QByteArray &path, bool on);
 
