@@ -3,6 +3,7 @@
 #include "KZCliApplication.h"
 #include "erase/KZBWAlert.h"
 #include "erase/KZDeleteItems.h"
+#include "format/KZLocalizedStrings.h"
 
 #include <unistd.h>
 
@@ -65,7 +66,11 @@ std::optional<KZAlertResponse> KZCliAlertBackend::scripted(const KZAlertRequest 
 
 void KZCliAlertBackend::say(const KZAlertRequest &request, int answer, const QString &because) const
 {
-    const QString title = request.buttons.value(answer - KZAlertFirstButtonReturn);
+    QString title = request.buttons.value(answer - KZAlertFirstButtonReturn);
+    // Without the helper the question shows Skip alone; an erase asked for on the command
+    // line is still tried with the user's own rights.
+    if (title.isEmpty() && answer == KZAlertSecondButtonReturn)
+        title = KZLocalizedString(QStringLiteral("erase"));
     KZCliApplication::writeTo(
         STDERR_FILENO,
         QStringLiteral("%1\n  -> %2 (%3)\n").arg(request.messageText, title, because).toUtf8());

@@ -331,8 +331,11 @@ int KZCliEraseCommand::run()
 
     KZDeleteItems &engine = KZDeleteItems::sharedControl();
     // Someone at a terminal is asked about locked and protected items even without a helper
-    // (skip is then the only answer); a script keeps its own --locked/--no-permission.
-    engine.setAsksWithoutHelper(isatty(STDIN_FILENO) == 1);
+    // (skip is then the only answer), and --locked/--no-permission answer that question: so a
+    // skip asked for is reported as the user's skip, not as the missing helper's doing.
+    const bool atTerminal = isatty(STDIN_FILENO) == 1;
+    engine.setAsksWithoutHelper(atTerminal || m_options.locked != KZCommandLine::Answer::Ask,
+                                atTerminal || m_options.noPermission != KZCommandLine::Answer::Ask);
     engine.setProgressDisplayFactory(
         [bar](KZProgressUI *) { return std::make_unique<KZTerminalProgress>(bar); });
     if (m_options.json) {
@@ -375,7 +378,8 @@ int KZCliEraseCommand::run()
     tell(summaryText(summary, left, m_requested.size()).toUtf8() + '\n');
     if (m_outcomes)
         KZCliApplication::writeTo(STDOUT_FILENO, m_outcomes->json(&summary));
-    if (summary.stoppedByUser || interrupt.received() != 0)
+    // A Ctrl-C that came after the last item was gone stopped nothing.
+    if (summary.stoppedByUser || (interrupt.received() != 0 && !left.isEmpty()))
         return KZCliApplication::Cancelled;
     return left.isEmpty() && !hasReasons(summary) ? KZCliApplication::Done
                                                   : KZCliApplication::NotAllErased;

@@ -354,9 +354,10 @@ void KZDeleteItems::setProgressDisplayFactory(KZProgressUI::DisplayFactory facto
     m_displayFactory = std::move(factory);
 }
 
-void KZDeleteItems::setAsksWithoutHelper(bool asks)
+void KZDeleteItems::setAsksWithoutHelper(bool locked, bool noPermission)
 {
-    m_asksWithoutHelper = asks;
+    m_asksLockedWithoutHelper = locked;
+    m_asksNoPermissionWithoutHelper = noPermission;
 }
 
 void KZDeleteItems::setItemOutcomeObserver(KZItemOutcome::Observer observer)
@@ -1060,7 +1061,7 @@ bool KZDeleteItems::checkForLockedFile(Item &item)
     }
     if (!item.st || !isLocked(*item.st))
         return true;
-    if (!m_isHelperAuthorized && !m_asksWithoutHelper) {
+    if (!m_isHelperAuthorized && !m_asksLockedWithoutHelper) {
         ++m_notErasedCount;
         ++m_lockedWithoutHelperCount;
         report(item.path, KZItemOutcome::Kind::LockedWithoutHelper);
@@ -1114,7 +1115,7 @@ bool KZDeleteItems::permissionsCheck(Item &item, bool checkForNoPermissions)
 {
     if (checkForNoPermissions && checkPermissionsAt(item, m_euid))
         return true;
-    if (!m_isHelperAuthorized && !m_asksWithoutHelper) {
+    if (!m_isHelperAuthorized && !m_asksNoPermissionWithoutHelper) {
         ++m_notErasedCount;
         ++m_noPermissionWithoutHelperCount;
         report(item.path, KZItemOutcome::Kind::NoPermissionWithoutHelper);

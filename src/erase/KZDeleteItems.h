@@ -109,10 +109,12 @@ public:
     // none by default. Main thread.
     void setProgressDisplayFactory(KZProgressUI::DisplayFactory factory);
 
-    // Whether locked items and items without permission are asked about when no helper is
-    // available (a terminal asks; the desktop counts them without a question). The question
-    // then offers skip alone and says why. Main thread, between jobs.
-    void setAsksWithoutHelper(bool asks);
+    // Whether locked items (locked) and items without permission (noPermission) are asked
+    // about when no helper is available (a terminal asks, and a standing answer of the command
+    // line is given as one; the desktop counts them without a question). The question then
+    // offers skip alone and says why, and a skip counts as the user's. Main thread, between
+    // jobs.
+    void setAsksWithoutHelper(bool locked, bool noPermission);
 
     // Told what became of every entry of later jobs, as it is decided (see KZItemOutcome);
     // nothing by default. Main thread, between jobs.
@@ -313,7 +315,8 @@ private:
     std::optional<QByteArrayList> m_notTrashed;
 
     std::atomic<quint64> m_otherErrorCount{0};
-    bool m_asksWithoutHelper = false;
+    bool m_asksLockedWithoutHelper = false;
+    bool m_asksNoPermissionWithoutHelper = false;
     KZItemOutcome::Observer m_outcomeObserver;
     std::atomic<quint64> m_lockedWithoutHelperCount{0};
     std::atomic<quint64> m_noPermissionWithoutHelperCount{0};

@@ -286,6 +286,19 @@ QByteArrayList KZTrashFolder::existingVolumeTrashFilesFolders(const QByteArray &
     return found;
 }
 
+bool KZTrashFolder::isVolumeTrashName(const QByteArray &name)
+{
+    if (name == ".Trash")
+        return true;
+    if (!name.startsWith(".Trash-") || name.size() == 7)
+        return false;
+    for (qsizetype i = 7; i < name.size(); ++i) {
+        if (name[i] < '0' || name[i] > '9')
+            return false;
+    }
+    return true;
+}
+
 std::optional<QByteArray> KZTrashFolder::trashRootOfFilesFolder(const QByteArray &realFolder,
                                                                 const QByteArray &dataHome)
 {

@@ -47,6 +47,9 @@ public:
                                                                         KZError *error,
                                                                         KZFileManager &fileManager);
 
+    // Whether name is one a volume's Trash folder goes by: ".Trash" (the shared one, holding
+    // each user's) or ".Trash-$uid".
+    [[nodiscard]] static bool isVolumeTrashName(const QByteArray &name);
     // When realFolder (a path without symbolic links) is the files/ folder of a Trash, its
     // ROOT; otherwise nothing. dataHome decides which "Trash" folder is the home one.
     [[nodiscard]] static std::optional<QByteArray>

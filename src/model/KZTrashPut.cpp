@@ -41,20 +41,6 @@ QByteArray withoutTrailingSlashes(QByteArray path)
     return path;
 }
 
-// The folder names that make a volume's Trash: ".Trash" (the shared one) and ".Trash-$uid".
-bool isVolumeTrashName(const QByteArray &name)
-{
-    if (name == ".Trash")
-        return true;
-    if (!name.startsWith(".Trash-") || name.size() == 7)
-        return false;
-    for (qsizetype i = 7; i < name.size(); ++i) {
-        if (name[i] < '0' || name[i] > '9')
-            return false;
-    }
-    return true;
-}
-
 QByteArray nearestExisting(QByteArray path)
 {
     while (!path.isEmpty()) {
@@ -115,6 +101,26 @@ void KZTrashPut::noteFolderSize(int rootfd, const QByteArray &trashedName)
         = KZTrashSizes::diskUsageOfFolder(filesfd.get(), trashedName))
         KZDirectorySizes::recordFolder(m_fileManager, rootfd, trashedName, *size,
                                        qint64(info.stx_mtime.tv_sec));
+}
+
+QString KZTrashPut::whyNotMovable(int parentfd, const Checked &checked) const
+{
+    if (m_fileManager.faccessat(parentfd, ".", W_OK | X_OK, AT_EACCESS) != 0)
+        return QStringLiteral("you may not change the folder “%1” it is in")
+            .arg(shown(checked.realParent));
+    // Moving a folder to another parent rewrites its ".." entry.
+    if (checked.isFolder
+        && m_fileManager.faccessat(parentfd, checked.name.constData(), W_OK,
+                                   AT_EACCESS | AT_SYMLINK_NOFOLLOW)
+               != 0)
+        return QStringLiteral("it is a folder you may not change, and moving a folder changes it "
+                              "(make it writable first)");
+    struct statx folder = {};
+    if (m_fileManager.statx(parentfd, "", AT_EMPTY_PATH, STATX_MODE, &folder) == 0
+        && (folder.stx_mode & S_ISVTX))
+        return QStringLiteral("in “%1” only an item's owner may move it")
+            .arg(shown(checked.realParent));
+    return QStringLiteral("you may not move it");
 }
 
 bool KZTrashPut::checkItem(const QByteArray &path, KZError *error) const
@@ -196,7 +202,7 @@ bool KZTrashPut::check(const QByteArray &given, Checked *checked, KZError *error
     }
     const QByteArrayList components = full.mid(1).split('/');
     for (qsizetype i = 0; i < components.size(); ++i) {
-        if (!isVolumeTrashName(components.at(i)))
+        if (!KZTrashFolder::isVolumeTrashName(components.at(i)))
             continue;
         const bool last = i + 1 == components.size();
         *error
@@ -357,8 +363,7 @@ QByteArray KZTrashPut::trashItemAtPath(const QByteArray &path, KZError *error)
                 break;
             case EACCES:
             case EPERM:
-                why = QStringLiteral("you may not move it (no permission in “%1”)")
-                          .arg(shown(checked.realParent));
+                why = whyNotMovable(parentfd.get(), checked);
                 break;
             case EBUSY:
                 why = QStringLiteral("it is in use");

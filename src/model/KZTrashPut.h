@@ -55,6 +55,8 @@ private:
         bool isFolder = false;
     };
     [[nodiscard]] bool check(const QByteArray &path, Checked *checked, KZError *error) const;
+    // Why a move of the checked item out of parentfd was refused for want of rights.
+    [[nodiscard]] QString whyNotMovable(int parentfd, const Checked &checked) const;
 
     const KZFilesUtilities &m_utilities;
     QByteArray m_dataHome;

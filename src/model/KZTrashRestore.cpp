@@ -243,12 +243,14 @@ KZTrashRestore::Result KZTrashRestore::restoreItemAtPath(const QByteArray &itemP
     }
 
     // Items go back out of the Trash, never into one (where they would lie without an info
-    // file, or overwrite the Trash's own layout).
+    // file, or overwrite the Trash's own layout), nor into a volume's shared .Trash, where no
+    // program would ever list them and every user could read them.
     const QByteArray realFolder = KZTrashFolder::realPathOfDescriptor(dstfd.get(), m_fileManager);
     for (QByteArray prefix = realFolder; !prefix.isEmpty() && prefix != "/";
          prefix = KZPath::parentPath(prefix)) {
-        if (KZTrashFolder::trashRootOfFilesFolder(KZPath::join(prefix, "files"), m_dataHome)
-            == prefix) {
+        if (KZTrashFolder::isVolumeTrashName(KZPath::fileName(prefix))
+            || KZTrashFolder::trashRootOfFilesFolder(KZPath::join(prefix, "files"), m_dataHome)
+                   == prefix) {
             fail(&result, Outcome::Refused, EINVAL, realFolder,
                  QStringLiteral("“%1” was not put back: “%2” is in a Trash")
                      .arg(shown(item), shown(folder)));

@@ -192,6 +192,24 @@ TEST(CliOutcomes, EachRequestedItemHasItsOutcomeAndTheTotalsCountThem)
     EXPECT_EQ(total(again, "skippedNoPermission"), 1);
     EXPECT_EQ(namesIn(trash.files()).contains("another"), false);
 
+    // Skips asked for are the user's: said so, with no word of a helper or of authorization.
+    const KZCliResult skipped
+        = cli.run({"empty", "Work", "--yes", "--json", "--locked=skip", "--no-permission=skip"});
+    EXPECT_EQ(skipped.exitCode, 1) << str(skipped.err);
+    EXPECT_TRUE(skipped.err.contains("without permission skipped")) << str(skipped.err);
+    EXPECT_FALSE(skipped.err.contains("helper") || skipped.err.contains("authorized"))
+        << str(skipped.err);
+    const QHash<QString, QJsonObject> skips = itemsOf(documentOf(skipped.out));
+    EXPECT_TRUE(skips.value(QStringLiteral("root's folder"))
+                    .value(QStringLiteral("reason"))
+                    .toString()
+                    .contains(QStringLiteral("skip")))
+        << str(skipped.out);
+    if (lockable) {
+        EXPECT_EQ(skips.value(QStringLiteral("locked")).value(QStringLiteral("outcome")).toString(),
+                  QStringLiteral("skippedLocked"));
+    }
+
     // Nothing to erase is still one document, with nothing in it.
     const KZCliResult none
         = cli.run({"empty", "Work", "--yes", "--json", "--matching", "nothing*"});

@@ -18,6 +18,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using KZTestFiles::chownTree;
 using KZTestFiles::exists;
 using KZTestFiles::makeFolders;
 using KZTestFiles::namesIn;
@@ -356,8 +357,10 @@ TEST(CliPutRestore, RefusalsAndFailuresLoseNothing)
     EXPECT_TRUE(namesIn(home + "/elsewhere").isEmpty());
     EXPECT_EQ(readFile(files + "/plan.txt"), "plan");
     EXPECT_TRUE(exists(info + "/plan.txt.trashinfo"));
-    // Never into a Trash.
-    for (const QByteArray &into : {files, info, setup.dataHome + "/Trash"}) {
+    // Never into a Trash, nor into a volume's shared .Trash where nothing would list it.
+    ASSERT_TRUE(makeFolders(home + "/.Trash"));
+    for (const QByteArray &into :
+         {files, info, setup.dataHome + "/Trash", home + "/.Trash", home + "/.Trash-99"}) {
         result = cli.run({"restore", files + "/plan.txt", "--to", into});
         EXPECT_EQ(result.exitCode, 1) << str(into);
         EXPECT_TRUE(result.err.contains("is in a Trash")) << str(result.err);
@@ -441,11 +444,19 @@ TEST(CliPutRestore, AnOrdinaryUserPutsAndRestoresWithTheirOwnRights)
     const QByteArray roots = volume + "/root-only";
     ASSERT_TRUE(makeFolders(roots));
     ASSERT_TRUE(writeFile(roots + "/theirs.txt", "theirs"));
+    // The user's own folder, read-only (an unpacked archive): moving it would change its "..".
+    const QByteArray readOnly = volume + "/read-only";
+    ASSERT_TRUE(makeFolders(readOnly));
+    ASSERT_TRUE(chownTree(readOnly, user));
+    ASSERT_EQ(::chmod(readOnly.constData(), 0555), 0);
 
-    // The volume's Trash is made as the user's own, 0700.
-    KZCliResult result = cli.run({"put", mine, roots + "/theirs.txt"});
+    // The volume's Trash is made as the user's own, 0700. Each refusal says whose rights fail.
+    KZCliResult result = cli.run({"put", mine, roots + "/theirs.txt", readOnly});
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(result.err.contains("no permission")) << str(result.err);
+    EXPECT_TRUE(result.err.contains("may not change the folder “" + roots + "”"))
+        << str(result.err);
+    EXPECT_TRUE(result.err.contains("a folder you may not change")) << str(result.err);
+    EXPECT_TRUE(exists(readOnly));
     const QByteArray trash = volume + "/.Trash-" + QByteArray::number(user);
     struct stat st = {};
     ASSERT_EQ(::lstat(trash.constData(), &st), 0);
