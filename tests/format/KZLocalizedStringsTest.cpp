@@ -70,7 +70,7 @@ const Keys kKeys[] = {
          {"yes_btn", "no_btn", "okay_btn", "cancel_btn", "agree_btn", "disagree_btn",
           "dont_unistall_btn", "unistall_btn", "old_binwise_was_found",
           "old_binwise_was_found_mess", "Do not show me again"}),
-    Keys(S::kErrorsTable, 1, {"Busy_Plur"}),
+    Keys(S::kErrorsTable, 1, {"Busy_Plur", "login_item_error"}),
     Keys(S::kErrorsTable, 2, {"notErased_Sing", "log_write_error"}),
     Keys(S::kErrorsTable, 3, {"notErased_Plur"}),
     Keys(S::kCommonHelperTable, 0, {"Binwise is trying to erase with root authorization."}),

@@ -1,5 +1,6 @@
 #include "KZWelcomeCntrl.h"
 
+#include "erase/KZTUErrorDelegate.h"
 #include "format/KZLocalizedStrings.h"
 #include "foundation/KZUserDefaults.h"
 #include "presentation/KZBinwise.h"
@@ -243,9 +244,11 @@ void KZWelcomeCntrl::launchLoginAction()
 {
     const bool launch = m_loginLaunchCheck->isChecked();
     userDefaults().setValue(KZUserDefaults::kLaunchAtLogin, launch);
-    // An entry that cannot be written leaves the login item as it was; the preferences show
-    // the truth the next time they open.
-    (void)m_launchAtLogin.setupLaunchAtLogin(launch);
+    // An entry that cannot be written leaves the login item as it was, and the user is told;
+    // the preferences show the truth the next time they open.
+    if (!m_launchAtLogin.setupLaunchAtLogin(launch))
+        KZTUErrorDelegate::sharedControl().showError(QStringLiteral("login_item_error"), QString(),
+                                                     {m_launchAtLogin.autostartFile()});
 }
 
 void KZWelcomeCntrl::startUsingAction()

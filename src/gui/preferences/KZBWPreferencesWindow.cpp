@@ -2,6 +2,7 @@
 
 #include "KZHotKeyRecorder.h"
 #include "erase/KZDeleteItems.h"
+#include "erase/KZTUErrorDelegate.h"
 #include "format/KZLocalizedStrings.h"
 #include "foundation/KZNotificationCenter.h"
 #include "foundation/KZUserDefaults.h"
@@ -211,9 +212,12 @@ void KZBWPreferencesWindow::saveHotKey()
 
 void KZBWPreferencesWindow::setupLaunchAtLogin()
 {
-    // A login item that cannot be written stays as it was; the box keeps what the user wants.
-    (void)m_environment.launchAtLogin.setupLaunchAtLogin(
-        userDefaults().boolForKey(KZUserDefaults::kLaunchAtLogin));
+    // A login item that cannot be written stays as it was, and the user is told; the box keeps
+    // what the user wants.
+    if (!m_environment.launchAtLogin.setupLaunchAtLogin(
+            userDefaults().boolForKey(KZUserDefaults::kLaunchAtLogin)))
+        KZTUErrorDelegate::sharedControl().showError(QStringLiteral("login_item_error"), QString(),
+                                                     {m_environment.launchAtLogin.autostartFile()});
 }
 
 bool KZBWPreferencesWindow::isInstalledStartup() const

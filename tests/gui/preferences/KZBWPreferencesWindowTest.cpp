@@ -6,6 +6,8 @@
 #include "KZTestSandbox.h"
 #include "KZUrlRecorder.h"
 #include "erase/KZDeleteItems.h"
+#include "erase/KZScriptedAlertBackend.h"
+#include "erase/KZTUErrorDelegate.h"
 #include "foundation/KZNotificationCenter.h"
 #include "foundation/KZUserDefaults.h"
 #include "gui/preferences/KZHotKeyRecorder.h"
@@ -296,6 +298,26 @@ TEST_F(Preferences, DoneWritesOneValidAutostartEntryRestoreLeavesItAndDoneWithTh
     QTest::mouseClick(window->doneBtn(), Qt::LeftButton);
     EXPECT_FALSE(QFile::exists(autostartFile()));
     EXPECT_FALSE(window->isInstalledStartup());
+
+    // An autostart folder that cannot be made (a file stands in its place, which even root
+    // cannot write into): the box keeps the wish, and the user is told why nothing changed.
+    ASSERT_TRUE(QDir(autostartDir()).removeRecursively());
+    QFile blocker(autostartDir());
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    const auto script = std::make_shared<KZScriptedAlertBackend>();
+    KZTUErrorDelegate &presenter = KZTUErrorDelegate::sharedControl();
+    const std::shared_ptr<KZAlertBackend> previous = presenter.backend();
+    presenter.setBackend(script);
+    window->openWindowInModal(false);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
+    click(window->launchCheckBtn());
+    QTest::mouseClick(window->doneBtn(), Qt::LeftButton);
+    presenter.setBackend(previous);
+    EXPECT_TRUE(defaults.boolForKey(KZUserDefaults::kLaunchAtLogin));
+    ASSERT_EQ(script->shownIdentifiers(), QStringList{QStringLiteral("login_item_error")});
+    EXPECT_TRUE(script->shown().constFirst().request.messageText.contains(autostartFile()))
+        << script->shown().constFirst().request.messageText.toStdString();
 }
 
 TEST_F(Preferences, CheckForUpdatesOpensTheReleasesPageAndTheWindowSaysWhyHotKeysAreOff)
