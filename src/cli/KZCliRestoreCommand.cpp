@@ -7,6 +7,8 @@
 #include "model/KZTrashInfo.h"
 #include "model/KZTrashRestore.h"
 
+#include <sys/stat.h>
+
 #include <limits>
 
 #include <stdlib.h>
@@ -106,6 +108,17 @@ int KZCliRestoreCommand::run()
                            "items)")
                 .arg(KZPath::escapedDisplayString(given)));
         missing = true;
+    }
+    // A folder to put back into that is not there fails every item alike: the request
+    // cannot be carried out, and nothing is tried.
+    if (!m_options.toFolder.isEmpty()) {
+        struct stat folder = {};
+        const QByteArray to = KZCliTrashes::absolutePath(m_options.toFolder);
+        if (::stat(to.constData(), &folder) != 0 || !S_ISDIR(folder.st_mode)) {
+            KZCliApplication::printError(QStringLiteral("restore: “%1” is not a folder")
+                                             .arg(KZPath::escapedDisplayString(to)));
+            missing = true;
+        }
     }
     if (missing) {
         KZCliApplication::printError(QStringLiteral("restore: nothing was put back"));

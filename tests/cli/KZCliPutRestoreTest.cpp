@@ -366,6 +366,11 @@ TEST(CliPutRestore, RefusalsAndFailuresLoseNothing)
         EXPECT_TRUE(result.err.contains("is in a Trash")) << str(result.err);
     }
     EXPECT_EQ(namesIn(files + "/../info").size(), namesIn(files).size());
+    // A folder that is not there refuses the whole request.
+    result = cli.run({"restore", files + "/plan.txt", "--to", home + "/nowhere"});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_TRUE(result.err.contains("is not a folder")) << str(result.err);
+    EXPECT_EQ(readFile(files + "/plan.txt"), "plan");
     // --to names the folder meant; links in it are the user's own choice.
     result = cli.run({"restore", files + "/plan.txt", "--to", home + "/docs"});
     EXPECT_EQ(result.exitCode, 0) << str(result.err);
