@@ -98,6 +98,13 @@ bool KZCliTrashes::selectVolumes(const QByteArrayList &volumes, QList<KZTrashLoc
             *error = QStringLiteral("no volume with a Trash is named or mounted at “%1” (see "
                                     "binwise list)")
                          .arg(shown(volume));
+            // trash-empty takes a number of days where binwise takes volumes.
+            bool isNumber = false;
+            volume.toUInt(&isNumber);
+            if (isNumber)
+                *error += QStringLiteral("; for the items put in the Trash more than %1 days "
+                                         "ago, use --older-than %1")
+                              .arg(shown(volume));
             return false;
         } else {
             *error = QStringLiteral("%1 volumes are named “%2”; name the one you mean by its "

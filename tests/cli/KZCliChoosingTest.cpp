@@ -113,6 +113,10 @@ TEST_F(CliChoosing, AgeAndSizeChooseStrictlyBeyondTheirBoundaryAndEmptyErasesOnl
         EXPECT_TRUE(refused.out.isEmpty()) << str(refused.out);
         EXPECT_TRUE(refused.err.startsWith("binwise: ")) << str(refused.err);
     }
+    // trash-empty's habit of a number of days is pointed at --older-than.
+    const KZCliResult days = cli.run({"empty", "--yes", "30"});
+    EXPECT_EQ(days.exitCode, 2);
+    EXPECT_TRUE(days.err.contains("use --older-than 30")) << str(days.err);
 
     // Emptying by age erases the chosen items and their info files; the rest stays as it was.
     QHash<QByteArray, QByteArray> kept;
