@@ -397,7 +397,8 @@ QString KZCommandLine::helpText(Command command)
             "does not exist, /, a mount point, a Trash or anything in one.\n"
             "\n"
             "  --json  an array of objects: path, outcome (trashed or failed), itemURL (the\n"
-            "          item in the Trash, as binwise items --json gives it), error\n");
+            "          item in the Trash, as binwise items --json gives it), error; a\n"
+            "          request refused as a whole (exit 2) prints none\n");
     case Command::Restore:
         return QStringLiteral(
             "Usage: binwise restore ITEM... [--to DIR] [--rename] [--json]\n"
@@ -414,7 +415,8 @@ QString KZCommandLine::helpText(Command command)
             "  --rename  when the name is taken, use \"name (2)\", \"name (3)\", ...\n"
             "  --json    an array of objects: itemURL, outcome (restored, exists, gone,\n"
             "            refused, failed, incomplete), originalPath, restoredPath,\n"
-            "            restoredURL, error\n");
+            "            restoredURL, error; a request refused as a whole (exit 2)\n"
+            "            prints none\n");
     case Command::Tray:
         return QStringLiteral(
             "Usage: binwise [tray]\n"
