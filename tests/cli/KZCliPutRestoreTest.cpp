@@ -287,6 +287,19 @@ TEST(CliPutRestore, GioListsAndRestoresWhatBinwisePutsAndBinwiseRestoresWhatGioT
     listed = gio({QStringLiteral("--list")}, &status);
     EXPECT_FALSE(listed.contains(disk + "/b.txt")) << str(listed);
     EXPECT_TRUE(binwiseOrigins(cli).isEmpty());
+
+    // What gio trashed and binwise emptied, gio no longer lists either.
+    said = gio({QString::fromUtf8(disk + "/b.txt"), QString::fromUtf8(setup.home + "/a.txt")},
+               &status);
+    ASSERT_EQ(status, 0) << str(said);
+    EXPECT_EQ(binwiseOrigins(cli).size(), 2);
+    const KZCliResult emptied = cli.run({"empty", "--yes"});
+    EXPECT_EQ(emptied.exitCode, 0) << str(emptied.err);
+    EXPECT_TRUE(binwiseOrigins(cli).isEmpty());
+    listed = gio({QStringLiteral("--list")}, &status);
+    EXPECT_EQ(status, 0) << str(listed);
+    EXPECT_FALSE(listed.contains(disk + "/b.txt") || listed.contains(setup.home + "/a.txt"))
+        << str(listed);
 }
 
 TEST(CliPutRestore, RefusalsAndFailuresLoseNothing)
