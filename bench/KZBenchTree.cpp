@@ -1,5 +1,9 @@
 #include "KZBenchTree.h"
 
+#include "model/KZDirectoryWalker.h"
+#include "model/KZFileManager.h"
+
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -131,4 +135,23 @@ double KZBenchTree::median(std::vector<double> values)
 {
     std::sort(values.begin(), values.end());
     return values[values.size() / 2];
+}
+
+quint64 KZBenchTree::folderBlocks(const QByteArray &root)
+{
+    quint64 total = 0;
+    struct stat st = {};
+    if (::lstat(root.constData(), &st) == 0)
+        total += quint64(st.st_blocks) * 512;
+    KZDirectoryWalker walker(KZFileManager::defaultManager());
+    walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
+        if (entry.type != DT_DIR)
+            return KZDirectoryWalker::Action::Continue;
+        struct stat folder = {};
+        if (::fstatat(entry.dirfd, entry.name, &folder, AT_SYMLINK_NOFOLLOW) == 0)
+            total += quint64(folder.st_blocks) * 512;
+        return KZDirectoryWalker::Action::Descend;
+    };
+    walker.walk(::open(root.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return total;
 }

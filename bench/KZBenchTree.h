@@ -23,6 +23,9 @@ public:
     void resetCount() { m_entries = 0; }
 
     [[nodiscard]] static double median(std::vector<double> values);
+    // Bytes allocated to the folders themselves, root included: what du counts and a Trash's
+    // size leaves out.
+    [[nodiscard]] static quint64 folderBlocks(const QByteArray &root);
 
 private:
     void makeFolder(const QByteArray &path);

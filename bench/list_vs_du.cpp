@@ -10,7 +10,6 @@
 // Needs root (mkfs.ext4 and a loop mount); without it the bench says so and exits 0.
 // Prints the medians and "first/du ratio: X" and "second/du ratio: Y".
 #include "KZBenchTree.h"
-#include "model/KZDirectoryWalker.h"
 #include "model/KZFileManager.h"
 
 #include <QCoreApplication>
@@ -106,26 +105,6 @@ int generate(const QByteArray &trash, int folders)
     ::close(filesfd);
     ::close(infofd);
     return entries;
-}
-
-// Bytes allocated to the folders themselves, which du counts and a Trash's size leaves out.
-quint64 folderBlocks(const QByteArray &root)
-{
-    quint64 total = 0;
-    struct stat st = {};
-    if (::lstat(root.constData(), &st) == 0)
-        total += quint64(st.st_blocks) * 512;
-    KZDirectoryWalker walker(KZFileManager::defaultManager());
-    walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
-        if (entry.type != DT_DIR)
-            return KZDirectoryWalker::Action::Continue;
-        struct stat folder = {};
-        if (::fstatat(entry.dirfd, entry.name, &folder, AT_SYMLINK_NOFOLLOW) == 0)
-            total += quint64(folder.st_blocks) * 512;
-        return KZDirectoryWalker::Action::Descend;
-    };
-    walker.walk(::open(root.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return total;
 }
 
 struct Timed
@@ -319,7 +298,7 @@ int main(int argc, char **argv)
             duTimes.push_back(duAgain.ms);
         }
     }
-    const quint64 ownBlocks = folderBlocks(files);
+    const quint64 ownBlocks = KZBenchTree::folderBlocks(files);
     const quint64 expected = du.bytes - ownBlocks;
     const double firstMs = KZBenchTree::median(firstTimes);
     const double secondMs = KZBenchTree::median(secondTimes);

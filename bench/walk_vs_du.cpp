@@ -6,7 +6,6 @@
 //
 // Prints the medians and "walk/du ratio: X" (below 1.0: the walk is faster).
 #include "KZBenchTree.h"
-#include "model/KZDirectoryWalker.h"
 #include "model/KZFilesUtilities.h"
 
 #include <QCoreApplication>
@@ -22,30 +21,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <vector>
-
-namespace {
-
-// Bytes allocated to the folders themselves (the root included), which du counts.
-quint64 folderBlocks(const QByteArray &root)
-{
-    quint64 total = 0;
-    struct stat st = {};
-    if (::lstat(root.constData(), &st) == 0)
-        total += quint64(st.st_blocks) * 512;
-    KZDirectoryWalker walker(KZFileManager::defaultManager());
-    walker.visit = [&](const KZDirectoryWalker::Entry &entry) {
-        if (entry.type != DT_DIR)
-            return KZDirectoryWalker::Action::Continue;
-        struct stat folder = {};
-        if (::fstatat(entry.dirfd, entry.name, &folder, AT_SYMLINK_NOFOLLOW) == 0)
-            total += quint64(folder.st_blocks) * 512;
-        return KZDirectoryWalker::Action::Descend;
-    };
-    walker.walk(::open(root.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return total;
-}
-
-} // namespace
 
 int main(int argc, char **argv)
 {
@@ -102,7 +77,7 @@ int main(int argc, char **argv)
             duTimes.push_back(duTime);
         }
     }
-    const quint64 folders = folderBlocks(files);
+    const quint64 folders = KZBenchTree::folderBlocks(files);
     const double walk = KZBenchTree::median(walkTimes);
     const double du = KZBenchTree::median(duTimes);
     std::printf("walk: %llu items, %llu allocated bytes, %llu logical bytes, median %.2f ms\n",

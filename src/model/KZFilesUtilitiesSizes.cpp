@@ -2,6 +2,7 @@
 #include "KZFilesUtilities.h"
 
 #include "KZDirectoryWalker.h"
+#include "KZFileIdentity.h"
 #include "format/KZLocalizedStrings.h"
 #include "foundation/KZNotificationCenter.h"
 
@@ -38,8 +39,7 @@ public:
             return true;
         m_size.fileSize += st.stx_size;
         if (st.stx_nlink > 1) {
-            const Key key{st.stx_dev_major, st.stx_dev_minor, st.stx_ino};
-            if (!m_seenLinks.insert(key).second)
+            if (!m_seenLinks.insert(KZFileIdentity::of(st)).second)
                 return false;
         }
         m_size.totalFileSize += quint64(st.stx_blocks) * 512;
@@ -48,24 +48,9 @@ public:
     [[nodiscard]] KZItemSizeInfo result() const { return m_size; }
 
 private:
-    struct Key
-    {
-        quint32 major;
-        quint32 minor;
-        quint64 ino;
-        bool operator==(const Key &) const = default;
-    };
-    struct KeyHash
-    {
-        size_t operator()(const Key &key) const
-        {
-            return std::hash<quint64>()(key.ino ^ (quint64(key.major) << 52)
-                                        ^ (quint64(key.minor) << 32));
-        }
-    };
     KZFileManager &m_fm;
     KZItemSizeInfo m_size;
-    std::unordered_set<Key, KeyHash> m_seenLinks;
+    std::unordered_set<KZFileIdentity, KZFileIdentity::Hash> m_seenLinks;
 };
 
 int openWalkRoot(KZFileManager &fm, const QUrl &url)

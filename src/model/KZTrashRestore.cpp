@@ -50,6 +50,15 @@ void fail(KZTrashRestore::Result *result, KZTrashRestore::Outcome outcome, int e
     result->error.localizedDescription = sentence;
 }
 
+// Another program restored or erased the item first.
+void failGone(KZTrashRestore::Result *result, const QByteArray &item)
+{
+    fail(result, KZTrashRestore::Outcome::Gone, ENOENT, item,
+         QStringLiteral("“%1” is no longer in the Trash (another program restored or erased it); "
+                        "nothing was changed")
+             .arg(shown(item)));
+}
+
 struct timespec toTimespec(const struct statx_timestamp &time)
 {
     return {time.tv_sec, long(time.tv_nsec)};
@@ -181,10 +190,7 @@ KZTrashRestore::Result KZTrashRestore::restoreItemAtPath(const QByteArray &itemP
                != 0) {
         const int errnum = errno;
         if (errnum == ENOENT)
-            fail(&result, Outcome::Gone, errnum, item,
-                 QStringLiteral("“%1” is no longer in the Trash (another program restored or "
-                                "erased it); nothing was changed")
-                     .arg(shown(item)));
+            failGone(&result, item);
         else
             fail(&result, Outcome::Failed, errnum, item,
                  QStringLiteral("“%1” cannot be read: %2").arg(shown(item), errnoText(errnum)));
@@ -306,10 +312,7 @@ KZTrashRestore::Result KZTrashRestore::restoreItemAtPath(const QByteArray &itemP
             && m_fileManager.statx(filesfd.get(), name.constData(), AT_SYMLINK_NOFOLLOW, STATX_TYPE,
                                    &again)
                    != 0)
-            fail(&result, Outcome::Gone, errnum, item,
-                 QStringLiteral("“%1” is no longer in the Trash (another program restored or "
-                                "erased it); nothing was changed")
-                     .arg(shown(item)));
+            failGone(&result, item);
         else
             fail(&result, Outcome::Failed, errnum, item,
                  QStringLiteral("“%1” was not put back into “%2”: %3")

@@ -2,6 +2,7 @@
 
 #include "KZDirectorySizes.h"
 #include "KZDirectoryWalker.h"
+#include "KZFileIdentity.h"
 #include "KZFileManager.h"
 #include "KZPath.h"
 #include "KZTrashFolder.h"
@@ -29,27 +30,8 @@ constexpr int kDirectoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 constexpr int kStatFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC;
 constexpr unsigned kSizeMask = STATX_TYPE | STATX_SIZE | STATX_BLOCKS | STATX_NLINK | STATX_INO;
 
-struct LinkKey
-{
-    quint32 major;
-    quint32 minor;
-    quint64 ino;
-    bool operator==(const LinkKey &) const = default;
-};
-
-struct LinkKeyHash
-{
-    size_t operator()(const LinkKey &key) const
-    {
-        return std::hash<quint64>()(key.ino ^ (quint64(key.major) << 52)
-                                    ^ (quint64(key.minor) << 32));
-    }
-};
-
-LinkKey keyOf(const struct statx &st)
-{
-    return {st.stx_dev_major, st.stx_dev_minor, st.stx_ino};
-}
+using LinkKey = KZFileIdentity;
+using LinkKeyHash = KZFileIdentity::Hash;
 
 // Files of several links seen so far by every thread of one measurement.
 class SharedLinks
@@ -107,7 +89,7 @@ FolderResult walkFolder(int filesfd, const QByteArray &name, SharedLinks &links,
         const quint64 blocks = quint64(st.stx_blocks) * 512;
         if (st.stx_nlink > 1) {
             result.multiLinked = true;
-            const LinkKey key = keyOf(st);
+            const LinkKey key = KZFileIdentity::of(st);
             if (ownLinks.insert(key).second)
                 result.duSize += blocks;
             if (links.insert(key))
@@ -243,7 +225,7 @@ KZTrashSizes::Measurement KZTrashSizes::measureTrash(const QUrl &filesURL,
             if (S_ISDIR(item.st.stx_mode)) {
                 item.infoMtime = infoMtimeOf(infofd, name);
                 folders.push_back(std::move(item));
-            } else if (item.st.stx_nlink <= 1 || links.insert(keyOf(item.st))) {
+            } else if (item.st.stx_nlink <= 1 || links.insert(KZFileIdentity::of(item.st))) {
                 measurement.size += quint64(item.st.stx_blocks) * 512;
             }
         }
